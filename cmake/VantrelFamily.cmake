@@ -1,0 +1,54 @@
+# One library target a family. A family is a folder below vantrel/ with headers and sources side by side.
+#
+#   vantrel_family(codec DEPENDS platform SYSTEM ICU::uc)
+#
+# DEPENDS names other families; SYSTEM names what stands outside the project and is linked privately.
+
+add_library(vantrel_build_flags INTERFACE)
+target_compile_features(vantrel_build_flags INTERFACE cxx_std_20 c_std_11)
+target_compile_options(vantrel_build_flags INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow
+  $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor -Woverloaded-virtual>
+  $<$<BOOL:${VANTREL_WERROR}>:-Werror>)
+if(VANTREL_SANITIZE)
+  target_compile_options(vantrel_build_flags INTERFACE
+    -fsanitize=${VANTREL_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+  target_link_options(vantrel_build_flags INTERFACE -fsanitize=${VANTREL_SANITIZE})
+endif()
+
+if(VANTREL_FUZZ)
+  target_compile_options(vantrel_build_flags INTERFACE -fsanitize=fuzzer-no-link)
+endif()
+
+set(CMAKE_C_VISIBILITY_PRESET hidden)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_C_EXTENSIONS OFF)
+
+function(vantrel_family name)
+  cmake_parse_arguments(ARG "" "" "DEPENDS;SYSTEM" ${ARGN})
+  file(GLOB_RECURSE sources CONFIGURE_DEPENDS
+    ${CMAKE_CURRENT_SOURCE_DIR}/*.cc ${CMAKE_CURRENT_SOURCE_DIR}/*.c)
+  set(target vantrel_${name})
+  add_library(${target} ${sources})
+  add_library(Vantrel::${name} ALIAS ${target})
+  set_target_properties(${target} PROPERTIES
+    EXPORT_NAME ${name} VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
+  target_include_directories(${target} PUBLIC
+    $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+  target_compile_features(${target} PUBLIC cxx_std_20)
+  if(BUILD_SHARED_LIBS)
+    target_compile_definitions(${target} PUBLIC VANTREL_SHARED)
+  endif()
+  # What a program does not use must not show among its needed libraries.
+  target_link_options(${target} INTERFACE LINKER:--as-needed)
+  target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:vantrel_build_flags> ${ARG_SYSTEM})
+  foreach(family IN LISTS ARG_DEPENDS)
+    target_link_libraries(${target} PUBLIC vantrel_${family})
+  endforeach()
+  set_property(GLOBAL APPEND PROPERTY VANTREL_FAMILIES ${name})
+  set_property(GLOBAL PROPERTY VANTREL_DEPENDS_${name} "${ARG_DEPENDS}")
+  set_property(GLOBAL PROPERTY VANTREL_SYSTEM_${name} "${ARG_SYSTEM}")
+endfunction()

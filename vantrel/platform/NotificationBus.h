@@ -1,0 +1,63 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "vantrel/platform/Export.h"
+#include "vantrel/platform/ValueTree.h"
+
+namespace vantrel {
+
+/// One posted event. Views and references are valid during the delivery only.
+struct Notification {
+  std::string_view name;
+  const ValueTree* object = nullptr;    ///< absent when null
+  const ValueTree* userInfo = nullptr;  ///< a dictionary; absent when null
+};
+
+/// The process-wide broadcast of named events.
+///
+/// Delivery is synchronous, on the posting thread, in the order of registration, over the observers
+/// registered when the post began: one added during a delivery waits for the next event; one removed is not
+/// called again, also in the middle of a delivery (a call that another thread has already begun may still be
+/// finishing). No lock is held while observers run: they may add, remove and post.
+///
+/// Threads: every operation from any thread. Posting an event whose values are small allocates nothing.
+class VANTREL_EXPORT NotificationBus {
+ public:
+  using Action = std::function<void(const Notification&)>;
+
+  /// A registration; ends when destroyed or reset. May outlive the bus.
+  class Subscription;
+
+  NotificationBus();
+  ~NotificationBus();
+  NotificationBus(const NotificationBus&) = delete;
+  NotificationBus& operator=(const NotificationBus&) = delete;
+
+  /// The one that the library's services use.
+  static NotificationBus& shared();
+
+  /// Registers `action` for events of `name` from any sender until the subscription ends.
+  [[nodiscard]] Subscription add(std::string_view name, Action action);
+
+  /// Registers `action` under `owner`, which is held weakly: kept alive during a call, never called once it
+  /// is gone.
+  void add(std::string_view name, Action action, const std::weak_ptr<const void>& owner);
+
+  /// Removes every registration of `owner` for `name`. Also works from the owner's destructor, with `owner`
+  /// expired.
+  void remove(std::string_view name, const std::weak_ptr<const void>& owner);
+
+  /// An event of a name alone, with an object, or with an object (may be absent) and a dictionary.
+  void post(std::string_view name);
+  void post(std::string_view name, const ValueTree& object);
+  void post(std::string_view name, const ValueTree* object, const ValueTree* userInfo);
+
+  /// An observer of every event whatever its name, called after those of the name; for logs and tools.
+  [[nodiscard]] Subscription addForAll(Action action);
+};
+
+}  // namespace vantrel

@@ -1,0 +1,59 @@
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "vantrel/platform/Export.h"
+#include "vantrel/platform/ValueTree.h"
+
+namespace vantrel {
+
+/// Persistent settings of the user: property-list values (string, number, boolean, date, bytes, list,
+/// dictionary) by key.
+///
+/// They live in one property-list file. A change is seen at once by this process, written soon after (a
+/// fraction of a second, by a background thread) and at the latest when the store is destroyed or the process
+/// exits normally. Writing is atomic and synced: whatever happens, the file is the old or the new one.
+/// Processes that share a file lose no key of each other: each writes only the keys that it changed into what
+/// stands in the file by then, under a lock. A file that cannot be read as settings is kept beside under
+/// another name, and the log says so. When the file cannot be written, the store goes on in memory, says so
+/// once in the log, and tries again with the next change.
+///
+/// Threads: every operation from any thread.
+class VANTREL_EXPORT SettingsStore {
+ public:
+  /// A store over this file; folders are created with the first write.
+  explicit SettingsStore(std::filesystem::path file);
+  ~SettingsStore();
+  SettingsStore(const SettingsStore&) = delete;
+  SettingsStore& operator=(const SettingsStore&) = delete;
+
+  /// The store of the host application: `$XDG_CONFIG_HOME` (or ~/.config) / `applicationName` /
+  /// "settings.plist".
+  static std::filesystem::path fileOfApplication(std::string_view applicationName);
+
+  /// Stores the value; null removes the entry. A value that no property list can hold (null inside) is
+  /// refused: false.
+  bool setObject_forKey(const ValueTree& value, std::string_view key);
+
+  /// The value, absent when there is none.
+  std::optional<ValueTree> objectForKey(std::string_view key) const;
+
+  /// Deletes the entry.
+  void removeObjectForKey(std::string_view key);
+
+  /// All entries as one dictionary.
+  ValueTree all() const;
+
+  /// Writes pending changes now; true when the file holds them.
+  bool synchronize();
+
+ private:
+  class State;
+  std::unique_ptr<State> state_;
+};
+
+}  // namespace vantrel

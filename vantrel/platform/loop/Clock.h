@@ -1,0 +1,60 @@
+#pragma once
+
+#include <chrono>
+#include <functional>
+
+#include "vantrel/platform/Date.h"
+#include "vantrel/platform/Export.h"
+
+namespace vantrel {
+
+class RunLoop;
+
+/// A length of time, in nanoseconds.
+using Duration = std::chrono::nanoseconds;
+
+/// A moment on a monotonic time line that has nothing to do with the calendar.
+struct Instant {
+  Duration sinceStart{0};
+
+  friend auto operator<=>(const Instant&, const Instant&) = default;
+  friend Instant operator+(Instant moment, Duration by) { return {moment.sinceStart + by}; }
+  friend Duration operator-(Instant later, Instant earlier) { return later.sinceStart - earlier.sinceStart; }
+};
+
+/// Seconds as a duration: truncated to whole nanoseconds, clamped to what a duration holds; not a number
+/// gives 0.
+VANTREL_EXPORT Duration durationOfSeconds(double seconds);
+
+/// Where every service takes its time from. Threads: any.
+class VANTREL_EXPORT Clock {
+ public:
+  virtual ~Clock() = default;
+
+  /// Monotonic: never goes back.
+  virtual Instant now() const = 0;
+
+  /// The calendar's moment; may jump.
+  virtual Date date() const = 0;
+
+  /// The machine's clocks.
+  static Clock& system();
+
+  /// The clock in force: the system's unless a `ScopedClock` lives.
+  static Clock& current();
+};
+
+/// Puts another clock in force for the whole process as long as it lives. Scopes nest. Not while other
+/// threads run.
+class VANTREL_EXPORT ScopedClock {
+ public:
+  explicit ScopedClock(Clock& clock);
+  ~ScopedClock();
+  ScopedClock(const ScopedClock&) = delete;
+  ScopedClock& operator=(const ScopedClock&) = delete;
+
+ private:
+  Clock* earlier_;
+};
+
+}  // namespace vantrel

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <atomic>
+
+#include "vantrel/platform/loop/Clock.h"
+
+namespace vantrel {
+
+/// A clock that stands still until it is told to move: ten minutes of timers run in milliseconds.
+class VANTREL_EXPORT ManualClock : public Clock {
+ public:
+  /// Starts at monotonic 0 and at this moment of the calendar.
+  explicit ManualClock(Date start = {});
+
+  Instant now() const override;
+  Date date() const override;
+
+  /// Walks: moves to each due moment of `loop` on the way and runs what is due there, then to the end. A loop
+  /// that stays busy without time passing is given up after 100,000 turns of one call, with a line in the
+  /// log.
+  void advance(RunLoop& loop, Duration by);
+
+  /// Sets the time at once, as a stall or a suspended machine does; runs nothing.
+  void jump(Duration by);
+
+  /// Sets the calendar alone, as a user who sets the clock does.
+  void setDate(Date date);
+
+ private:
+  std::atomic<Duration> elapsed_{Duration{0}};
+  std::atomic<double> dateAtStart_;
+};
+
+}  // namespace vantrel

@@ -1,0 +1,95 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <utility>
+
+#include "vantrel/platform/Export.h"
+#include "vantrel/platform/loop/Clock.h"
+
+namespace vantrel {
+
+/// Runs tasks, timers and descriptor callbacks of one thread, one after the other.
+///
+/// A loop runs by itself (`run`, `runFor`) or inside a host's own loop, which polls `pollDescriptor()` for
+/// reading until `nextDue()` and then calls `turn()`. An idle loop sleeps.
+///
+/// Order: a turn runs the tasks posted before it began, then timers that are due, earliest first, those due
+/// at the same moment in the order they were started, then ready descriptors. There is one "now" a turn; what
+/// a callback posts or starts waits for the next turn. A callback may cancel or destroy anything but the
+/// loop. What a task captured is destroyed right after it ran.
+///
+/// Threads: `post`, `stop` from any thread; everything else on the loop's own thread.
+class VANTREL_EXPORT RunLoop {
+ public:
+  using Task = std::function<void()>;
+
+  /// A timer's due moment and serial.
+  using TimerId = std::pair<Instant, std::uint64_t>;
+
+  /// Follows `clock`, or whatever clock is in force when null.
+  explicit RunLoop(const Clock* clock = nullptr);
+
+  /// Drops all tasks and timers unrun.
+  ~RunLoop();
+  RunLoop(const RunLoop&) = delete;
+  RunLoop& operator=(const RunLoop&) = delete;
+
+  /// The main loop; the thread that first asks for it is the main thread.
+  static RunLoop& main();
+
+  /// The calling thread's loop, made when first asked for: the main loop on the main thread. It ends with its
+  /// thread.
+  static RunLoop& current();
+
+  /// Whether the caller is the thread that this loop belongs to.
+  bool isCurrent() const;
+
+  /// Runs `task` in the next turn; wakes the loop.
+  void post(Task task);
+
+  /// Runs `task` once at `due`.
+  TimerId at(Instant due, Task task);
+
+  /// Forgets a timer; fired or unknown: nothing happens.
+  void cancel(TimerId id);
+
+  /// Which way a descriptor is watched.
+  enum class Interest : std::uint8_t { Read, Write, ReadWrite };
+
+  /// Calls `ready` in every turn in which the descriptor is ready (or failed) until `unwatch`. One watch per
+  /// descriptor; watching again replaces. False when the system refuses the descriptor.
+  bool watch(int descriptor, Interest interest, std::function<void()> ready);
+  void unwatch(int descriptor);
+
+  /// Runs everything ready now; never blocks. True when anything ran.
+  bool turn();
+
+  /// Now while tasks wait, else the first timer's moment, else none.
+  std::optional<Instant> nextDue() const;
+
+  /// Readable when something other than the clock asks for a turn: a posted task or a watched descriptor.
+  int pollDescriptor() const;
+
+  /// Turns and sleeps until `stop`.
+  void run();
+
+  /// The same for at most `duration` of real time.
+  void runFor(Duration duration);
+
+  /// Ends the innermost `run` or `runFor` after the current turn; when none runs, the next one ends at once.
+  void stop();
+
+  /// How often the loop has come out of a sleep; an idle loop's count stands still.
+  std::uint64_t wakeUps() const;
+
+  const Clock& clock() const;
+
+ private:
+  class State;
+  std::unique_ptr<State> state_;
+};
+
+}  // namespace vantrel
