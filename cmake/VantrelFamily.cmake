@@ -52,3 +52,10 @@ function(vantrel_family name)
   set_property(GLOBAL PROPERTY VANTREL_DEPENDS_${name} "${ARG_DEPENDS}")
   set_property(GLOBAL PROPERTY VANTREL_SYSTEM_${name} "${ARG_SYSTEM}")
 endfunction()
+
+# A pkg-config dependency that an installed package config can find again: vantrel_pkgconfig(GSTREAMER gstreamer-1.0 ...)
+# gives the target PkgConfig::GSTREAMER.
+macro(vantrel_pkgconfig prefix)
+  pkg_check_modules(${prefix} REQUIRED IMPORTED_TARGET GLOBAL ${ARGN})
+  set_property(GLOBAL PROPERTY VANTREL_PKGCONFIG_${prefix} "${ARGN}")
+endmacro()

@@ -1,0 +1,25 @@
+# The Debian packages that Vantrel needs, by purpose. Sourced by scripts/setup and scripts/bench.
+# shellcheck shell=bash disable=SC2034
+
+build_packages=(
+  build-essential clang cmake ninja-build pkg-config git
+  libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev
+  libssl-dev zlib1g-dev rapidjson-dev libicu-dev libhwy-dev libcli11-dev
+)
+
+run_packages=(
+  gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-libav
+)
+
+# Recordings for the demo and the tools that make tagged ones; servers and programs that tests compare with.
+test_packages=(
+  libgtest-dev libgmock-dev python3 tzdata strace xxd
+  sox libsox-fmt-mp3 lame flac vorbis-tools ffmpeg
+  alsa-utils sound-theme-freedesktop pocketsphinx-testdata oxygen-sounds
+)
+
+# What a user would pick instead, for scripts/bench.
+bench_packages=(libbenchmark-dev libboost-dev libasio-dev nlohmann-json3-dev gstreamer1.0-tools)
+
+# For scripts/check.
+check_packages=(clang-format clang-tidy libclang-rt-14-dev shellcheck)

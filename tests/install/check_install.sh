@@ -1,0 +1,42 @@
+#!/usr/bin/env bash
+# check_install.sh BUILD_DIR CXX: the installed tree serves outside projects.
+set -euo pipefail
+build=$1 cxx=$2
+here=$(cd "$(dirname "$0")" && pwd)
+temporary=$(mktemp -d)
+trap 'rm -rf "$temporary"' EXIT
+fail() { echo "FAILED: $*" >&2; exit 1; }
+
+# What the build was made with (sanitizers, optimisation) the outside projects need too.
+cached() { sed -n "s/^$1:[^=]*=//p" "$build/CMakeCache.txt"; }
+flags=$(cached CMAKE_CXX_FLAGS)
+sanitize=$(cached VANTREL_SANITIZE)
+[ -z "$sanitize" ] || flags="$flags -fsanitize=$sanitize"
+
+cmake --install "$build" --prefix "$temporary/prefix" > "$temporary/install.log"
+[ -n "$(find "$temporary/prefix" -name VantrelConfigVersion.cmake)" ] || fail "no version file"
+
+for project in codec_only everything; do
+  cmake -S "$here/$project" -B "$temporary/$project" -G Ninja -DCMAKE_CXX_COMPILER="$cxx" \
+    -DCMAKE_CXX_FLAGS="$flags" -DCMAKE_PREFIX_PATH="$temporary/prefix" > "$temporary/$project.log" \
+    || { cat "$temporary/$project.log"; fail "$project does not configure"; }
+  cmake --build "$temporary/$project" >> "$temporary/$project.log" \
+    || { cat "$temporary/$project.log"; fail "$project does not build"; }
+done
+[ "$("$temporary/codec_only/codec_only")" = 0a0bff ] || fail "codec_only prints something else"
+[ "$("$temporary/everything/everything" 2>/dev/null)" = "01:05 a%20b 0 2" ] || fail "everything prints something else"
+
+# A user of the hex operations alone gets no library but those of C and C++.
+if [ -z "$sanitize" ] && [ "$(cached BUILD_SHARED_LIBS)" != ON ]; then
+  others=$(ldd "$temporary/codec_only/codec_only" |
+    grep -v -E 'linux-vdso|ld-linux|libstdc\+\+|libgcc_s|libc\.so|libm\.so' || true)
+  [ -z "$others" ] || fail "codec_only needs $others"
+fi
+
+pc=$(dirname "$(find "$temporary/prefix" -name vantrel-codec.pc)")
+read -r -a arguments <<< "$(PKG_CONFIG_PATH=$pc pkg-config --cflags --libs vantrel-codec)"
+read -r -a extra <<< "$flags"
+"$cxx" -std=c++20 "${extra[@]}" -o "$temporary/by_pkg_config" "$here/codec_only/main.cc" "${arguments[@]}"
+[ "$(LD_LIBRARY_PATH=$pc/.. "$temporary/by_pkg_config")" = 0a0bff ] || fail "the pkg-config build prints something else"
+PKG_CONFIG_PATH=$pc pkg-config --exact-version=0.1.0 vantrel || fail "pkg-config does not know vantrel"
+echo "installed tree serves both projects"
