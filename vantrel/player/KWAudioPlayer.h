@@ -1,0 +1,308 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "vantrel/platform/Bytes.h"
+#include "vantrel/platform/Error.h"
+#include "vantrel/platform/Export.h"
+#include "vantrel/platform/NotificationBus.h"
+#include "vantrel/platform/loop/Timer.h"
+#include "vantrel/platform/seams/FilePlayer.h"
+#include "vantrel/player/KWNetPlayer.h"
+#include "vantrel/player/MusicOfPhoneMode.h"
+
+namespace vantrel {
+
+/// A command from a remote control, a headset or the system's playing screen.
+struct RemoteEvent {
+  static constexpr std::int64_t kRemoteControl = 2;
+
+  static constexpr std::int64_t kPlay = 100;
+  static constexpr std::int64_t kPause = 101;
+  static constexpr std::int64_t kNextTrack = 104;
+  static constexpr std::int64_t kPreviousTrack = 105;
+
+  std::int64_t type = kRemoteControl;
+  std::int64_t subtype = 0;
+};
+
+/// The music player: a play list, one entry playing at a time, a play mode, a remembered position.
+///
+/// There are three sources, each with its own instance for the whole process: the music library (`sharedMe`,
+/// source type 0), local files (`sharedMe_1`, 1) and network streams (`sharedMe_2`, 2). Types 0 and 1 play
+/// through `Host::current().filePlayers`, type 2 through a `KWNetPlayer`.
+///
+/// Everything that happens is told on the notification bus; the value travels as the event's object:
+///   - "KW_AU_NOTE" with "KW_PLAY", "KW_CONTINUE", "KW_PAUSE", "KW_FINISH" (list once has ended) or
+///   "KW_ERROR";
+///   - "KW_UPDATE" at the end of every `didPlay`;
+///   - "KW_AU_PROGRESS" with a dictionary: "TIME_NOW", "TIME_END" (texts "mm:ss" or "h:mm:ss") and "PROGRESS"
+///     (elapsed fraction), every second while a file plays and at every play time report of a stream;
+///   - "KW_AU_NET_SPEED" (buffered fraction per second), then "KW_AU_NET_TIMEGAP" (seconds), for streams;
+///   - "KW_AU_VOLUME_CHANGE" with the new system volume;
+///   - "KWAudioPlayer_PLAYER_INTERRUPTION", "..._INTERRUPTION_END" (no object) and
+///     "..._INTERRUPTION_END_FLAG" (the options); the host pauses and resumes with `didPauseLast` and
+///     `didContinueLast`.
+///
+/// A track that cannot be opened counts as started; the progress timer passes over it a second later.
+///
+/// Threads: the main thread only; reports and timers arrive there. Any operation may be called from inside an
+/// event, and an instance may be let go there.
+/// Ownership: the shared instances live until the process ends; others belong to who made them. File players
+/// are owned, and stopped when replaced; late reports of a replaced one are not heard. On destruction the
+/// progress timer ends and the volume is no longer observed.
+class VANTREL_EXPORT KWAudioPlayer : public std::enable_shared_from_this<KWAudioPlayer> {
+ public:
+  /// The library player, made when first asked for; null when the library holds no songs (the next call tries
+  /// again).
+  static std::shared_ptr<KWAudioPlayer> sharedMe();
+
+  /// The file player, made when first asked for; without list until `resetPaths`.
+  static std::shared_ptr<KWAudioPlayer> sharedMe_1();
+
+  /// The file player; only when it does not exist yet is it made, with `paths` as its list.
+  static std::shared_ptr<KWAudioPlayer> sharedMeByPaths(const MusicList& paths);
+
+  /// The stream player, made when first asked for.
+  static std::shared_ptr<KWAudioPlayer> sharedMe_2();
+
+  /// Source type of the instance that last started or resumed; 3 when none has yet.
+  static std::uint64_t currentType();
+
+  /// The shared instance of `currentType`, made when needed; the library player when nothing has played, so
+  /// null when then the library is empty.
+  static std::shared_ptr<KWAudioPlayer> currentPlayer();
+
+  /// New instances, as behind the shared ones. `initMe` gives null when the library holds no songs.
+  static std::shared_ptr<KWAudioPlayer> initMe();
+  static std::shared_ptr<KWAudioPlayer> init_1();
+  static std::shared_ptr<KWAudioPlayer> initByPaths(const MusicList& paths);
+  static std::shared_ptr<KWAudioPlayer> init_2();
+
+  ~KWAudioPlayer();
+  KWAudioPlayer(const KWAudioPlayer&) = delete;
+  KWAudioPlayer& operator=(const KWAudioPlayer&) = delete;
+
+  /// The set-up that the initialisers share: type 1, and type 2 with its `KWNetPlayer`.
+  void playerConfig();
+  void playerConfig_2();
+
+  // ---- lists
+
+  /// Rebuilds the list from the library; source type 0 only. `play_index` and the file player stay.
+  void reloadPhoneMusic();
+
+  /// Replaces the list of files and prepares the first; nothing happens on another type or with an empty
+  /// list. A first file that is missing or empty leaves the file player as it was.
+  void resetPaths(const MusicList& paths);
+
+  /// Replaces the list of streams; type 2 only. An empty list leaves an empty list. Nothing is opened.
+  void setNetPaths(const MusicList& paths);
+
+  /// Searches the library: the songs whose title contains `keyword` without regard to case and diacritics,
+  /// or, when there is none, those whose artist does; all songs for an empty keyword. Entries carry their
+  /// length (`storedTime`) and the same `mIndex` as in the library player's list. Opens every song once.
+  /// Changes no player.
+  static MusicList filterMusic(const std::string& keyword);
+
+  // ---- transport
+
+  /// Plays the entry at `index`: below 0 the last, past the end the first. Nothing happens with an empty
+  /// list.
+  void didPlay(std::int64_t index);
+
+  /// Resumes the current track.
+  void didContinue();
+
+  /// Pauses; `disSubPause` does it without touching the state that `didContinueLast` goes by.
+  void didPause();
+  void disSubPause();
+
+  void didStop();
+
+  /// The next and the previous entry by the mode, wrapping; `didRepeat` the same entry again. Nothing happens
+  /// with an empty list or, for the first two, in an unknown mode.
+  void didNext();
+  void didBefore();
+  void didRepeat();
+
+  /// Makes a new random order of the list's positions; logs an error when the list is empty.
+  void newRandomList();
+
+  /// Moves `mRandomIndex` to where the random order has `index`; logs an error when there is no order. An
+  /// index that the order does not hold changes nothing.
+  void newRandomIndex(std::int64_t index);
+
+  // ---- all players: a pause that an outside event forces, and the resume after it
+
+  /// Resumes the current player when it played before `didPauseLast`.
+  static void didContinueLast();
+
+  /// Pauses every instance for good.
+  static void didAllPause();
+
+  /// Pauses every instance and remembers the state of the current one.
+  static void didPauseLast();
+
+  /// The remembered play state: 0 at first, 1 playing, 2 paused.
+  static std::uint64_t didLastState();
+
+  // ---- persistence, in the settings as texts
+
+  /// Stores the current player's `play_index` under "KW_AUDIO_PLAYINDEX"; 0 when there is no player.
+  static void savePlayIndex();
+
+  /// The leading integer of that text, clamped to 32 bits; 0 when there is none.
+  static std::int64_t getPlayIndex();
+
+  /// The fraction under "KW_AUDIO_PLAYPROGRESS"; 0 when there is none or it is no finite number.
+  static float getPlayProgress();
+
+  /// Restores the remembered track, mode and position on the current player, paused; posts its progress and
+  /// "KW_PAUSE". Nothing happens without player or with an empty list. When the list no longer has the
+  /// remembered index, its first entry is restored from its start. A track without length is passed over, as
+  /// `progressShow` does.
+  static void recoveryMusicInfo();
+
+  // ---- system integration
+
+  /// Acts on a remote control's play, pause, next and previous command; other events are ignored.
+  static void receiveRemoteEvent(const RemoteEvent& event);
+
+  /// The system's output volume, 0 to 1.
+  static float getPhoneVolume();
+
+  /// The own volume of the player that plays, 0 to 1; 0 when nothing has played or it has no player.
+  static float getPlayerVolume();
+
+  /// Sets the volume of this instance's players and of the system.
+  void setPhoneVolume(float volume);
+
+  /// Shows the current entry on the host's now-playing centre; nothing happens when the host has none. The
+  /// dictionary has the keys MPMediaItemPropertyTitle, ...Artist, ...AlbumTitle ("Unknow Music", "Unknow
+  /// Artist", "Unknow Album" where absent), MPMediaItemPropertyPlaybackDuration,
+  /// MPNowPlayingInfoPropertyPlaybackRate (1.0) and MPNowPlayingInfoPropertyElapsedPlaybackTime (seconds).
+  void setLockScreenNowPlayingInfo();
+
+  /// Observes the system volume; `noteVolumeChanged` posts "KW_AU_VOLUME_CHANGE" for each change.
+  void addSystemVolumeNote();
+  void noteVolumeChanged(const Notification& event);
+
+  /// Starts or resumes the one-second progress timer; suspends it.
+  void progressStart();
+  void progressEnd();
+
+  /// Posts "KW_AU_PROGRESS" and stores the fraction under "KW_AUDIO_PLAYPROGRESS" ("%.2f"); when the file
+  /// player has no length, logs it and goes to the next entry.
+  void progressShow();
+
+  /// Four bytes, a signed 32-bit number in little-endian order that moves with the level of channels 0 and 1
+  /// of the file player; absent without one. Mono at full scale gives 2520, stereo 5040.
+  std::optional<Bytes> didRhythmData();
+
+  /// Length in whole seconds of an asset's address, or of a file read into memory; 0 when it cannot be
+  /// opened. Truncated and clamped as by `MusicOfPhoneMode::songTimeIpod`.
+  std::uint32_t songTimeIpod(const std::optional<std::string>& url) const;
+  std::uint32_t songTimePath(const std::string& path) const;
+
+  // ---- what the players report
+
+  void audioPlayerDidFinishPlaying_successfully(FilePlayer& player, bool successfully);
+  void audioPlayerDecodeErrorDidOccur_error(FilePlayer& player, const Error& error);
+  void audioPlayerBeginInterruption(FilePlayer& player);
+  void audioPlayerEndInterruption(FilePlayer& player);
+  void audioPlayerEndInterruption_withOptions(FilePlayer& player, std::uint64_t options);
+
+  void onKWNetPlayer_ChangeStatus(KWNetPlayer& player, std::uint64_t status);
+  void onKWNetPlayer_CachedProgress(KWNetPlayer& player, float fraction);
+  void onKWNetPlayer_Speed_TimeGap(KWNetPlayer& player, float speed, double gap);
+  void onKWNetPlayer_PlayTime(KWNetPlayer& player, float seconds);
+  void onKWNetPlayer_PlayFinished(KWNetPlayer& player, float zero);
+
+  // ---- fields
+
+  /// The order of shuffle mode, a permutation of 0 .. `sonyCount` - 1, and the current entry's place in it.
+  const std::vector<std::int64_t>& mRandomList() const { return mRandomList_; }
+  std::int64_t mRandomIndex() const { return mRandomIndex_; }
+
+  /// Number of entries when the list was last built or replaced.
+  std::int64_t sonyCount() const { return sonyCount_; }
+
+  /// The progress timer; null until first started.
+  const std::shared_ptr<Timer>& pTimer() const { return pTimer_; }
+
+  /// Position of the entry last chosen to play.
+  std::int64_t play_index() const { return play_index_; }
+  void setPlay_index(std::int64_t index) { play_index_ = index; }
+
+  /// The player of the current track; null for streams and for a track that could not be opened. Setting one
+  /// neither stops the earlier one nor observes the new one.
+  const std::shared_ptr<FilePlayer>& mPlayer() const { return mPlayer_; }
+  void setMPlayer(std::shared_ptr<FilePlayer> player) { mPlayer_ = std::move(player); }
+
+  /// The stream player; null for types 0 and 1. Setting one does not make this instance its delegate; the
+  /// earlier one loses this instance as delegate.
+  const std::shared_ptr<KWNetPlayer>& mNetPlayer() const { return mNetPlayer_; }
+  void setMNetPlayer(std::shared_ptr<KWNetPlayer> player);
+
+  /// The play list; absent until one is given (types 1 and 2). Setting it here leaves `sonyCount` and the
+  /// random order as they were, so lists are better replaced by the operations above; whatever the list,
+  /// transport plays only entries that it has, and nothing when it has none. Null entries are left out.
+  const std::optional<MusicList>& mList() const { return mList_; }
+  void setMList(std::optional<MusicList> list);
+
+  /// The current entry, held weakly; null when there is none or nobody keeps it any more.
+  std::shared_ptr<MusicOfPhoneMode> mNowItem() const { return mNowItem_.lock(); }
+  void setMNowItem(const std::shared_ptr<MusicOfPhoneMode>& item) { mNowItem_ = item; }
+
+  /// The play mode. 0: list loop, 1: repeat one, 2: shuffle, 3: list once. Setting it also stores it under
+  /// "KW_AUDIO_PLAYMODE".
+  std::uint64_t mMode() const { return mMode_; }
+  void setMMode(std::uint64_t mode);
+
+  /// The play state. 0: stopped, 1: playing, 2: paused or, for a stream, waiting.
+  std::uint64_t mState() const { return mState_; }
+  void setMState(std::uint64_t state) { mState_ = state; }
+
+  /// The source type.
+  std::uint64_t mType() const { return mType_; }
+  void setMType(std::uint64_t type) { mType_ = type; }
+
+ private:
+  KWAudioPlayer() = default;
+
+  std::size_t listCount() const;
+  std::shared_ptr<MusicOfPhoneMode> entryAt(std::int64_t index) const;
+  std::int64_t nowIndex() const;
+  void adoptLibrary(MusicList list);
+  void restartShuffle();
+  void playRandomAt(std::int64_t position);
+  void playFile(float volume);
+  void playStream(float volume);
+  void takePlayer(std::unique_ptr<FilePlayer> player, float volume);
+  void observe(const std::shared_ptr<FilePlayer>& player);
+  void restore(std::int64_t index, std::uint64_t mode, float progress);
+  void finishTrack();
+  void postProgress(std::uint32_t now, std::uint32_t end, float progress);
+
+  std::vector<std::int64_t> mRandomList_;
+  std::int64_t mRandomIndex_ = 0;
+  std::int64_t sonyCount_ = 0;
+  std::shared_ptr<Timer> pTimer_;
+  std::int64_t play_index_ = 0;
+  std::shared_ptr<FilePlayer> mPlayer_;
+  std::shared_ptr<KWNetPlayer> mNetPlayer_;
+  std::optional<MusicList> mList_;
+  std::weak_ptr<MusicOfPhoneMode> mNowItem_;
+  std::uint64_t mMode_ = 0;
+  std::uint64_t mState_ = 0;
+  std::uint64_t mType_ = 0;
+  KWNetPlayerDelegate netDelegate_;
+};
+
+}  // namespace vantrel
