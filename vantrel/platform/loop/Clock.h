@@ -18,7 +18,13 @@ struct Instant {
   Duration sinceStart{0};
 
   friend auto operator<=>(const Instant&, const Instant&) = default;
-  friend Instant operator+(Instant moment, Duration by) { return {moment.sinceStart + by}; }
+
+  /// Clamped to what an instant holds.
+  friend Instant operator+(Instant moment, Duration by) {
+    Duration::rep sum = 0;
+    if (!__builtin_add_overflow(moment.sinceStart.count(), by.count(), &sum)) return {Duration{sum}};
+    return {by.count() > 0 ? Duration::max() : Duration::min()};
+  }
   friend Duration operator-(Instant later, Instant earlier) { return later.sinceStart - earlier.sinceStart; }
 };
 
@@ -36,6 +42,9 @@ class VANTREL_EXPORT Clock {
 
   /// The calendar's moment; may jump.
   virtual Date date() const = 0;
+
+  /// Whether time passes only when someone moves the clock: sleeping brings no moment nearer then.
+  virtual bool standsStill() const { return false; }
 
   /// The machine's clocks.
   static Clock& system();

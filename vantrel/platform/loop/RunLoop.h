@@ -19,9 +19,10 @@ namespace vantrel {
 /// Order: a turn runs the tasks posted before it began, then timers that are due, earliest first, those due
 /// at the same moment in the order they were started, then ready descriptors. There is one "now" a turn; what
 /// a callback posts or starts waits for the next turn. A callback may cancel or destroy anything but the
-/// loop. What a task captured is destroyed right after it ran.
+/// loop, and may run nested turns. What a task captured is destroyed right after it ran. Empty tasks are
+/// ignored, and so is everything that is posted or started while the loop is being destroyed.
 ///
-/// Threads: `post`, `stop` from any thread; everything else on the loop's own thread.
+/// Threads: `post`, `stop` and `wakeUps` from any thread; everything else on the thread that made the loop.
 class VANTREL_EXPORT RunLoop {
  public:
   using Task = std::function<void()>;
@@ -37,7 +38,7 @@ class VANTREL_EXPORT RunLoop {
   RunLoop(const RunLoop&) = delete;
   RunLoop& operator=(const RunLoop&) = delete;
 
-  /// The main loop; the thread that first asks for it is the main thread.
+  /// The main loop; the thread that first asks for it is the main thread. It is never destroyed.
   static RunLoop& main();
 
   /// The calling thread's loop, made when first asked for: the main loop on the main thread. It ends with its
@@ -50,7 +51,7 @@ class VANTREL_EXPORT RunLoop {
   /// Runs `task` in the next turn; wakes the loop.
   void post(Task task);
 
-  /// Runs `task` once at `due`.
+  /// Runs `task` once at `due`; a moment that has passed means the next turn, the largest instant never.
   TimerId at(Instant due, Task task);
 
   /// Forgets a timer; fired or unknown: nothing happens.
@@ -60,8 +61,11 @@ class VANTREL_EXPORT RunLoop {
   enum class Interest : std::uint8_t { Read, Write, ReadWrite };
 
   /// Calls `ready` in every turn in which the descriptor is ready (or failed) until `unwatch`. One watch per
-  /// descriptor; watching again replaces. False when the system refuses the descriptor.
+  /// descriptor; watching again replaces. False when the system refuses the descriptor (closed, or a plain
+  /// file, which is always ready) or `ready` is empty; the descriptor is then not watched.
   bool watch(int descriptor, Interest interest, std::function<void()> ready);
+
+  /// Ends a watch; unknown: nothing happens. Call it before the descriptor is closed.
   void unwatch(int descriptor);
 
   /// Runs everything ready now; never blocks. True when anything ran.
@@ -73,7 +77,8 @@ class VANTREL_EXPORT RunLoop {
   /// Readable when something other than the clock asks for a turn: a posted task or a watched descriptor.
   int pollDescriptor() const;
 
-  /// Turns and sleeps until `stop`.
+  /// Turns and sleeps until `stop`. Under a clock that stands still timers fire once somebody has moved the
+  /// clock, which `run` looks at again every 10 ms of real time while a timer waits.
   void run();
 
   /// The same for at most `duration` of real time.
@@ -86,6 +91,10 @@ class VANTREL_EXPORT RunLoop {
   std::uint64_t wakeUps() const;
 
   const Clock& clock() const;
+
+  /// Expires when the loop is destroyed; for those who keep a loop that they do not own. Lock it on the
+  /// loop's own thread only, and do not keep the result.
+  std::weak_ptr<RunLoop> handle() const;
 
  private:
   class State;

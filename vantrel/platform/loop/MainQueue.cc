@@ -1,0 +1,30 @@
+#include "vantrel/platform/loop/MainQueue.h"
+
+#include <utility>
+
+#include "vantrel/platform/loop/RunLoop.h"
+
+namespace vantrel::MainQueue {
+
+void post(std::function<void()> task) { RunLoop::main().post(std::move(task)); }
+
+void postAfter(Duration delay, std::function<void()> task) {
+  RunLoop& loop = RunLoop::main();
+  if (delay <= Duration{0} || !task) return loop.post(std::move(task));
+  // The delay counts from this call, not from when the loop hears of it.
+  const Instant due = loop.clock().now() + delay;
+  if (loop.isCurrent()) {
+    loop.at(due, std::move(task));
+    return;
+  }
+  loop.post([due, task = std::move(task)]() mutable { RunLoop::main().at(due, std::move(task)); });
+}
+
+void postAfter(Duration delay, std::function<void()> task, std::weak_ptr<const void> owner) {
+  if (!task) return;
+  postAfter(delay, [task = std::move(task), owner = std::move(owner)] {
+    if (const auto alive = owner.lock()) task();
+  });
+}
+
+}  // namespace vantrel::MainQueue
