@@ -53,7 +53,7 @@ class VANTREL_EXPORT SettingsStore {
 
  private:
   class State;
-  std::unique_ptr<State> state_;
+  std::shared_ptr<State> state_;
 };
 
 }  // namespace vantrel
