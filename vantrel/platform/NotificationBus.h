@@ -24,7 +24,12 @@ struct Notification {
 /// called again, also in the middle of a delivery (a call that another thread has already begun may still be
 /// finishing). No lock is held while observers run: they may add, remove and post.
 ///
-/// Threads: every operation from any thread. Posting an event whose values are small allocates nothing.
+/// What an action captured is destroyed once the registration has ended and no delivery that began before
+/// that is under way; a thread may then find itself destroying it at the end of a post. Registrations whose
+/// owner is gone are cleared away by the first event that meets them.
+///
+/// Threads: every operation from any thread. Posting waits for nobody, and allocates nothing after a thread's
+/// first post, whatever it carries (except to clear away the registrations of an owner that is gone).
 class VANTREL_EXPORT NotificationBus {
  public:
   using Action = std::function<void(const Notification&)>;
@@ -33,6 +38,8 @@ class VANTREL_EXPORT NotificationBus {
   class Subscription;
 
   NotificationBus();
+
+  /// Ends every registration.
   ~NotificationBus();
   NotificationBus(const NotificationBus&) = delete;
   NotificationBus& operator=(const NotificationBus&) = delete;
@@ -40,7 +47,8 @@ class VANTREL_EXPORT NotificationBus {
   /// The one that the library's services use.
   static NotificationBus& shared();
 
-  /// Registers `action` for events of `name` from any sender until the subscription ends.
+  /// Registers `action` for events of `name` from any sender until the subscription ends. An empty action
+  /// registers nothing.
   [[nodiscard]] Subscription add(std::string_view name, Action action);
 
   /// Registers `action` under `owner`, which is held weakly: kept alive during a call, never called once it
@@ -58,6 +66,32 @@ class VANTREL_EXPORT NotificationBus {
 
   /// An observer of every event whatever its name, called after those of the name; for logs and tools.
   [[nodiscard]] Subscription addForAll(Action action);
+
+ private:
+  class Core;
+  struct Observer;
+  struct Table;
+  std::shared_ptr<Core> core_;
+};
+
+/// Threads: one at a time.
+class VANTREL_EXPORT NotificationBus::Subscription {
+ public:
+  /// One that stands for no registration.
+  Subscription() noexcept;
+  ~Subscription();
+  Subscription(Subscription&& other) noexcept;
+
+  /// Ends its own registration first.
+  Subscription& operator=(Subscription&& other) noexcept;
+
+  /// Ends the registration; nothing happens when it has ended.
+  void reset();
+
+ private:
+  friend class NotificationBus;
+  explicit Subscription(std::weak_ptr<Observer> observer);
+  std::weak_ptr<Observer> observer_;
 };
 
 }  // namespace vantrel
