@@ -18,11 +18,16 @@ namespace vantrel {
 /// fraction of a second, by a background thread) and at the latest when the store is destroyed or the process
 /// exits normally. Writing is atomic and synced: whatever happens, the file is the old or the new one.
 /// Processes that share a file lose no key of each other: each writes only the keys that it changed into what
-/// stands in the file by then, under a lock. A file that cannot be read as settings is kept beside under
-/// another name, and the log says so. When the file cannot be written, the store goes on in memory, says so
-/// once in the log, and tries again with the next change.
+/// stands in the file by then, under a lock; what another process has written is seen with the next reading.
 ///
-/// Threads: every operation from any thread.
+/// A file that cannot be read as settings is kept beside under another name (its own with ".damaged-" and the
+/// time), and the log says so. When the file cannot be written, the store goes on in memory, says so once in
+/// the log, and tries again with the next change. A symbolic link in place of the file is followed, and the
+/// file that it leads to is replaced. Nothing is touched, and no thread runs, before the first reading or
+/// change.
+///
+/// Threads: every operation from any thread. In a fork of the process a store made before it writes nothing
+/// by itself, but `synchronize` works.
 class VANTREL_EXPORT SettingsStore {
  public:
   /// A store over this file; folders are created with the first write.
@@ -32,11 +37,11 @@ class VANTREL_EXPORT SettingsStore {
   SettingsStore& operator=(const SettingsStore&) = delete;
 
   /// The store of the host application: `$XDG_CONFIG_HOME` (or ~/.config) / `applicationName` /
-  /// "settings.plist".
+  /// "settings.plist". What is no part of a file name becomes "_"; an empty name counts as "vantrel".
   static std::filesystem::path fileOfApplication(std::string_view applicationName);
 
-  /// Stores the value; null removes the entry. A value that no property list can hold (null inside) is
-  /// refused: false.
+  /// Stores the value; null removes the entry. A value that no property list can hold (null inside, invalid
+  /// UTF-8, too many levels) is refused, as is a key that is not valid UTF-8: false.
   bool setObject_forKey(const ValueTree& value, std::string_view key);
 
   /// The value, absent when there is none.

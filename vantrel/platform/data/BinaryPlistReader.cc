@@ -128,7 +128,14 @@ bool ObjectTable::take(const Place& place, std::uint64_t unit) {
 std::optional<Object> ObjectTable::read(std::uint64_t number) {
   const std::optional<Place> found = place(number);
   if (!found) return std::nullopt;
-  return found->marker < Marker::Data || found->marker == Marker::Uid ? readFixed(*found) : readSized(*found);
+  if (found->marker != Marker::Uid)
+    return found->marker < Marker::Data ? readFixed(*found) : readSized(*found);
+  const std::optional<std::uint64_t> held = uid(number);
+  if (!held) return std::nullopt;
+  Object object;
+  object.type = Object::Type::Uid;
+  object.uid = *held;
+  return object;
 }
 
 std::optional<Object> ObjectTable::readFixed(const Place& place) {
@@ -136,14 +143,6 @@ std::optional<Object> ObjectTable::readFixed(const Place& place) {
   if (place.marker == Marker::Simple) {
     if (place.low != kFalse && place.low != kTrue) return std::nullopt;
     return leaf(ValueTree(place.low == kTrue));
-  }
-  if (place.marker == Marker::Uid) {
-    const std::size_t size = place.low + std::size_t{1};
-    if (size > 8 || size > room) return std::nullopt;
-    Object object;
-    object.type = Object::Type::Uid;
-    object.uid = bigEndian(place.payload, size);
-    return object;
   }
   const std::size_t size = std::size_t{1} << place.low;
   if (size > room) return std::nullopt;
@@ -205,6 +204,14 @@ std::string_view ObjectTable::ascii(std::uint64_t number) const {
   const std::optional<Place> found = place(number);
   if (!found || found->marker != Marker::Ascii || found->count > offsets_ - found->payload) return {};
   return contents_.text().substr(found->payload, static_cast<std::size_t>(found->count));
+}
+
+std::optional<std::uint64_t> ObjectTable::uid(std::uint64_t number) const {
+  const std::optional<Place> found = place(number);
+  if (!found || found->marker != Marker::Uid) return std::nullopt;
+  const std::size_t size = found->low + std::size_t{1};
+  if (size > 8 || size > offsets_ - found->payload) return std::nullopt;
+  return bigEndian(found->payload, size);
 }
 
 std::uint64_t ObjectTable::item(const Object& list, std::size_t index) const {

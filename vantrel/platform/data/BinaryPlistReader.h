@@ -42,6 +42,9 @@ class ObjectTable {
   /// The characters of an ASCII string, valid as long as the contents; empty for any other object.
   std::string_view ascii(std::uint64_t number) const;
 
+  /// What a UID holds; absent for any other object.
+  std::optional<std::uint64_t> uid(std::uint64_t number) const;
+
   /// The number of a list's item or of an entry's key or value. `read` checks it.
   std::uint64_t item(const Object& list, std::size_t index) const;
   std::uint64_t key(const Object& dictionary, std::size_t index) const { return item(dictionary, index); }

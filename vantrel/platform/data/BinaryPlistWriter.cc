@@ -116,7 +116,7 @@ std::optional<ObjectWriter::Number> ObjectWriter::addLeaf(const ValueTree& leaf)
     return add({start, leaves_.size() - start, Marker::Simple});
   }
   std::string encoded;
-  if (leaves_.size() > kMaxContents || !putLeaf(encoded, leaf)) return std::nullopt;
+  if (!putLeaf(encoded, leaf)) return std::nullopt;
   return addEncoded(encoded);
 }
 

@@ -19,7 +19,7 @@ class ObjectWriter {
   using Number = std::uint32_t;
 
   /// Adds a leaf, or finds the equal one added before (data is never compared). Absent for null, list,
-  /// dictionary, and invalid UTF-8, and past the bounds.
+  /// dictionary, invalid UTF-8, and data past the bounds.
   std::optional<Number> addLeaf(const ValueTree& leaf);
 
   Number addUid(std::uint64_t uid);

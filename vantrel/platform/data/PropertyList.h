@@ -7,15 +7,24 @@
 #include "vantrel/platform/ValueTree.h"
 
 /// Binary property lists ("bplist00") to and from `ValueTree`. Stateless; any thread.
-/// What JSON's null is has no place in a property list.
+///
+/// What JSON's null is has no place in a property list. Dates are kept as seconds since 2001, so that one
+/// near the present keeps about a tenth of a microsecond.
 namespace vantrel::plist {
 
-/// Reads a property list. Absent for anything malformed, and for what goes past these bounds: 512 levels, 64
-/// MiB of input, and 4 million values once shared references are followed.
+/// Reads a property list; the value at its top may be of any kind. Absent for anything malformed: offsets,
+/// counts and references out of range, invalid text, integers that fit neither int64 nor uint64, keys that
+/// are no strings, null objects, containers that hold themselves, objects laid over one another to multiply
+/// the file. Absent, too, past these bounds: 512 levels of lists and dictionaries, 64 MiB of input, 4 million
+/// values once shared references are followed, 128 MiB of keys.
+///
+/// A set reads as a list. A UID, which only keyed archives hold, reads as the dictionary that stands for it
+/// in the textual form: {"CF$UID": number}. Of equal keys the last one counts. Data shares the memory of
+/// `contents`.
 VANTREL_EXPORT std::optional<ValueTree> parse(const Bytes& contents);
 
-/// Writes a property list; equal strings and numbers are written once. Absent for null values, invalid UTF-8
-/// and too many levels.
+/// Writes a property list that `parse` reads back to an equal value; equal strings and numbers are written
+/// once. Absent for null values, invalid UTF-8, and what goes past the bounds of `parse`.
 VANTREL_EXPORT std::optional<Bytes> write(const ValueTree& value);
 
 }  // namespace vantrel::plist
