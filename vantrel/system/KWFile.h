@@ -31,6 +31,8 @@ namespace vantrel {
 /// The home folder is `$HOME`, else the user's entry in the password database, else "/". Variables that hold
 /// no absolute path are not used.
 ///
+/// Files are read into memory up to 1 GiB; larger ones, pipes and devices cannot be read.
+///
 /// Threads: any; nothing is shared but the file system itself. Nothing is logged.
 class VANTREL_EXPORT KWFile {
  public:
@@ -62,16 +64,18 @@ class VANTREL_EXPORT KWFile {
 
   /// Removes a file, a link (never what it points to) or a folder with everything in it. False when nothing
   /// was there or the path itself is still there afterwards; what could be removed below it is gone then.
+  /// "/" and paths that end in "." or ".." are refused.
   static bool removePath(std::string_view path);
 
   /// Makes the file hold exactly these bytes, at once: a reader sees the old contents or the new ones, and on
   /// failure (no folder, no room, no right) the old ones stay and the result is false. The bytes are on the
   /// disk when it returns. An existing file keeps its permissions; a link keeps leading to the file, whose
-  /// contents are replaced.
+  /// contents are replaced. What is there but no file (a folder, a pipe, a device) stays, with the result
+  /// false.
   static bool writeData_fillFile(const Bytes& data, std::string_view path);
 
   /// Appends to an existing file; nothing happens when there is none or it cannot be written. When there is
-  /// no room for all of the bytes, the file is cut back to its old contents.
+  /// no room for all of the bytes, the file is cut back to its old contents. One writer at a time.
   static void writeData_endFile(const Bytes& data, std::string_view path);
 
   /// The path of a resource in a sub-bundle of the application's resources, or the empty string.
