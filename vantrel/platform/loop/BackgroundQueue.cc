@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "vantrel/platform/Log.h"
+#include "vantrel/platform/loop/MainLoop.h"
 
 namespace vantrel {
 namespace {
@@ -101,6 +102,7 @@ class BackgroundQueue::State {
   // The bodies of the threads.
 
   void work(Threads::iterator self) {
+    platform::detail::markWorkerThread();
     std::unique_lock lock(mutex_);
     for (;;) {
       while (!tasks_.empty()) runOne(lock);

@@ -2,14 +2,14 @@
 
 #include <utility>
 
-#include "vantrel/platform/loop/RunLoop.h"
+#include "vantrel/platform/loop/MainLoop.h"
 
 namespace vantrel::MainQueue {
 
-void post(std::function<void()> task) { RunLoop::main().post(std::move(task)); }
+void post(std::function<void()> task) { platform::detail::mainLoopForPosting().post(std::move(task)); }
 
 void postAfter(Duration delay, std::function<void()> task) {
-  RunLoop& loop = RunLoop::main();
+  RunLoop& loop = platform::detail::mainLoopForPosting();
   if (delay <= Duration{0} || !task) return loop.post(std::move(task));
   // The delay counts from this call, not from when the loop hears of it.
   const Instant due = loop.clock().now() + delay;
@@ -17,7 +17,9 @@ void postAfter(Duration delay, std::function<void()> task) {
     loop.at(due, std::move(task));
     return;
   }
-  loop.post([due, task = std::move(task)]() mutable { RunLoop::main().at(due, std::move(task)); });
+  loop.post([due, task = std::move(task)]() mutable {
+    platform::detail::mainLoopForPosting().at(due, std::move(task));
+  });
 }
 
 void postAfter(Duration delay, std::function<void()> task, std::weak_ptr<const void> owner) {

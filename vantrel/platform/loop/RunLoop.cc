@@ -8,6 +8,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "vantrel/platform/loop/MainLoop.h"
 #include "vantrel/platform/loop/Waiter.h"
 
 namespace vantrel {
@@ -31,7 +32,8 @@ std::uint64_t tokenOf(int descriptor, std::uint32_t generation) {
 
 class RunLoop::State {
  public:
-  State(RunLoop* loop, const Clock* clock) : handle_(loop, [](RunLoop*) {}), clock_(clock) {}
+  State(RunLoop* loop, const Clock* clock, std::thread::id thread)
+      : handle_(loop, [](RunLoop*) {}), clock_(clock), thread_(thread) {}
 
   const Clock& clock() const { return clock_ ? *clock_ : Clock::current(); }
 
@@ -130,7 +132,13 @@ class RunLoop::State {
 
   int descriptor() const { return waiter_.descriptor(); }
   std::uint64_t wakeUps() const { return wakeUps_.load(std::memory_order_relaxed); }
-  bool isCurrent() const { return std::this_thread::get_id() == thread_; }
+  bool isCurrent() const { return std::this_thread::get_id() == thread_.load(); }
+
+  void claim() {
+    std::thread::id none;
+    thread_.compare_exchange_strong(none, std::this_thread::get_id());
+  }
+
   std::weak_ptr<RunLoop> handle() const { return handle_; }
 
  private:
@@ -236,7 +244,7 @@ class RunLoop::State {
 
   std::shared_ptr<RunLoop> handle_;
   const Clock* const clock_;
-  const std::thread::id thread_ = std::this_thread::get_id();
+  std::atomic<std::thread::id> thread_;  ///< none: the first to claim it
   platform::detail::Waiter waiter_;
   std::atomic<std::uint64_t> wakeUps_{0};
 
@@ -258,18 +266,37 @@ class RunLoop::State {
   std::uint32_t generation_ = 0;
 };
 
-RunLoop::RunLoop(const Clock* clock) : state_(std::make_unique<State>(this, clock)) {}
+namespace platform::detail {
+namespace {
+constinit thread_local bool isWorker = false;
+}
+
+RunLoop& mainLoopForPosting() {
+  // Never destroyed: other threads may post while the process exits.
+  static RunLoop& loop = *new RunLoop(nullptr, std::thread::id());
+  return loop;
+}
+
+void markWorkerThread() { isWorker = true; }
+
+}  // namespace platform::detail
+
+RunLoop::RunLoop(const Clock* clock) : RunLoop(clock, std::this_thread::get_id()) {}
+
+RunLoop::RunLoop(const Clock* clock, std::thread::id thread)
+    : state_(std::make_unique<State>(this, clock, thread)) {}
 
 RunLoop::~RunLoop() { state_->close(); }
 
 RunLoop& RunLoop::main() {
-  // Never destroyed: other threads may post while the process exits.
-  static RunLoop& loop = *new RunLoop;
+  RunLoop& loop = platform::detail::mainLoopForPosting();
+  loop.state_->claim();
   return loop;
 }
 
 RunLoop& RunLoop::current() {
-  if (main().isCurrent()) return main();
+  RunLoop& mainLoop = platform::detail::isWorker ? platform::detail::mainLoopForPosting() : main();
+  if (mainLoop.isCurrent()) return mainLoop;
   thread_local RunLoop loop;
   return loop;
 }

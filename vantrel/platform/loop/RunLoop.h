@@ -4,12 +4,19 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <thread>
 #include <utility>
 
 #include "vantrel/platform/Export.h"
 #include "vantrel/platform/loop/Clock.h"
 
 namespace vantrel {
+
+class RunLoop;
+
+namespace platform::detail {
+RunLoop& mainLoopForPosting();
+}
 
 /// Runs tasks, timers and descriptor callbacks of one thread, one after the other.
 ///
@@ -38,7 +45,9 @@ class VANTREL_EXPORT RunLoop {
   RunLoop(const RunLoop&) = delete;
   RunLoop& operator=(const RunLoop&) = delete;
 
-  /// The main loop; the thread that first asks for it is the main thread. It is never destroyed.
+  /// The main loop; the thread that first asks for it, here or by `current`, is the main thread. Posting
+  /// through `MainQueue` does not count as asking, and the threads of a background queue never become the
+  /// main thread by `current`. The main loop is never destroyed.
   static RunLoop& main();
 
   /// The calling thread's loop, made when first asked for: the main loop on the main thread. It ends with its
@@ -98,6 +107,8 @@ class VANTREL_EXPORT RunLoop {
 
  private:
   class State;
+  friend RunLoop& platform::detail::mainLoopForPosting();
+  RunLoop(const Clock* clock, std::thread::id thread);
   std::unique_ptr<State> state_;
 };
 

@@ -43,6 +43,10 @@ class Timer::State {
     loop->cancel(before);
   }
 
+  void fireNow(const std::shared_ptr<Timer>& timer) {
+    if (const auto loop = loop_.lock()) schedule(timer, loop->clock().now());
+  }
+
   void invalidate() {
     const auto action = std::move(action_);
     action_.reset();
@@ -91,6 +95,8 @@ std::shared_ptr<Timer> Timer::repeating(Duration interval, Action action, std::w
 }
 
 void Timer::setNextFire(Instant moment) { state_->schedule(shared_from_this(), moment); }
+
+void Timer::fireNow() { state_->fireNow(shared_from_this()); }
 
 void Timer::suspend() { state_->schedule(shared_from_this(), kNever); }
 

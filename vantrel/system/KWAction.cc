@@ -1,0 +1,134 @@
+#include "vantrel/system/KWAction.h"
+
+#include <atomic>
+#include <condition_variable>
+#include <mutex>
+#include <optional>
+#include <thread>
+
+#include "vantrel/platform/loop/BackgroundQueue.h"
+#include "vantrel/platform/loop/Clock.h"
+#include "vantrel/platform/loop/MainQueue.h"
+#include "vantrel/system/KWActionState.h"
+
+namespace vantrel {
+namespace {
+
+/// Like std::once_flag, but a call from inside its own task returns instead of waiting for itself.
+class Once {
+ public:
+  void run(const KWAction::Task& task) {
+    if (done_.load(std::memory_order_acquire)) return;
+    std::unique_lock lock(mutex_);
+    if (runner_ == std::this_thread::get_id()) return;
+    if (runner_ != std::thread::id()) return finished_.wait(lock, [this] { return done_.load(); });
+    runner_ = std::this_thread::get_id();
+    lock.unlock();
+    if (task) task();
+    lock.lock();
+    done_.store(true, std::memory_order_release);
+    finished_.notify_all();
+  }
+
+  void reset() {
+    const std::lock_guard lock(mutex_);
+    runner_ = {};
+    done_ = false;
+  }
+
+ private:
+  std::atomic<bool> done_{false};
+  std::mutex mutex_;
+  std::condition_variable finished_;
+  std::thread::id runner_;  ///< who runs or has run the task; none at first
+};
+
+Once& onceToken() {
+  // Never destroyed: a thread may wait on it while the process exits.
+  static Once& token = *new Once;
+  return token;
+}
+
+/// When the limiter last gave true.
+std::optional<Date> lastDate;
+
+/// Members of a group share one; the last to let go of it queues the final task.
+class Group {
+ public:
+  explicit Group(KWAction::Task final) : final_(std::move(final)) {}
+  ~Group() { MainQueue::post(std::move(final_)); }
+  Group(const Group&) = delete;
+  Group& operator=(const Group&) = delete;
+
+ private:
+  KWAction::Task final_;
+};
+
+}  // namespace
+
+void system::detail::resetKWActionState() {
+  onceToken().reset();
+  lastDate.reset();
+}
+
+void KWAction::subTask(Task task) { BackgroundQueue::shared().post(std::move(task)); }
+
+void KWAction::mainTask(Task task) { MainQueue::post(std::move(task)); }
+
+void KWAction::subTasks_Final(std::vector<Task> tasks, Task final) {
+  const auto group = std::make_shared<Group>(std::move(final));
+  for (Task& task : tasks) {
+    if (!task) continue;
+    BackgroundQueue::shared().post([group, task = std::move(task)]() mutable {
+      task();
+      task = nullptr;  // before the group hears of it
+    });
+  }
+}
+
+void KWAction::delay_Task(double seconds, Task task) {
+  MainQueue::postAfter(durationOfSeconds(seconds), std::move(task));
+}
+
+void KWAction::delay_Task(double seconds, Task task, std::weak_ptr<const void> owner) {
+  MainQueue::postAfter(durationOfSeconds(seconds), std::move(task), std::move(owner));
+}
+
+void KWAction::taskOnce(const Task& task) { onceToken().run(task); }
+
+void KWAction::task_Times(const Task&, std::int32_t) {}
+
+bool KWAction::setMinExecutionGap(double gap) {
+  taskOnce([] { lastDate = Clock::current().date(); });
+  const Date now = Clock::current().date();
+  if (lastDate && now.secondsSince1970 - lastDate->secondsSince1970 < gap) return false;
+  lastDate = now;
+  return true;
+}
+
+std::shared_ptr<Timer> KWAction::startKeeping(Timer::Action action, std::shared_ptr<void> target,
+                                              double interval) {
+  if (!action) action = [](Timer&) {};
+  return Timer::repeating(
+      durationOfSeconds(interval),
+      [action = std::move(action), target = std::move(target)](Timer& timer) { action(timer); });
+}
+
+std::shared_ptr<Timer> KWAction::startFor(Timer::Action action, std::weak_ptr<const void> target,
+                                          double interval) {
+  return Timer::repeating(durationOfSeconds(interval), std::move(action), std::move(target));
+}
+
+void KWAction::timingPause(const std::shared_ptr<Timer>& timer) {
+  if (timer) timer->suspend();
+}
+
+void KWAction::timingContinue(const std::shared_ptr<Timer>& timer) {
+  if (timer) timer->fireNow();
+}
+
+void KWAction::timingStop(const std::shared_ptr<Timer>& timer) {
+  if (timer) timer->invalidate();
+}
+
+}  // namespace vantrel
