@@ -281,14 +281,18 @@ class VANTREL_EXPORT KWAudioPlayer : public std::enable_shared_from_this<KWAudio
   std::int64_t nowIndex() const;
   void adoptLibrary(MusicList list);
   void restartShuffle();
+
   void playRandomAt(std::int64_t position);
-  void playFile(float volume);
-  void playStream(float volume);
+  void playFile(const MusicOfPhoneMode& entry, float volume);
+  void playStream(const MusicOfPhoneMode& entry, float volume);
   void takePlayer(std::unique_ptr<FilePlayer> player, float volume);
-  void observe(const std::shared_ptr<FilePlayer>& player);
-  void restore(std::int64_t index, std::uint64_t mode, float progress);
+  void setCurrentPlaying(bool playing);
   void finishTrack();
-  void postProgress(std::uint32_t now, std::uint32_t end, float progress);
+  void restore(std::int64_t index, std::uint64_t mode, float progress);
+
+  FilePlayerObserver fileObserver();
+  void observeStream();
+  static void publishProgress(std::uint32_t now, std::uint32_t end, float progress);
 
   std::vector<std::int64_t> mRandomList_;
   std::int64_t mRandomIndex_ = 0;

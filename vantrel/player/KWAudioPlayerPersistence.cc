@@ -1,0 +1,72 @@
+// What outlives the process: index, progress and mode, each stored as a text.
+
+#include <algorithm>
+#include <limits>
+
+#include "vantrel/codec/KWTools.h"
+#include "vantrel/player/KWAudioPlayer.h"
+#include "vantrel/player/detail/FileAccess.h"
+#include "vantrel/player/detail/Format.h"
+#include "vantrel/player/detail/PlayerEvents.h"
+#include "vantrel/system/KWNotice.h"
+
+namespace vantrel {
+
+using namespace player::detail;
+
+namespace {
+
+constexpr float kRestoredVolume = 0.3f;
+
+/// Empty for an entry that is missing or no text.
+std::string storedText(const char* key) {
+  const auto value = KWTools::getUserByKey(key);
+  const auto text = value ? value->asString() : std::nullopt;
+  return std::string(text.value_or(""));
+}
+
+}  // namespace
+
+void KWAudioPlayer::setMMode(std::uint64_t mode) {
+  mMode_ = mode;
+  KWTools::setUser_forKey(std::to_string(mode), kPlayModeKey);
+}
+
+void KWAudioPlayer::savePlayIndex() {
+  const auto player = currentPlayer();
+  KWTools::setUser_forKey(std::to_string(player ? player->play_index() : 0), kPlayIndexKey);
+}
+
+std::int64_t KWAudioPlayer::getPlayIndex() {
+  using Limits = std::numeric_limits<std::int32_t>;
+  return std::clamp<std::int64_t>(leadingInteger(storedText(kPlayIndexKey)), Limits::min(), Limits::max());
+}
+
+float KWAudioPlayer::getPlayProgress() { return leadingFloat(storedText(kPlayProgressKey)); }
+
+void KWAudioPlayer::recoveryMusicInfo() {
+  const std::int64_t index = getPlayIndex();
+  const auto mode = static_cast<std::uint64_t>(leadingInteger(storedText(kPlayModeKey)));
+  const auto player = currentPlayer();
+  if (!player || player->listCount() == 0) return;
+  // A list that has shrunk has lost the remembered track, and its progress means nothing for another one.
+  if (!player->entryAt(index)) return player->restore(0, mode, 0);
+  player->restore(index, mode, getPlayProgress());
+}
+
+void KWAudioPlayer::restore(std::int64_t index, std::uint64_t mode, float progress) {
+  const auto keep = shared_from_this();
+  const auto entry = entryAt(index);
+  mNowItem_ = entry;
+  entry->setIsPlaying(false);
+  play_index_ = index;
+  setMMode(mode);
+  if (mType_ == kStreams) return;
+  if (mPlayer_) mPlayer_->stop();
+  takePlayer(openEntry(*entry, mType_, SizeLine::Skip), kRestoredVolume);
+  if (mPlayer_) mPlayer_->setCurrentTime(progress * static_cast<float>(entry->mTime()));
+  progressShow();
+  KWNotice::post_Object(kNote, kNotePause);
+}
+
+}  // namespace vantrel

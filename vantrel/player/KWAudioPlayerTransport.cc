@@ -1,0 +1,264 @@
+// Playing, pausing, stepping, and the shuffle order.
+
+#include <algorithm>
+#include <limits>
+
+#include "vantrel/platform/Log.h"
+#include "vantrel/player/KWAudioPlayer.h"
+#include "vantrel/player/detail/FileAccess.h"
+#include "vantrel/player/detail/Format.h"
+#include "vantrel/player/detail/KeepAlive.h"
+#include "vantrel/player/detail/PlayerEvents.h"
+#include "vantrel/player/detail/PlayerRegistry.h"
+#include "vantrel/system/KWNotice.h"
+#include "vantrel/system/KWSort.h"
+
+namespace vantrel {
+
+using namespace player::detail;
+
+namespace {
+
+void pauseIfThere(const std::shared_ptr<KWAudioPlayer>& player) {
+  if (player) player->didPause();
+}
+
+void subPauseIfThere(const std::shared_ptr<KWAudioPlayer>& player) {
+  if (player) player->disSubPause();
+}
+
+}  // namespace
+
+// An event's observer may let the player go: operations that go on after posting keep it until they end.
+
+void KWAudioPlayer::didPlay(std::int64_t index) {
+  const auto count = static_cast<std::int64_t>(listCount());
+  if (sonyCount_ == 0 || count == 0) return;
+  const auto keep = shared_from_this();
+  play_index_ = index < 0 ? count - 1 : index >= count ? 0 : index;
+  savePlayIndex();
+  newRandomIndex(play_index_);
+  const auto entry = entryAt(play_index_);
+  mNowItem_ = entry;
+  entry->setIsPlaying(true);
+  const float volume = getPhoneVolume();
+  platform::log("did play volume:" + twoDecimals(volume));
+  PlayerRegistry::shared().playerType = mType_;
+  PlayerRegistry::shared().lastState = kPlaying;
+  if (mType_ == kStreams) {
+    playStream(*entry, volume);
+  } else {
+    playFile(*entry, volume);
+  }
+  setLockScreenNowPlayingInfo();
+  KWNotice::post_Object(kUpdate);
+}
+
+void KWAudioPlayer::playStream(const MusicOfPhoneMode& entry, float volume) {
+  mState_ = kPaused;
+  if (!mNetPlayer_) return;
+  mNetPlayer_->setVolume(volume);
+  mNetPlayer_->didPlayUrl(entry.mUrl());
+}
+
+void KWAudioPlayer::playFile(const MusicOfPhoneMode& entry, float volume) {
+  if (mPlayer_) mPlayer_->stop();
+  takePlayer(openEntry(entry, mType_, SizeLine::Log), volume);
+  if (mPlayer_) {
+    mPlayer_->prepareToPlay();
+    mPlayer_->play();
+  }
+  mState_ = kPlaying;
+  KWNotice::post_Object(kNote, kNotePlay);
+  progressStart();
+}
+
+void KWAudioPlayer::takePlayer(std::unique_ptr<FilePlayer> player, float volume) {
+  mPlayer_ = std::move(player);
+  if (!mPlayer_) return;
+  mPlayer_->setVolume(volume);
+  mPlayer_->setMeteringEnabled(true);
+  mPlayer_->setObserver(fileObserver());
+}
+
+void KWAudioPlayer::setCurrentPlaying(bool playing) {
+  const auto entry = entryAt(play_index_);
+  mNowItem_ = entry;
+  if (entry) entry->setIsPlaying(playing);
+}
+
+void KWAudioPlayer::didContinue() {
+  const auto keep = shared_from_this();
+  platform::log("didContinue");
+  PlayerRegistry::shared().playerType = mType_;
+  PlayerRegistry::shared().lastState = kPlaying;
+  if (mType_ == kStreams) {
+    if (mNetPlayer_) mNetPlayer_->didContinue();
+    platform::log("didContinue Do 1");
+  } else {
+    if (mPlayer_) mPlayer_->play();
+    mState_ = kPlaying;
+    KWNotice::post_Object(kNote, kNoteContinue);
+    progressStart();
+    platform::log("didContinue Do 0");
+  }
+  setCurrentPlaying(true);
+}
+
+void KWAudioPlayer::didPause() {
+  platform::log("didPause");
+  PlayerRegistry::shared().lastState = kPaused;
+  disSubPause();
+}
+
+void KWAudioPlayer::disSubPause() {
+  const auto keep = shared_from_this();
+  if (mType_ == kStreams) {
+    if (mNetPlayer_) mNetPlayer_->didPause();
+    mState_ = kPaused;
+  } else {
+    if (mPlayer_) mPlayer_->pause();
+    mState_ = kPaused;
+    KWNotice::post_Object(kNote, kNotePause);
+    progressEnd();
+  }
+  setCurrentPlaying(false);
+}
+
+void KWAudioPlayer::didStop() {
+  const auto keep = shared_from_this();
+  platform::log("didStop");
+  PlayerRegistry::shared().lastState = kPaused;
+  if (mType_ == kStreams) {
+    if (mNetPlayer_) mNetPlayer_->didStop();
+  } else {
+    if (mPlayer_) mPlayer_->stop();
+    mState_ = kStopped;
+    progressEnd();
+  }
+  if (const auto entry = mNowItem()) entry->setIsPlaying(false);
+}
+
+// ---- steps
+
+std::int64_t KWAudioPlayer::nowIndex() const {
+  const auto entry = mNowItem();
+  return entry ? entry->mIndex() : 0;
+}
+
+void KWAudioPlayer::playRandomAt(std::int64_t position) {
+  if (position < 0 || static_cast<std::uint64_t>(position) >= mRandomList_.size()) return;
+  didPlay(mRandomList_[static_cast<std::size_t>(position)]);
+}
+
+void KWAudioPlayer::didNext() {
+  if (sonyCount_ == 0 || mMode_ > kListOnce) return;
+  if (mMode_ == kShuffle) return playRandomAt(mRandomIndex_ + 1 < sonyCount_ ? mRandomIndex_ + 1 : 0);
+  // The index is the host's to set, so it may be any number.
+  const std::int64_t now = nowIndex();
+  didPlay(now == std::numeric_limits<std::int64_t>::max() ? 0 : now + 1);
+}
+
+void KWAudioPlayer::didBefore() {
+  if (sonyCount_ == 0 || mMode_ > kListOnce) return;
+  if (mMode_ == kShuffle) return playRandomAt((mRandomIndex_ < 1 ? sonyCount_ : mRandomIndex_) - 1);
+  const std::int64_t now = nowIndex();
+  didPlay(now <= 0 ? -1 : now - 1);
+}
+
+void KWAudioPlayer::didRepeat() {
+  if (sonyCount_ != 0) didPlay(nowIndex());
+}
+
+void KWAudioPlayer::newRandomList() {
+  std::vector<std::int64_t> order(static_cast<std::size_t>(std::max<std::int64_t>(sonyCount_, 0)));
+  for (std::size_t at = 0; at < order.size(); ++at) order[at] = static_cast<std::int64_t>(at);
+  if (order.empty()) return platform::log("Error : KWAudioPlayer random num is 0 .");
+  mRandomList_ = KWSort::arrayRandom(order);
+}
+
+void KWAudioPlayer::newRandomIndex(std::int64_t index) {
+  if (mRandomList_.empty()) return platform::log("Error : KWAudioPlayer Random Index num is 0 .");
+  const auto found = std::find(mRandomList_.begin(), mRandomList_.end(), index);
+  if (found != mRandomList_.end()) mRandomIndex_ = found - mRandomList_.begin();
+}
+
+// ---- what file players report
+
+FilePlayerObserver KWAudioPlayer::fileObserver() {
+  // Reports of a player that has been replaced meanwhile are dropped.
+  const auto to = [weak = weak_from_this()](auto operation) {
+    return [weak, operation](FilePlayer& player, auto&&... details) {
+      auto self = weak.lock();
+      if (!self || self->mPlayer_.get() != &player) return;
+      auto reporting = self->mPlayer_;
+      ((*self).*operation)(player, details...);
+      self.reset();
+      releaseAfterReport(std::move(reporting));
+    };
+  };
+  using Self = KWAudioPlayer;
+  return {.audioPlayerDidFinishPlaying_successfully = to(&Self::audioPlayerDidFinishPlaying_successfully),
+          .audioPlayerDecodeErrorDidOccur_error = to(&Self::audioPlayerDecodeErrorDidOccur_error),
+          .audioPlayerBeginInterruption = to(&Self::audioPlayerBeginInterruption),
+          .audioPlayerEndInterruption = to(&Self::audioPlayerEndInterruption),
+          .audioPlayerEndInterruption_withOptions = to(&Self::audioPlayerEndInterruption_withOptions)};
+}
+
+void KWAudioPlayer::audioPlayerDidFinishPlaying_successfully(FilePlayer& /*player*/, bool /*successfully*/) {
+  mState_ = kStopped;
+  progressEnd();
+  finishTrack();
+}
+
+void KWAudioPlayer::audioPlayerDecodeErrorDidOccur_error(FilePlayer& /*player*/, const Error& /*error*/) {
+  const auto keep = shared_from_this();
+  KWNotice::post_Object(kNote, kNoteError);
+  didStop();
+  mPlayer_.reset();
+  didNext();
+}
+
+void KWAudioPlayer::finishTrack() {
+  if (mMode_ == kRepeatOne) return didRepeat();
+  const bool last = nowIndex() >= static_cast<std::int64_t>(listCount()) - 1;
+  if (mMode_ != kListOnce || !last) return didNext();
+  if (const auto entry = mNowItem()) entry->setIsPlaying(false);
+  KWNotice::post_Object(kNote, kNoteFinish);
+}
+
+// ---- all players
+
+void KWAudioPlayer::didContinueLast() {
+  const std::uint64_t last = PlayerRegistry::shared().lastState;
+  if (last != 1 && last != 3) return;
+  platform::log("didContinueLast");
+  if (const auto player = currentPlayer()) player->didContinue();
+}
+
+void KWAudioPlayer::didAllPause() {
+  platform::log("didAllPause");
+  const auto& registry = PlayerRegistry::shared();
+  pauseIfThere(registry.me);
+  pauseIfThere(registry.me1);
+  pauseIfThere(registry.me2);
+}
+
+void KWAudioPlayer::didPauseLast() {
+  platform::log("didPauseLast");
+  auto& registry = PlayerRegistry::shared();
+  const auto stateOf = [](const std::shared_ptr<KWAudioPlayer>& player) {
+    return player ? player->mState() : std::uint64_t{kStopped};
+  };
+  if (registry.playerType == kLibrary) registry.lastState = stateOf(registry.me);
+  if (registry.playerType == kFiles) registry.lastState = stateOf(registry.me1);
+  if (registry.playerType == kStreams) registry.lastState = stateOf(registry.me2);
+  platform::log("disSubPause");
+  subPauseIfThere(registry.me);
+  subPauseIfThere(registry.me1);
+  subPauseIfThere(registry.me2);
+}
+
+std::uint64_t KWAudioPlayer::didLastState() { return PlayerRegistry::shared().lastState; }
+
+}  // namespace vantrel

@@ -1,0 +1,293 @@
+#include "vantrel/player/KWNetPlayer.h"
+
+#include "vantrel/net/KWHttp.h"
+#include "vantrel/platform/Host.h"
+#include "vantrel/platform/Log.h"
+#include "vantrel/platform/loop/Clock.h"
+#include "vantrel/platform/loop/MainQueue.h"
+#include "vantrel/player/detail/Format.h"
+#include "vantrel/player/detail/KeepAlive.h"
+#include "vantrel/system/KWAction.h"
+#include "vantrel/system/KWNotice.h"
+#include "vantrel/system/KWTime.h"
+
+namespace vantrel {
+namespace {
+
+using player::detail::releaseAfterReport;
+
+constexpr std::string_view kItemDidPlayToEnd = "AVPlayerItemDidPlayToEndTimeNotification";
+
+constexpr std::string_view kStatusKey = "status";
+constexpr std::string_view kLoadedTimeRangesKey = "loadedTimeRanges";
+constexpr std::string_view kBufferEmptyKey = "playbackBufferEmpty";
+constexpr std::string_view kLikelyToKeepUpKey = "playbackLikelyToKeepUp";
+
+constexpr double kPlayTimeInterval = 1.0;
+constexpr double kRetryDelay = 3.0;
+constexpr float kEnoughAhead = 0.01f;
+
+constexpr std::uint64_t kWaiting = 0;
+constexpr std::uint64_t kPlaying = 1;
+constexpr std::uint64_t kPaused = 2;
+constexpr std::uint64_t kStopped = 3;
+
+float wholeSecondsOf(MediaTime time) {
+  return time.timescale > 0 ? static_cast<float>(time.value / time.timescale) : 0.0f;
+}
+
+}  // namespace
+
+std::shared_ptr<KWNetPlayer> KWNetPlayer::init() {
+  std::shared_ptr<KWNetPlayer> player(new KWNetPlayer);
+  const std::weak_ptr<KWNetPlayer> weak = player;
+  KWNotice::add_Action_Own(
+      kItemDidPlayToEnd,
+      [weak](const Notification& event) {
+        const auto self = weak.lock();
+        if (!self) return;
+        // The stream player that posts this may be ours, and the report may be the end of us both.
+        MainQueue::post([reporting = self->mPlayer_] {});
+        self->playbackFinished(event);
+      },
+      player);
+  return player;
+}
+
+KWNetPlayer::~KWNetPlayer() {
+  clearObservers();
+  KWNotice::remove_Own(kItemDidPlayToEnd, weak_from_this());
+}
+
+// ---- opening
+
+void KWNetPlayer::didPlayUrl(const std::optional<std::string>& address) {
+  platform::log("url ===> " + std::string(player::detail::orNull(address)));
+  pause();
+  clearObservers();
+  dw_pgs_ = 0;
+  dw_l_time_ = Clock::current().date();
+  time_cached_ = time_total_ = time_play_ = 0;
+  status_ = kStopped;
+  openItem(address);
+  isPlay_ = 1;
+  installObservers();
+}
+
+void KWNetPlayer::openItem(const std::optional<std::string>& address) {
+  ++opened_;
+  mAvsset_.reset();
+  if (address && !address->empty()) mAvsset_ = KWHttp::encodeURL(*address);
+  const auto& factory = Host::current().streamPlayers;
+  if (mAvsset_ && !mPlayer_ && factory) mPlayer_ = factory->make();
+  if (!mPlayer_) mAvsset_.reset();
+  // Without an item to put in, the earlier one must not play on at the next resume.
+  if (!mAvsset_) releaseAfterReport(std::move(mPlayer_));
+  mSongItem_ = mAvsset_;
+  if (!mPlayer_) return failItemLater();
+  mPlayer_->replaceCurrentItem(*mSongItem_);
+  mPlayer_->setAutomaticallyWaitsToMinimizeStalling(false);
+}
+
+void KWNetPlayer::failItemLater() {
+  MainQueue::post([weak = weak_from_this(), opened = opened_] {
+    const auto self = weak.lock();
+    if (self && self->isOber_ && self->opened_ == opened) self->delegateOutStatus(kPaused);
+  });
+}
+
+void KWNetPlayer::installObservers() {
+  isOber_ = true;
+  if (!mPlayer_) return;
+  // A player may report late, when another one has taken its place.
+  const auto report = [weak = weak_from_this(), reporter = mPlayer_.get()](const auto& tell) {
+    auto self = weak.lock();
+    if (!self || self->mPlayer_.get() != reporter) return;
+    auto reporting = self->mPlayer_;
+    tell(*self);
+    self.reset();
+    releaseAfterReport(std::move(reporting));
+  };
+  const auto changed = [report](std::string_view key) {
+    return [report, key] {
+      report([key](KWNetPlayer& self) {
+        self.observeValueForKeyPath_ofObject_change_context(key, self.mPlayer_.get(), nullptr, nullptr);
+      });
+    };
+  };
+  mTimeObserve_ = true;
+  mPlayer_->setPeriodicTimeObserver(kPlayTimeInterval, [report](double seconds) {
+    report([time = static_cast<float>(seconds)](KWNetPlayer& self) {
+      if (time != 0) self.delegateOutPlayTime(time);
+    });
+  });
+  mPlayer_->setItemObserver({.statusChanged = changed(kStatusKey),
+                             .loadedTimeRangesChanged = changed(kLoadedTimeRangesKey),
+                             .playbackBufferEmptyChanged = changed(kBufferEmptyKey),
+                             .playbackLikelyToKeepUpChanged = changed(kLikelyToKeepUpKey)});
+}
+
+void KWNetPlayer::clearObservers() {
+  const bool timed = std::exchange(mTimeObserve_, false);
+  const bool observed = std::exchange(isOber_, false);
+  if (mPlayer_ && timed) mPlayer_->setPeriodicTimeObserver(kPlayTimeInterval, {});
+  if (mPlayer_ && observed) mPlayer_->setItemObserver({});
+}
+
+// ---- control
+
+void KWNetPlayer::didContinue() {
+  isPlay_ = 1;
+  play();
+  delegateOutStatus(kPlaying);
+}
+
+void KWNetPlayer::didPause() {
+  isPlay_ = 0;
+  pause();
+  delegateOutStatus(kPaused);
+}
+
+void KWNetPlayer::didStop() {
+  const auto keep = shared_from_this();  // reports may let this player go
+  isPlay_ = 0;
+  pause();
+  delegateOutStatus(kStopped);
+  clearObservers();
+}
+
+void KWNetPlayer::setVolume(float volume) {
+  if (mPlayer_) mPlayer_->setVolume(volume);
+}
+
+float KWNetPlayer::getVolume() const { return mPlayer_ ? mPlayer_->volume() : 0.0f; }
+
+void KWNetPlayer::play() {
+  if (mPlayer_) mPlayer_->play();
+}
+
+void KWNetPlayer::pause() {
+  if (mPlayer_) mPlayer_->pause();
+}
+
+// ---- what the item tells
+
+void KWNetPlayer::observeValueForKeyPath_ofObject_change_context(std::string_view keyPath,
+                                                                 const StreamPlayer* /*object*/,
+                                                                 const ValueTree* /*change*/,
+                                                                 const void* /*context*/) {
+  if (keyPath == kStatusKey) return itemStatusChanged();
+  if (keyPath == kLoadedTimeRangesKey) return loadedTimeRangesChanged();
+  if (keyPath == kLikelyToKeepUpKey) return likelyToKeepUpChanged();
+  if (keyPath != kBufferEmptyKey) return;
+  platform::log("KWNetPlayer can't play ，no enough buffer!");
+  delegateOutStatus(kWaiting);
+}
+
+void KWNetPlayer::itemStatusChanged() {
+  if (!mPlayer_) return;
+  switch (mPlayer_->itemStatus()) {
+    case StreamPlayer::ItemStatus::ReadyToPlay:
+      time_total_ = wholeSecondsOf(mPlayer_->itemDuration());
+      platform::log("KWNetPlayer ready to play，total time ：" + player::detail::twoDecimals(time_total_));
+      return;
+    case StreamPlayer::ItemStatus::Unknown:
+    case StreamPlayer::ItemStatus::Failed:
+      pause();
+      delegateOutStatus(kPaused);
+  }
+}
+
+void KWNetPlayer::loadedTimeRangesChanged() {
+  if (!mPlayer_) return;
+  const auto ranges = mPlayer_->loadedTimeRanges();
+  const LoadedTimeRange first = ranges.empty() ? LoadedTimeRange{} : ranges.front();
+  const float loaded = static_cast<float>(first.start) + static_cast<float>(first.length);
+  delegateOutCachedProgress(static_cast<float>(loaded / mPlayer_->itemDuration().seconds()));
+}
+
+bool KWNetPlayer::enoughBuffered() const {
+  // Not a number while the length is unknown: then the comparison fails, as it should.
+  const float ahead = time_cached_ - time_play_ / time_total_;
+  return ahead >= kEnoughAhead;
+}
+
+void KWNetPlayer::likelyToKeepUpChanged() {
+  if (time_cached_ == 1.0f) {
+    platform::log("KWNetPlayer did play ，have all buffer.");
+    return playIfWanted();
+  }
+  if (enoughBuffered()) {
+    platform::log("KWNetPlayer did play ，enough buffer.");
+    return playIfWanted();
+  }
+  const auto keep = shared_from_this();
+  pause();
+  delegateOutStatus(kPaused);
+  platform::log("KWNetPlayer can't play ，waitting for more buffer!");
+  retryLater();
+}
+
+void KWNetPlayer::retryLater() {
+  KWAction::delay_Task(kRetryDelay, [self = shared_from_this()] {
+    if (self->isPlay_ != 1) return;
+    platform::log("KWNetPlayer try to play ，however not enough buffer.");
+    self->playIfWanted();
+  });
+}
+
+void KWNetPlayer::playIfWanted() {
+  if (isPlay_ != 1) return;
+  play();
+  delegateOutStatus(kPlaying);
+}
+
+void KWNetPlayer::playbackFinished(const Notification& /*event*/) {
+  const auto keep = shared_from_this();
+  platform::log("KWNetplayer finished.");
+  isPlay_ = 0;
+  delegateOutStatus(kStopped);
+  delegateOutPlayFinished();
+}
+
+// ---- reports
+// An operation is copied before it is called: it may take the delegate that holds it away.
+
+void KWNetPlayer::delegateOutStatus(std::uint64_t status) {
+  if (!delegate_ || !delegate_->onKWNetPlayer_ChangeStatus || status == status_) return;
+  status_ = status;
+  const auto report = delegate_->onKWNetPlayer_ChangeStatus;
+  report(*this, status);
+}
+
+void KWNetPlayer::delegateOutCachedProgress(float fraction) {
+  const auto keep = shared_from_this();
+  const Date now = Clock::current().date();
+  const double gap = KWTime::gapOfDateA_DateB(now, dw_l_time_);
+  if (delegate_ && delegate_->onKWNetPlayer_Speed_TimeGap) {
+    const float gained = fraction - dw_pgs_;
+    const auto report = delegate_->onKWNetPlayer_Speed_TimeGap;
+    report(*this, static_cast<float>(gained / gap), gap);
+  }
+  dw_l_time_ = now;
+  dw_pgs_ = fraction;
+  if (!delegate_ || !delegate_->onKWNetPlayer_CachedProgress) return;
+  time_cached_ = fraction;
+  const auto report = delegate_->onKWNetPlayer_CachedProgress;
+  report(*this, fraction);
+}
+
+void KWNetPlayer::delegateOutPlayTime(float seconds) {
+  if (!delegate_ || !delegate_->onKWNetPlayer_PlayTime) return;
+  time_play_ = seconds;
+  const auto report = delegate_->onKWNetPlayer_PlayTime;
+  report(*this, seconds);
+}
+
+void KWNetPlayer::delegateOutPlayFinished() {
+  if (!delegate_ || !delegate_->onKWNetPlayer_PlayFinished) return;
+  const auto report = delegate_->onKWNetPlayer_PlayFinished;
+  report(*this, 0.0f);
+}
+
+}  // namespace vantrel

@@ -1,0 +1,44 @@
+#include "vantrel/player/MusicOfPhoneMode.h"
+
+#include "vantrel/net/KWHttp.h"
+#include "vantrel/player/detail/FileAccess.h"
+
+namespace vantrel {
+namespace {
+
+constexpr Size kCoverSize{80, 80};
+
+std::optional<std::string> decoded(const std::optional<std::string>& url) {
+  return url ? KWHttp::decodeURL(*url) : std::nullopt;
+}
+
+}  // namespace
+
+std::uint32_t MusicOfPhoneMode::mTime() const { return mItem_ ? songTimeIpod(mItem_->assetUrl) : 0; }
+
+void MusicOfPhoneMode::setMItem(std::shared_ptr<const MediaItem> item) {
+  mItem_ = std::move(item);
+  mTitle_ = mItem_ && mItem_->title ? *mItem_->title : "Unknow";
+  mArtist_ = mItem_ && mItem_->artist ? *mItem_->artist : "Unknow";
+  if (mItem_ && mItem_->artwork) mImage_ = mItem_->artwork->imageWithSize(kCoverSize);
+}
+
+void MusicOfPhoneMode::setMPath(std::optional<std::string> path) {
+  mPath_ = std::move(path);
+  mTitle_.reset();
+  if (mPath_) mTitle_ = player::detail::lastPathComponent(*mPath_);
+}
+
+void MusicOfPhoneMode::setMUrl(const std::optional<std::string>& url) { mUrl_ = decoded(url); }
+
+void MusicOfPhoneMode::setMImgUrl(const std::optional<std::string>& url) { mImgUrl_ = decoded(url); }
+
+std::shared_ptr<const Image> MusicOfPhoneMode::getImage(Size size) const {
+  return mItem_ && mItem_->artwork ? mItem_->artwork->imageWithSize(size) : nullptr;
+}
+
+std::uint32_t MusicOfPhoneMode::songTimeIpod(const std::optional<std::string>& url) const {
+  return player::detail::wholeDuration(player::detail::openUrl(url));
+}
+
+}  // namespace vantrel
