@@ -1,0 +1,42 @@
+#include "apps/vantrel/EventLines.h"
+
+#include <cstdio>
+
+#include "apps/vantrel/LiveLine.h"
+#include "apps/vantrel/Output.h"
+#include "vantrel/platform/data/Json.h"
+
+namespace app {
+namespace {
+
+using vantrel::ValueTree;
+
+ValueTree valueOf(const ValueTree* value) {
+  const ValueTree held = value == nullptr ? ValueTree() : asJson(*value);
+  return vantrel::json::writeCompact(held) ? held : ValueTree();
+}
+
+std::string progressText(const ValueTree& progress) {
+  const auto text = [&](const char* key) { return std::string(progress[key].asString().value_or("")); };
+  char percent[32];
+  std::snprintf(percent, sizeof percent, "%.1f%%", progress["PROGRESS"].asDouble().value_or(0) * 100);
+  return text("TIME_NOW") + "/" + text("TIME_END") + " " + percent;
+}
+
+}  // namespace
+
+std::string jsonLineOf(const vantrel::Notification& event) {
+  auto line = ValueTree::dictionary({{"name", event.name}, {"object", valueOf(event.object)}});
+  if (event.userInfo != nullptr) line.set("userInfo", valueOf(event.userInfo));
+  return vantrel::json::writeCompact(line).value_or("{\"name\":null,\"object\":null}");
+}
+
+std::string textLineOf(const vantrel::Notification& event) {
+  std::string line(event.name);
+  if (event.object == nullptr) return line;
+  if (const auto text = event.object->asString()) return printable(line.append(" ").append(*text));
+  if (event.name == "KW_AU_PROGRESS") return line + " " + progressText(*event.object);
+  return line + " " + vantrel::json::writeCompact(valueOf(event.object)).value_or("");
+}
+
+}  // namespace app

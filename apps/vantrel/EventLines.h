@@ -1,0 +1,17 @@
+#pragma once
+
+#include <string>
+
+#include "vantrel/platform/NotificationBus.h"
+
+/// Events of the notification bus as lines of text.
+namespace app {
+
+/// {"name": ..., "object": ...}, with "userInfo" when the event carries one. What is absent or cannot be held
+/// by JSON is null.
+std::string jsonLineOf(const vantrel::Notification& event);
+
+/// The event's name and, when it has an object, what that says.
+std::string textLineOf(const vantrel::Notification& event);
+
+}  // namespace app

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+
+#include "vantrel/platform/Bytes.h"
+
+/// Files and standard input ("-"). What cannot be read is told in a message.
+namespace app {
+
+/// Hands the contents to `take` in pieces of 64 KiB (the last may be shorter) until it gives false. False
+/// when reading failed; that `take` ended it is no failure.
+bool readPieces(const std::string& path, const std::function<bool(const vantrel::Bytes&)>& take);
+
+/// The whole contents.
+std::optional<vantrel::Bytes> readAll(const std::string& path);
+
+/// A whole decimal or 0x-hexadecimal number, absent for anything else and past 64 bits.
+std::optional<std::uint64_t> parseUnsigned(const std::string& text);
+std::optional<std::int64_t> parseSigned(const std::string& text);
+
+/// A finite number, absent for anything else.
+std::optional<double> parseNumber(const std::string& text);
+
+}  // namespace app

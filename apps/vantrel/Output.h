@@ -1,0 +1,39 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "vantrel/platform/ValueTree.h"
+
+/// Data goes to standard output, messages to standard error.
+namespace app {
+
+/// Keeps 0, 1 and 2 from being given to files when they were closed, and lets a write to a closed pipe fail
+/// instead of ending the process. Called once, first.
+void prepareStreams();
+
+/// Writes to standard output. False once a write has failed: the caller stops and ends with `kFailed`.
+bool write(std::string_view text);
+bool writeLine(std::string_view line);
+bool flushOutput();
+
+/// Writes what is still held back. Gives `status`, or `kFailed` when output was lost; that the reader has
+/// gone is no news to anyone, every other reason is told.
+int finishOutput(int status);
+
+/// One line on standard error: "vantrel: " and the text.
+void message(std::string_view text);
+
+/// The same, as the last thing that a command does.
+int failed(std::string_view text);
+int wrongUsage(std::string_view text);
+
+/// The value as JSON can hold it: dates become ISO 8601 text in UTC, bytes hexadecimal text, and numbers that
+/// are not finite null.
+vantrel::ValueTree asJson(const vantrel::ValueTree& value);
+
+/// One value as pretty-printed JSON, or on one line, with what JSON cannot hold replaced as above.
+bool writeJson(const vantrel::ValueTree& value);
+bool writeJsonLine(const vantrel::ValueTree& value);
+
+}  // namespace app

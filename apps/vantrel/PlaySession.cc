@@ -1,0 +1,300 @@
+#include "apps/vantrel/PlaySession.h"
+
+#include <algorithm>
+#include <charconv>
+#include <chrono>
+#include <cmath>
+#include <csignal>
+
+#include "apps/vantrel/Command.h"
+#include "apps/vantrel/EventLines.h"
+#include "apps/vantrel/Output.h"
+#include "vantrel/codec/KWTools.h"
+#include "vantrel/platform/Host.h"
+#include "vantrel/platform/loop/RunLoop.h"
+#include "vantrel/system/KWTime.h"
+
+namespace app {
+namespace {
+
+using vantrel::KWAudioPlayer;
+using vantrel::RunLoop;
+
+constexpr std::uint64_t kListOnce = 3;
+constexpr std::uint64_t kModes = 4;
+constexpr std::uint64_t kPlaying = 1;
+constexpr auto kRedrawInterval = std::chrono::milliseconds(100);
+constexpr float kVolumeStep = 0.05F;
+
+constexpr auto kSignals = {SIGINT, SIGTERM, SIGHUP, SIGTSTP, SIGCONT, SIGWINCH};
+
+std::string timeText(double seconds) {
+  const double whole = std::isfinite(seconds) ? std::clamp(seconds, 0.0, 4294967295.0) : 0;
+  return vantrel::KWTime::stringFromSec(static_cast<std::uint32_t>(whole));
+}
+
+std::string titleOf(const KWAudioPlayer& player) {
+  const auto entry = player.mNowItem();
+  return entry ? entry->mTitle().value_or("") : "";
+}
+
+}  // namespace
+
+PlaySession::PlaySession(const PlayOptions& options)
+    : options_(options), keys_([this](char key) { onKey(key); }), unicode_(outputShowsUnicode()) {}
+
+void PlaySession::blockSignals() { SignalWatch::block(kSignals); }
+
+int PlaySession::run(const vantrel::MusicList& list) {
+  RunLoop& loop = RunLoop::main();
+  const SignalWatch signals(kSignals, [this](int signal) { onSignal(signal); });
+  events_ = vantrel::NotificationBus::shared().addForAll(
+      [this](const vantrel::Notification& event) { onEvent(event); });
+  if (options_.seconds)
+    loop.at(loop.clock().now() + vantrel::durationOfSeconds(*options_.seconds), [this] { end(); });
+  enterTerminal();
+  start(list);
+  if (!ended_) loop.run();
+  finish();
+  const int status = finishOutput(anythingPlayed_ ? kDone : kFailed);
+  if (endedBySignal_ != 0) SignalWatch::takeDefault(endedBySignal_);
+  return status;
+}
+
+PlaySession::Remembered PlaySession::remembered() {
+  Remembered last{KWAudioPlayer::getPlayIndex(), kListOnce, KWAudioPlayer::getPlayProgress()};
+  const auto stored = vantrel::KWTools::getUserByKey("KW_AUDIO_PLAYMODE");
+  const auto text = stored ? stored->asString().value_or("") : "";
+  std::uint64_t mode = kModes;
+  std::from_chars(text.data(), text.data() + text.size(), mode);
+  if (mode < kModes) last.mode = mode;
+  return last;
+}
+
+/// The settings are read before anything plays, for playing writes them.
+void PlaySession::start(const vantrel::MusicList& list) {
+  Remembered from{options_.start.value_or(0), kListOnce, 0};
+  if (options_.resume) from = remembered();
+  if (from.index < 0 || from.index >= static_cast<std::int64_t>(list.size())) {
+    tell("the remembered track " + std::to_string(from.index) +
+         " is not in this list: starting with the first");
+    from.index = 0;
+    from.progress = 0;
+  }
+  player_ = KWAudioPlayer::sharedMeByPaths(list);
+  player_->setMMode(options_.mode.value_or(from.mode));
+  player_->didPlay(from.index);
+  // A track that was heard to its end starts over.
+  if (isOpen() && from.progress > 0 && from.progress < 1)
+    player_->mPlayer()->setCurrentTime(from.progress * player_->mPlayer()->duration());
+  // Playing stores the index of the player that played last before, which in a new process is another one.
+  KWAudioPlayer::savePlayIndex();
+  followState();
+}
+
+void PlaySession::finish() {
+  const bool hasPosition = entryOpened_ && isOpen();
+  anythingPlayed_ = anythingPlayed_ || entryOpened_;
+  ended_ = true;
+  if (hasPosition && player_->mState() != 0) player_->progressShow();
+  player_->didStop();
+  KWAudioPlayer::savePlayIndex();
+  player_->setMPlayer(nullptr);
+  leaveTerminal();
+  events_ = {};
+  if (redraw_) redraw_->invalidate();
+  if (!anythingPlayed_) message("nothing could be played");
+  if (!vantrel::Host::current().settings->synchronize()) message("cannot write the settings");
+}
+
+void PlaySession::end() {
+  ended_ = true;
+  RunLoop::main().stop();
+}
+
+void PlaySession::onEvent(const vantrel::Notification& event) {
+  if (!RunLoop::main().isCurrent()) return;
+  printEvent(event);
+  if (player_ == nullptr || ended_) return;
+  const auto note = event.object != nullptr ? event.object->asString() : std::nullopt;
+  if (event.name == "KW_UPDATE") noteEntryStarted();
+  if (event.name == "KW_AU_NOTE" && note == "KW_ERROR") noteDecodeError();
+  if (event.name == "KW_AU_NOTE" && note == "KW_FINISH") noteFinished();
+  followState();
+}
+
+void PlaySession::printEvent(const vantrel::Notification& event) {
+  if (options_.live) return;
+  std::string line = options_.json ? jsonLineOf(event) : textLineOf(event);
+  if (!options_.json && event.name == "KW_UPDATE" && player_ != nullptr)
+    line += " " + std::to_string(player_->play_index() + 1) + "/" + std::to_string(player_->sonyCount()) +
+            " " + printable(titleOf(*player_));
+  if (!writeLine(line) || !flushOutput()) end();
+}
+
+/// A track that cannot be opened counts as started, and the player passes over it a second later, from the
+/// last entry on to the first: where a list ends is for the program to see.
+void PlaySession::noteEntryStarted() {
+  if (entryOpened_) {
+    anythingPlayed_ = true;
+    unplayable_.clear();
+  }
+  entryOpened_ = isOpen();
+  if (!entryOpened_) noteUnplayable("cannot be opened");
+}
+
+void PlaySession::noteDecodeError() {
+  if (entryOpened_) noteUnplayable("cannot be decoded");
+  entryOpened_ = false;
+}
+
+void PlaySession::noteFinished() { end(); }
+
+void PlaySession::noteUnplayable(const std::string& why) {
+  tell(printable(titleOf(*player_)) + " " + why);
+  unplayable_.insert(player_->play_index());
+  if (static_cast<std::int64_t>(unplayable_.size()) >= player_->sonyCount() || atEndOfListOnce()) end();
+}
+
+void PlaySession::onKey(char key) {
+  switch (key) {
+    case ' ':
+      if (player_->mState() == kPlaying)
+        player_->didPause();
+      else
+        player_->didContinue();
+      break;
+    case 'n':
+      player_->didNext();
+      break;
+    case 'b':
+    case 'p':
+      player_->didBefore();
+      break;
+    case 'm':
+      player_->setMMode((player_->mMode() + 1) % kModes);
+      break;
+    case '+':
+    case '=':
+      changeVolume(kVolumeStep);
+      break;
+    case '-':
+      changeVolume(-kVolumeStep);
+      break;
+    case 'q':
+    case '\x04':
+      end();
+      break;
+    default:
+      return;
+  }
+  followState();
+}
+
+void PlaySession::changeVolume(float by) {
+  player_->setPhoneVolume(std::clamp(KWAudioPlayer::getPhoneVolume() + by, 0.0F, 1.0F));
+}
+
+void PlaySession::onSignal(int signal) {
+  switch (signal) {
+    case SIGTSTP:
+      stopAsJob(signal);
+      break;
+    case SIGCONT:
+      leaveTerminal();
+      enterTerminal();
+      followState();
+      break;
+    case SIGWINCH:
+      draw();
+      break;
+    default:
+      endedBySignal_ = signal;
+      end();
+  }
+}
+
+/// The sound would run on in the devices' buffers and skip when the process goes on, so it pauses too.
+void PlaySession::stopAsJob(int signal) {
+  const bool played = player_->mState() == kPlaying;
+  if (played) player_->didPause();
+  leaveTerminal();
+  SignalWatch::takeDefault(signal);
+  enterTerminal();
+  if (played) player_->didContinue();
+  followState();
+}
+
+bool PlaySession::isOpen() const {
+  return player_->mPlayer() != nullptr && player_->mPlayer()->duration() > 0;
+}
+
+bool PlaySession::atEndOfListOnce() const {
+  return player_->mMode() == kListOnce && player_->play_index() + 1 >= player_->sonyCount();
+}
+
+void PlaySession::enterTerminal() {
+  keys_.enter();
+  if (!options_.live || !inForeground()) return;
+  drawing_ = true;
+  write("\033[?25l");
+  draw();
+}
+
+void PlaySession::leaveTerminal() {
+  keys_.leave();
+  if (drawing_ && inForeground()) {
+    draw();
+    write("\n\033[?25h");
+    flushOutput();
+  }
+  drawing_ = false;
+}
+
+/// Draws, and goes on drawing only while something moves.
+void PlaySession::followState() {
+  if (!drawing_ || player_ == nullptr) return;
+  draw();
+  if (!redraw_) redraw_ = vantrel::Timer::repeating(kRedrawInterval, [this](vantrel::Timer&) { draw(); });
+  if (player_->mState() == kPlaying)
+    redraw_->setNextFire(RunLoop::main().clock().now() + kRedrawInterval);
+  else
+    redraw_->suspend();
+}
+
+void PlaySession::draw() {
+  if (!drawing_ || player_ == nullptr) return;
+  Playing playing;
+  playing.title = titleOf(*player_);
+  playing.state = player_->mState();
+  playing.mode = player_->mMode();
+  playing.position = player_->play_index();
+  playing.count = player_->sonyCount();
+  playing.volume = KWAudioPlayer::getPhoneVolume();
+  double now = 0;
+  double end = 0;
+  if (const auto& file = player_->mPlayer()) {
+    now = file->currentTime();
+    end = file->duration();
+    file->updateMeters();
+    for (std::size_t channel = 0; playing.state == kPlaying && channel < file->numberOfChannels(); ++channel)
+      playing.decibels.push_back(file->averagePowerForChannel(channel));
+  }
+  playing.now = timeText(now);
+  playing.end = timeText(end);
+  playing.fraction = end > 0 ? now / end : 0;
+  const LineStyle style{terminalColumns(), unicode_, stylesWanted()};
+  if (!write("\r" + liveLine(playing, style) + "\033[K") || !flushOutput()) this->end();
+}
+
+/// A message in place of the live line, which is drawn again below it.
+void PlaySession::tell(const std::string& text) {
+  if (drawing_) {
+    write("\r\033[K");
+    flushOutput();
+  }
+  message(text);
+  draw();
+}
+
+}  // namespace app

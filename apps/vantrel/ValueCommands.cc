@@ -1,0 +1,138 @@
+#include "apps/vantrel/Commands.h"
+#include "apps/vantrel/Input.h"
+#include "apps/vantrel/Output.h"
+#include "vantrel/codec/KWTools.h"
+#include "vantrel/platform/Host.h"
+#include "vantrel/platform/data/Json.h"
+#include "vantrel/system/KWFile.h"
+
+namespace app {
+namespace {
+
+using vantrel::KWTools;
+using vantrel::ValueTree;
+
+int prettyPrint(const std::string& path) {
+  const auto contents = readAll(path);
+  if (!contents) return kFailed;
+  const auto value = KWTools::jsonWithData(*contents);
+  if (!value) return failed("not valid JSON");
+  return writeJson(*value) ? kDone : kFailed;
+}
+
+int pack(const std::string& jsonPath, const std::string& archivePath) {
+  const auto contents = readAll(jsonPath);
+  if (!contents) return kFailed;
+  const auto value = KWTools::jsonWithData(*contents);
+  if (!value) return failed("not valid JSON");
+  const auto archive = KWTools::makeDataByDictionary(*value);
+  if (!archive) return failed("an archive cannot hold this value");
+  if (archivePath == "-") return write(archive->text()) ? kDone : kFailed;
+  if (!vantrel::KWFile::writeData_fillFile(*archive, archivePath))
+    return failed("cannot write " + archivePath);
+  return kDone;
+}
+
+int unpack(const std::string& path) {
+  const auto contents = readAll(path);
+  if (!contents) return kFailed;
+  const auto value = KWTools::makeDictionaryByData(*contents);
+  if (!value) return failed("not an archive with a value under its key");
+  return writeJson(*value) ? kDone : kFailed;
+}
+
+/// The settings of the application that `--app` names.
+bool chooseApplication(const std::optional<std::string>& name) {
+  if (!name) return true;
+  if (name->empty() || *name == "." || *name == ".." || name->find('/') != std::string::npos) return false;
+  vantrel::Host host;
+  host.applicationName = *name;
+  vantrel::Host::install(std::move(host));
+  return true;
+}
+
+int keepSettings() {
+  return vantrel::Host::current().settings->synchronize() ? kDone : failed("cannot write the settings");
+}
+
+int getSetting(const std::string& key, bool asJson) {
+  const auto value = KWTools::getUserByKey(key);
+  if (!value) return failed("no setting " + key);
+  const auto text = value->asString();
+  return (text && !asJson ? writeLine(*text) : writeJson(*value)) ? kDone : kFailed;
+}
+
+int setSetting(const std::string& key, const std::string& text) {
+  const ValueTree value = vantrel::json::parse(text).value_or(ValueTree(text));
+  KWTools::setUser_forKey(value, key);
+  if (KWTools::getUserByKey(key).value_or(ValueTree()) != value)
+    return failed("settings cannot hold this value");
+  return keepSettings();
+}
+
+int removeSetting(const std::string& key) {
+  KWTools::removeUserByKey(key);
+  return keepSettings();
+}
+
+void registerArchive(Command& program) {
+  Command archive = program.add("archive", "Values in keyed archives",
+                                "vantrel archive pack song.json -o song.archive\n"
+                                "vantrel archive unpack song.archive");
+  Command packing =
+      archive.add("pack", "JSON to a keyed archive", "vantrel archive pack song.json -o song.archive");
+  const auto source = packing.argument("JSONFILE", "the JSON; - or none: standard input", "-");
+  const auto target = packing.requiredOption("-o,--output", "OUT", "the archive; -: standard output");
+  packing.run([=] { return pack(*source, *target); });
+
+  Command unpacking =
+      archive.add("unpack", "A keyed archive to JSON: dates as ISO 8601 text, bytes as hexadecimal text",
+                  "vantrel archive unpack song.archive");
+  const auto file = unpacking.argument("FILE", "the archive; - or none: standard input", "-");
+  unpacking.run([=] { return unpack(*file); });
+}
+
+void registerSettings(Command& program) {
+  Command settings = program.add("settings", "The settings of an application",
+                                 "vantrel settings get KW_AUDIO_PLAYINDEX\n"
+                                 "vantrel settings set window '{\"width\": 800}' --app myplayer\n"
+                                 "vantrel settings remove window --app myplayer");
+  const std::string keyHelp = "the setting's name";
+  const std::string nameHelp = "whose settings (vantrel)";
+  const auto chosen = [](const auto& name, auto action) {
+    return chooseApplication(*name) ? action() : wrongUsage("--app must be a file name");
+  };
+
+  Command get = settings.add("get", "Prints a value: text as it is, other values as JSON",
+                             "vantrel settings get KW_AUDIO_PLAYMODE");
+  const auto getKey = get.argument("KEY", keyHelp);
+  const auto getJson = get.flag("--json", "print text as JSON too");
+  const auto getName = get.option("--app", "NAME", nameHelp);
+  get.run([=] { return chosen(getName, [&] { return getSetting(*getKey, *getJson); }); });
+
+  Command set =
+      settings.add("set", "Stores a value", "vantrel settings set volume 0.5\nvantrel settings set name Ada");
+  const auto setKey = set.argument("KEY", keyHelp);
+  const auto value = set.argument("VALUE", "JSON, or any other text as it is; null removes the setting");
+  const auto setName = set.option("--app", "NAME", nameHelp);
+  set.run([=] { return chosen(setName, [&] { return setSetting(*setKey, *value); }); });
+
+  Command remove = settings.add("remove", "Removes a value; it is no error when there is none",
+                                "vantrel settings remove volume");
+  const auto removeKey = remove.argument("KEY", keyHelp);
+  const auto removeName = remove.option("--app", "NAME", nameHelp);
+  remove.run([=] { return chosen(removeName, [&] { return removeSetting(*removeKey); }); });
+}
+
+}  // namespace
+
+void registerValueCommands(Command& program) {
+  Command json =
+      program.add("json", "JSON, pretty-printed", "vantrel json settings.json\necho '[1,2]' | vantrel json");
+  const auto file = json.argument("FILE", "the JSON; - or none: standard input", "-");
+  json.run([=] { return prettyPrint(*file); });
+  registerArchive(program);
+  registerSettings(program);
+}
+
+}  // namespace app
