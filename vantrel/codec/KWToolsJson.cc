@@ -1,0 +1,38 @@
+#include "vantrel/codec/KWTools.h"
+#include "vantrel/platform/data/Json.h"
+#include "vantrel/platform/data/KeyedArchive.h"
+
+namespace vantrel {
+namespace {
+
+constexpr std::string_view kArchiveKey = "Some Key Value";
+
+std::optional<std::string> textOf(const std::optional<ValueTree>& value, ValueTree::Kind kind) {
+  return value && value->kind() == kind ? json::writePretty(*value) : std::nullopt;
+}
+
+}  // namespace
+
+std::optional<ValueTree> KWTools::jsonWithData(const std::optional<Bytes>& data) {
+  return data ? json::parse(data->text()) : std::nullopt;
+}
+
+std::optional<std::string> KWTools::dictionaryToJson(const std::optional<ValueTree>& dictionary) {
+  return textOf(dictionary, ValueTree::Kind::Dictionary);
+}
+
+std::optional<std::string> KWTools::arrayToJson(const std::optional<ValueTree>& array) {
+  return textOf(array, ValueTree::Kind::List);
+}
+
+std::optional<Bytes> KWTools::makeDataByDictionary(const std::optional<ValueTree>& dictionary) {
+  return keyedarchive::archive(dictionary.value_or(ValueTree()), kArchiveKey);
+}
+
+std::optional<ValueTree> KWTools::makeDictionaryByData(const std::optional<Bytes>& data) {
+  if (!data) return std::nullopt;
+  auto value = keyedarchive::unarchive(*data, kArchiveKey);
+  return value && value->kind() != ValueTree::Kind::Null ? value : std::nullopt;
+}
+
+}  // namespace vantrel

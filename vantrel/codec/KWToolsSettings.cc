@@ -1,0 +1,18 @@
+#include "vantrel/codec/KWTools.h"
+#include "vantrel/platform/Host.h"
+
+namespace vantrel {
+
+void KWTools::setUser_forKey(const std::optional<ValueTree>& value, std::optional<std::string_view> key) {
+  if (key) Host::current().settings->setObject_forKey(value.value_or(ValueTree()), *key);
+}
+
+std::optional<ValueTree> KWTools::getUserByKey(std::optional<std::string_view> key) {
+  return key ? Host::current().settings->objectForKey(*key) : std::nullopt;
+}
+
+void KWTools::removeUserByKey(std::optional<std::string_view> key) {
+  if (key) Host::current().settings->removeObjectForKey(*key);
+}
+
+}  // namespace vantrel
