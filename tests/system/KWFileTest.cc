@@ -1,0 +1,362 @@
+#include "vantrel/system/KWFile.h"
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <clocale>
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "vantrel/platform/Host.h"
+
+namespace vantrel {
+namespace {
+
+namespace fs = std::filesystem;
+using namespace std::string_literals;
+using testing::IsEmpty;
+using testing::UnorderedElementsAre;
+
+constexpr std::uint64_t kLibrary = 5, kUser = 7, kDocuments = 9, kDesktop = 12, kCaches = 13, kSupport = 14,
+                        kMusic = 18;
+
+class KWFileTest : public testing::Test {
+ protected:
+  KWFileTest() {
+    std::string pattern = (fs::temp_directory_path() / "vantrel-file-XXXXXX").string();
+    root_ = mkdtemp(pattern.data());
+    for (const char* name : {"XDG_CONFIG_HOME", "XDG_CACHE_HOME", "XDG_DATA_HOME"}) unsetenv(name);
+    setenv("HOME", (root_ + "/home").c_str(), 1);
+  }
+  ~KWFileTest() override {
+    std::error_code error;
+    fs::remove_all(root_, error);
+  }
+
+  std::string at(const std::string& name) const { return root_ + "/" + name; }
+
+  std::string write(const std::string& name, const std::string& contents) const {
+    fs::create_directories(fs::path(at(name)).parent_path());
+    std::ofstream(at(name), std::ios::binary) << contents;
+    return at(name);
+  }
+
+  static std::string read(const std::string& path) {
+    std::ostringstream contents;
+    contents << std::ifstream(path, std::ios::binary).rdbuf();
+    return contents.str();
+  }
+
+  static mode_t modeOf(const std::string& path) {
+    struct stat status {};
+    EXPECT_EQ(::lstat(path.c_str(), &status), 0);
+    return status.st_mode & 07777;
+  }
+
+  std::string root_;
+};
+
+/// No file may grow past `bytes` as long as it lives: what a full disk does, without one.
+class ScopedFileLimit {
+ public:
+  explicit ScopedFileLimit(rlim_t bytes) : signalBefore_(std::signal(SIGXFSZ, SIG_IGN)) {
+    getrlimit(RLIMIT_FSIZE, &before_);
+    const rlimit limit{bytes, before_.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &limit);
+  }
+  ~ScopedFileLimit() {
+    setrlimit(RLIMIT_FSIZE, &before_);
+    std::signal(SIGXFSZ, signalBefore_);
+  }
+
+ private:
+  rlimit before_{};
+  void (*signalBefore_)(int);
+};
+
+TEST_F(KWFileTest, CreatesAnEmptyFileWithTheFoldersAboveIt) {
+  EXPECT_TRUE(KWFile::createPath(at("x/y/x")));  // the last name occurs earlier in the path too
+  EXPECT_TRUE(fs::is_regular_file(at("x/y/x")));
+  EXPECT_EQ(fs::file_size(at("x/y/x")), 0u);
+}
+
+TEST_F(KWFileTest, CreatingEmptiesAnExistingFileAndLeavesAFolder) {
+  write("file", "contents");
+  write("folder/kept", "contents");
+  EXPECT_TRUE(KWFile::createPath(at("file")));
+  EXPECT_EQ(read(at("file")), "");
+  EXPECT_TRUE(KWFile::createPath(at("folder")));
+  EXPECT_EQ(read(at("folder/kept")), "contents");
+}
+
+TEST_F(KWFileTest, CreatingFailsBelowAFile) {
+  write("file", "contents");
+  EXPECT_FALSE(KWFile::createPath(at("file/below/it")));
+  EXPECT_EQ(read(at("file")), "contents");
+}
+
+TEST_F(KWFileTest, CreatesBelowTheStandardFolderOnce) {
+  const std::string folder = KWFile::createOn_MiddlePath_File(kCaches, "a/b", std::nullopt);
+  EXPECT_EQ(folder, at("home/.cache/a/b"));
+  EXPECT_TRUE(fs::is_directory(folder));
+  const std::string file = KWFile::createOn_MiddlePath_File(kCaches, "a/b", "c");
+  EXPECT_EQ(file, folder + "/c");
+  EXPECT_EQ(KWFile::sizeOfFile(file), 0);
+  write("home/.cache/a/b/c", "kept");
+  EXPECT_EQ(KWFile::createOn_MiddlePath_File(kCaches, "a/b", "c"), file);
+  EXPECT_EQ(read(file), "kept");
+  EXPECT_TRUE(fs::exists(KWFile::createOn_MiddlePath_File(kSupport, std::nullopt, "d")));
+}
+
+TEST_F(KWFileTest, ComposesPathsAndFindsWhatIsThere) {
+  EXPECT_EQ(KWFile::listPath_MiddlePath_File(kUser, "", std::nullopt), at("home"));
+  EXPECT_EQ(KWFile::listPath_MiddlePath_File(kUser, "/a/b/", "c"), at("home/a/b/c"));
+  EXPECT_EQ(KWFile::listPath_MiddlePath_File(kUser, "", "c"), at("home/c"));
+  EXPECT_FALSE(fs::exists(at("home")));
+  EXPECT_EQ(KWFile::findPath_MiddlePath_File(kUser, "a", "c"), std::nullopt);
+  write("home/a/c", "");
+  EXPECT_EQ(KWFile::findPath_MiddlePath_File(kUser, "a", "c"), at("home/a/c"));
+  EXPECT_EQ(KWFile::findPath_MiddlePath_File(kUser, "a", std::nullopt), at("home/a"));
+  fs::create_symlink("nowhere", at("home/a/dangling"));
+  EXPECT_EQ(KWFile::findPath_MiddlePath_File(kUser, "a", "dangling"), std::nullopt);
+}
+
+TEST_F(KWFileTest, StandardFoldersFollowTheUsersSettings) {
+  const auto folder = [](std::uint64_t base) {
+    return KWFile::listPath_MiddlePath_File(base, "", std::nullopt);
+  };
+  EXPECT_EQ(folder(kLibrary), at("home/.config"));
+  EXPECT_EQ(folder(kSupport), at("home/.local/share"));
+  EXPECT_EQ(folder(kDocuments), at("home/Documents"));
+  write("home/.config/user-dirs.dirs",
+        "# XDG_MUSIC_DIR=\"/comment\"\nXDG_DOCUMENTS_DIR=\"$HOME/My \\\"papers\\\"/\"\n"
+        "XDG_MUSIC_DIR=\"/srv/music\"\nXDG_DESKTOP_DIR=\"relative\"\nXDG_DOWNLOAD_DIR=\"/open");
+  EXPECT_EQ(folder(kDocuments), at("home/My \"papers\""));
+  EXPECT_EQ(folder(kMusic), "/srv/music");
+  EXPECT_EQ(folder(kDesktop), at("home/Desktop"));
+  EXPECT_EQ(folder(15), at("home/Downloads"));
+  setenv("XDG_CACHE_HOME", "/var/tmp/cache/", 1);
+  setenv("XDG_DATA_HOME", "relative", 1);
+  EXPECT_EQ(folder(kCaches), "/var/tmp/cache");
+  EXPECT_EQ(folder(kSupport), at("home/.local/share"));
+  unsetenv("HOME");
+  EXPECT_EQ(folder(kUser).front(), '/');
+  EXPECT_NE(folder(kUser), at("home"));
+}
+
+TEST_F(KWFileTest, SizesForPeople) {
+  const std::pair<std::int64_t, const char*> kSizes[] = {
+      {0, "0.00Kb"},
+      {500, "0.49Kb"},
+      {-2048, "-2.00Kb"},
+      {1'048'575, "1024.00Kb"},
+      {1'048'576, "1.00Mb"},
+      {1'572'864, "1.50Mb"},
+      {1'073'741'823, "1024.00Mb"},
+      {1'073'741'824, "1.00Gb"},
+      {std::int64_t{1} << 40, "1.00Tb"},
+      {std::int64_t{3} << 40, "3.00Tb"},
+      {(std::int64_t{1} << 50) - 1, "1024.00Tb"},
+      {std::int64_t{1} << 50, "-1"},
+      {std::numeric_limits<std::int64_t>::max(), "-1"},
+      // -976562500 in single precision.
+      {-1'000'000'000'000, "-976562496.00Kb"},
+  };
+  for (const auto& [bytes, text] : kSizes) EXPECT_EQ(KWFile::fileByte(bytes), text) << bytes;
+}
+
+TEST_F(KWFileTest, RenamingReplacesWhatIsThere) {
+  write("old", "new contents");
+  write("target", "old contents");
+  EXPECT_TRUE(KWFile::renameOldName_NewName(at("old"), at("target")));
+  EXPECT_EQ(read(at("target")), "new contents");
+  EXPECT_FALSE(KWFile::renameOldName_NewName(at("old"), at("target")));
+}
+
+TEST_F(KWFileTest, RemovesFilesTreesAndLinksButNotWhatLinksLeadTo) {
+  write("outside/kept", "kept");
+  write("tree/a/b/file", "");
+  fs::create_directory_symlink(at("outside"), at("tree/a/link"));
+  fs::create_directory_symlink(at("outside"), at("link"));
+  EXPECT_TRUE(KWFile::removePath(at("link/")));
+  EXPECT_TRUE(KWFile::removePath(at("tree")));
+  EXPECT_FALSE(fs::exists(at("tree")));
+  EXPECT_EQ(read(at("outside/kept")), "kept");
+  EXPECT_TRUE(KWFile::removePath(at("outside/kept")));
+  EXPECT_FALSE(KWFile::removePath(at("outside/kept")));
+  for (const std::string& path : {"/"s, "//"s, at("outside/."), at("outside/..")}) {
+    EXPECT_FALSE(KWFile::removePath(path)) << path;
+  }
+  EXPECT_TRUE(fs::is_directory(at("outside")));
+}
+
+TEST_F(KWFileTest, ListsAndRemovesTreesDeeperThanAnyPathCanName) {
+  constexpr int kDepth = 60;
+  const std::string name(200, 'd');
+  fs::create_directory(at("deep"));
+  int folder = ::open(at("deep").c_str(), O_RDONLY | O_DIRECTORY);
+  for (int level = 0; level < kDepth; ++level) {
+    ASSERT_EQ(::mkdirat(folder, name.c_str(), 0755), 0);
+    const int below = ::openat(folder, name.c_str(), O_RDONLY | O_DIRECTORY);
+    ::close(folder);
+    folder = below;
+  }
+  ::close(folder);
+  // Nor may a descriptor be needed for each level.
+  rlimit before{};
+  getrlimit(RLIMIT_NOFILE, &before);
+  const rlimit few{kDepth / 2, before.rlim_max};
+  setrlimit(RLIMIT_NOFILE, &few);
+  const auto paths = KWFile::subPaths(at("deep"));
+  ASSERT_TRUE(paths);
+  EXPECT_EQ(paths->size(), std::size_t{kDepth});
+  EXPECT_EQ(paths->back().size(), kDepth * (name.size() + 1) - 1);
+  EXPECT_TRUE(KWFile::removePath(at("deep")));
+  EXPECT_FALSE(fs::exists(at("deep")));
+  setrlimit(RLIMIT_NOFILE, &before);
+}
+
+TEST_F(KWFileTest, ListsEverythingBelowAFolderWithoutFollowingLinks) {
+  write("tree/a/file", "");
+  write("tree/bytes\xff", "");
+  fs::create_directory(at("tree/empty"));
+  fs::create_directory_symlink("..", at("tree/a/loop"));
+  fs::create_symlink("nowhere", at("tree/dangling"));
+  const auto paths = KWFile::subPaths(at("tree"));
+  ASSERT_TRUE(paths);
+  EXPECT_THAT(*paths, UnorderedElementsAre("a", "a/file", "a/loop", "bytes\xff", "empty", "dangling"));
+  EXPECT_LT(std::find(paths->begin(), paths->end(), "a"), std::find(paths->begin(), paths->end(), "a/file"));
+  EXPECT_THAT(*KWFile::subPaths(at("tree/a/loop/empty")), IsEmpty());
+  EXPECT_EQ(KWFile::subPaths(at("tree/a/file")), std::nullopt);
+  EXPECT_EQ(KWFile::subPaths(at("none")), std::nullopt);
+  EXPECT_EQ(KWFile::subPaths(std::nullopt), std::nullopt);
+  EXPECT_TRUE(KWFile::removePath(at("tree/bytes\xff")));
+  EXPECT_TRUE(KWFile::removePath(at("tree")));
+}
+
+TEST_F(KWFileTest, AFullDiskLeavesTheOldContents) {
+  write("file", "old contents");
+  const Bytes large(std::vector<std::uint8_t>(100'000, 'x'));
+  {
+    const ScopedFileLimit limit(50'000);
+    EXPECT_FALSE(KWFile::writeData_fillFile(large, at("file")));
+    KWFile::writeData_endFile(large, at("file"));
+    EXPECT_FALSE(KWFile::writeData_fillFile(large, at("new")));
+  }
+  EXPECT_EQ(read(at("file")), "old contents");
+  EXPECT_THAT(*KWFile::subPaths(root_), UnorderedElementsAre("file"));  // nothing temporary either
+  EXPECT_TRUE(KWFile::writeData_fillFile(large, at("file")));
+  EXPECT_EQ(KWFile::sizeOfFile(at("file")), 100'000);
+}
+
+TEST_F(KWFileTest, FillingKeepsPermissionsAndLinks) {
+  write("file", "old");
+  fs::create_symlink("file", at("link"));
+  ::chmod(at("file").c_str(), 0640);
+  EXPECT_TRUE(KWFile::writeData_fillFile(Bytes::copyOf("new"), at("link")));
+  EXPECT_EQ(read(at("file")), "new");
+  EXPECT_EQ(modeOf(at("file")), 0640u);
+  EXPECT_TRUE(fs::is_symlink(at("link")));
+
+  const mode_t mask = ::umask(027);
+  EXPECT_TRUE(KWFile::writeData_fillFile(Bytes(), at("fresh")));
+  ::umask(mask);
+  EXPECT_EQ(modeOf(at("fresh")), 0640u);
+  EXPECT_EQ(KWFile::sizeOfFile(at("fresh")), 0);
+}
+
+TEST_F(KWFileTest, OnlyFilesAreWrittenAndRead) {
+  fs::create_directory(at("folder"));
+  ASSERT_EQ(::mkfifo(at("pipe").c_str(), 0600), 0);
+  for (const std::string& path : {at("folder"), at("pipe"), "/dev/null"s, at("none/below")}) {
+    EXPECT_FALSE(KWFile::writeData_fillFile(Bytes::copyOf("x"), path)) << path;
+    KWFile::writeData_endFile(Bytes::copyOf("x"), path);
+    EXPECT_EQ(KWFile::stringPath(path), std::nullopt) << path;
+    EXPECT_EQ(KWFile::JsonPath(path), std::nullopt) << path;
+  }
+  EXPECT_TRUE(fs::is_fifo(at("pipe")));
+  EXPECT_TRUE(fs::is_character_file("/dev/null"));
+}
+
+TEST_F(KWFileTest, AppendsToExistingFilesOnly) {
+  write("file", "AB");
+  KWFile::writeData_endFile(Bytes::copyOf("CD"), at("file"));
+  EXPECT_EQ(read(at("file")), "ABCD");
+  KWFile::writeData_endFile(Bytes::copyOf("CD"), at("none"));
+  EXPECT_FALSE(fs::exists(at("none")));
+}
+
+TEST_F(KWFileTest, FindsResourcesOfTheApplication) {
+  write("resources/picture.png", "");
+  write("resources/de.lproj/texts", "");
+  write("secret", "");
+  Host host;
+  host.bundle = std::make_shared<Bundle>(at("resources"));
+  const auto before = Host::install(host);
+  EXPECT_EQ(KWFile::find("picture.png"), at("resources/picture.png"));
+  EXPECT_EQ(KWFile::find("none.png"), std::nullopt);
+  EXPECT_EQ(KWFile::find("../secret"), std::nullopt);
+  EXPECT_EQ(KWFile::find("picture.png\0x"s), std::nullopt);
+  EXPECT_EQ(KWFile::find_File("de.lproj", "texts"), at("resources/de.lproj/texts"));
+  EXPECT_EQ(KWFile::find_File("de.lproj", "none"), "");
+  EXPECT_EQ(KWFile::find_File("fr.lproj", "texts"), "");
+  EXPECT_EQ(KWFile::find_File("..", "secret"), "");
+  Host::install(*before);
+}
+
+TEST_F(KWFileTest, ReadsJsonAndText) {
+  EXPECT_EQ(KWFile::JsonPath(write("good.json", " {\"a\": [1, \"\u00e9\"]}\n")),
+            ValueTree::dictionary({{"a", ValueTree::list({1, "\u00e9"})}}));
+  EXPECT_EQ(KWFile::JsonPath(write("bad.json", "{\"a\": ")), std::nullopt);
+  EXPECT_EQ(KWFile::JsonPath(std::nullopt), std::nullopt);
+  EXPECT_EQ(KWFile::JsonData(Bytes::copyOf("[true]")), ValueTree::list({true}));
+  EXPECT_EQ(KWFile::JsonData(Bytes()), std::nullopt);
+  EXPECT_EQ(KWFile::JsonData(std::nullopt), std::nullopt);
+
+  const std::string text = "\u6f22\u5b57\n"s + std::string(100'000, 'x') + "\0end"s;
+  EXPECT_EQ(KWFile::stringPath(write("text", text)), text);
+  EXPECT_EQ(KWFile::stringPath(write("empty", "")), "");
+  EXPECT_EQ(KWFile::stringPath(write("latin", "caf\xe9")), std::nullopt);
+  EXPECT_EQ(KWFile::stringPath(std::nullopt), std::nullopt);
+  EXPECT_TRUE(KWFile::stringPath("/proc/self/status"));  // its size says 0
+  fs::resize_file(at("empty"), std::uintmax_t{1} << 40);
+  EXPECT_EQ(KWFile::stringPath(at("empty")), std::nullopt);
+}
+
+TEST_F(KWFileTest, TellsSizes) {
+  EXPECT_EQ(KWFile::sizeOfFile(write("three", "abc")), 3);
+  EXPECT_EQ(KWFile::sizeOfFile(at("none")), 0);
+  fs::create_symlink("three", at("link"));
+  EXPECT_EQ(KWFile::sizeOfFile(at("link")), 3);
+  fs::create_symlink("loop", at("loop"));
+  EXPECT_EQ(KWFile::sizeOfFile(at("loop")), 0);
+}
+
+TEST_F(KWFileTest, EmptyPathsAndPathsWithNulBytesNameNothing) {
+  write("file", "kept");
+  for (const std::string& path : {""s, at("file") + "\0"s, at("file\0/x"s)}) {
+    EXPECT_FALSE(KWFile::createPath(path));
+    EXPECT_FALSE(KWFile::removePath(path));
+    EXPECT_FALSE(KWFile::renameOldName_NewName(path, at("other")));
+    EXPECT_FALSE(KWFile::renameOldName_NewName(at("file"), path));
+    EXPECT_FALSE(KWFile::writeData_fillFile(Bytes::copyOf("x"), path));
+    KWFile::writeData_endFile(Bytes::copyOf("x"), path);
+    EXPECT_EQ(KWFile::stringPath(path), std::nullopt);
+    EXPECT_EQ(KWFile::subPaths(path), std::nullopt);
+    EXPECT_EQ(KWFile::sizeOfFile(path), 0);
+  }
+  EXPECT_EQ(KWFile::findPath_MiddlePath_File(kUser, "\0"s, std::nullopt), std::nullopt);
+  KWFile::createOn_MiddlePath_File(kUser, "m\0n"s, "f\0g"s);
+  EXPECT_EQ(read(at("file")), "kept");
+  EXPECT_THAT(*KWFile::subPaths(root_), UnorderedElementsAre("file"));
+}
+
+}  // namespace
+}  // namespace vantrel
