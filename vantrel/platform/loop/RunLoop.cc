@@ -216,10 +216,8 @@ class RunLoop::State {
 
   bool runDescriptors() {
     if (watches_.empty()) return false;
-    // A copy: a callback may run a nested turn.
-    const std::vector<std::uint64_t> tokens = waiter_.ready(watches_.size());
     bool any = false;
-    for (const std::uint64_t token : tokens) {
+    for (const std::uint64_t token : waiter_.ready(watches_.size())) {
       const auto found = watches_.find(static_cast<int>(token & 0xffffffffU));
       if (found == watches_.end() || found->second.generation != token >> 32) continue;
       const auto ready = found->second.ready;

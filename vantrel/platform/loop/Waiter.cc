@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <cstdlib>
 #include <limits>
@@ -79,16 +78,15 @@ void Waiter::unwatch(int descriptor) {
   epoll_ctl(poll_, EPOLL_CTL_DEL, descriptor, &ignored);
 }
 
-const std::vector<std::uint64_t>& Waiter::ready(std::size_t most) {
-  std::array<epoll_event, 64> events;
+std::vector<std::uint64_t> Waiter::ready(std::size_t most) {
   // One more than asked for: the event descriptor may be among them.
-  const int room = static_cast<int>(std::min(most + 1, events.size()));
-  const int count = epoll_wait(poll_, events.data(), room, 0);
-  ready_.clear();
+  std::vector<epoll_event> events(most + 1);
+  const int count = epoll_wait(poll_, events.data(), static_cast<int>(events.size()), 0);
+  std::vector<std::uint64_t> tokens;
   for (int i = 0; i < count; ++i) {
-    if (events[i].data.u64 != kWakeToken) ready_.push_back(events[i].data.u64);
+    if (events[i].data.u64 != kWakeToken) tokens.push_back(events[i].data.u64);
   }
-  return ready_;
+  return tokens;
 }
 
 void Waiter::wait(std::optional<Duration> atMost) {

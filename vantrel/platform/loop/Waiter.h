@@ -28,7 +28,7 @@ class Waiter {
   void unwatch(int descriptor);
 
   /// The tokens of at most `most` descriptors that are ready now.
-  const std::vector<std::uint64_t>& ready(std::size_t most);
+  std::vector<std::uint64_t> ready(std::size_t most);
 
   /// Sleeps until woken, a descriptor is ready or the time is over; without a time for as long as it takes.
   void wait(std::optional<Duration> atMost);
@@ -39,7 +39,6 @@ class Waiter {
  private:
   int poll_ = -1;
   int event_ = -1;
-  std::vector<std::uint64_t> ready_;
 };
 
 }  // namespace vantrel::platform::detail

@@ -1,0 +1,145 @@
+#include "vantrel/platform/loop/BackgroundQueue.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <latch>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+namespace vantrel {
+namespace {
+
+TEST(BackgroundQueueTest, ADyingQueueRunsWhatIsQueuedAndJoins) {
+  std::atomic<int> runs = 0;
+  {
+    BackgroundQueue queue;
+    for (int i = 0; i < 1000; ++i) queue.post([&] { ++runs; });
+  }
+  EXPECT_EQ(runs, 1000);
+}
+
+TEST(BackgroundQueueTest, ATaskOfADyingQueueMayQueueMore) {
+  std::atomic<int> runs = 0;
+  {
+    BackgroundQueue queue(1);
+    queue.post([&] { queue.post([&] { queue.post([&] { ++runs; }); }); });
+  }
+  EXPECT_EQ(runs, 1);
+}
+
+TEST(BackgroundQueueTest, TasksOfASingleThreadRunInTheOrderQueued) {
+  std::vector<int> order;
+  {
+    BackgroundQueue queue(1);
+    for (int i = 0; i < 100; ++i) queue.post([&, i] { order.push_back(i); });
+  }
+  ASSERT_EQ(order.size(), 100U);
+  for (int i = 0; i < 100; ++i) EXPECT_EQ(order[i], i);
+}
+
+TEST(BackgroundQueueTest, BlockedWorkersAreHelpedUpToTheLimitAndNoFurther) {
+  constexpr int kLimit = 8;
+  BackgroundQueue queue(kLimit);
+  std::latch allRun(kLimit);
+  std::latch release(1);
+  std::atomic<int> running = 0;
+  std::atomic<int> most = 0;
+  for (int i = 0; i < kLimit; ++i) {
+    queue.post([&] {
+      allRun.count_down();
+      release.wait();
+    });
+  }
+  for (int i = 0; i < 50; ++i) {
+    queue.post([&] {
+      const int now = ++running;
+      for (int seen = most; now > seen && !most.compare_exchange_weak(seen, now);) {
+      }
+      --running;
+    });
+  }
+  // Only when as many threads as tasks exist do all of them get here.
+  allRun.wait();
+  EXPECT_EQ(queue.workers(), static_cast<std::size_t>(kLimit));
+  release.count_down();
+  while (queue.workers() > std::max(1U, std::thread::hardware_concurrency())) std::this_thread::yield();
+  EXPECT_LE(most, kLimit);
+}
+
+TEST(BackgroundQueueTest, ATaskMayWaitForOneQueuedBehindIt) {
+  BackgroundQueue queue;
+  std::latch done(20);
+  for (int i = 0; i < 20; ++i) {
+    queue.post([&] {
+      std::latch inner(1);
+      queue.post([&] { inner.count_down(); });
+      inner.wait();
+      done.count_down();
+    });
+  }
+  done.wait();
+}
+
+TEST(BackgroundQueueTest, WhatATaskCapturedDiesOnceItRan) {
+  auto captured = std::make_shared<int>();
+  const std::weak_ptr<int> watched = captured;
+  std::atomic<bool> gone = false;
+  {
+    BackgroundQueue queue(1);
+    queue.post([kept = std::move(captured)] {});
+    queue.post([&] { gone = watched.expired(); });
+  }
+  EXPECT_TRUE(gone);
+}
+
+TEST(BackgroundQueueTest, EmptyTasksAndALimitOfNothingAreHarmless) {
+  std::atomic<int> runs = 0;
+  {
+    BackgroundQueue queue(0);
+    queue.post(nullptr);
+    queue.post([&] { ++runs; });
+  }
+  EXPECT_EQ(runs, 1);
+}
+
+TEST(BackgroundQueueTest, ManyThreadsPostAtOnce) {
+  std::atomic<int> runs = 0;
+  {
+    BackgroundQueue queue(4);
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i) {
+      threads.emplace_back([&] {
+        for (int k = 0; k < 2000; ++k) queue.post([&] { ++runs; });
+      });
+    }
+    for (std::thread& thread : threads) thread.join();
+  }
+  EXPECT_EQ(runs, 8000);
+}
+
+/// Posts from a static destructor, which runs after the shared queue has closed when it was made before it.
+struct PostsWhileExiting {
+  ~PostsWhileExiting() {
+    BackgroundQueue::shared().post([] { std::abort(); });
+  }
+};
+
+TEST(BackgroundQueueDeathTest, TheSharedQueueFinishesItsWorkAtExitAndDropsWhatComesLater) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(
+      {
+        static PostsWhileExiting late;
+        for (int i = 0; i < 100; ++i) {
+          BackgroundQueue::shared().post([i] {
+            if (i == 99) std::fputs("all done\n", stderr);
+          });
+        }
+        std::exit(7);
+      },
+      testing::ExitedWithCode(7), "all done");
+}
+
+}  // namespace
+}  // namespace vantrel
