@@ -1,0 +1,249 @@
+#include "vantrel/backends/gstreamer/detail/Pipeline.h"
+
+#include <algorithm>
+#include <utility>
+#include <vector>
+
+#include "vantrel/platform/loop/RunLoop.h"
+
+namespace vantrel::backends::gstreamer::detail {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr int kPlayAudioOnly = 0x2;
+constexpr guint64 kLevelInterval = 50 * GST_MSECOND;
+constexpr Pipeline::Time kLongestPreroll = 5s;
+
+/// Closer to the end than this, a fresh end of stream may follow a seek at once.
+constexpr Pipeline::Time kAtTheEnd = 200ms;
+
+bool addAll(GstElement* bin, std::initializer_list<GstElement*> elements) {
+  for (GstElement* element : elements) gst_bin_add(GST_BIN(bin), element);
+  for (auto next = elements.begin() + 1; next != elements.end(); ++next)
+    if (!gst_element_link(next[-1], *next)) return false;
+  return true;
+}
+
+bool addGhost(GstElement* bin, const char* name, GstElement* target) {
+  const Owned<GstPad> pad(gst_element_get_static_pad(target, name));
+  return pad && gst_element_add_pad(bin, gst_ghost_pad_new(name, pad.get()));
+}
+
+Error errorOf(GstMessage* message) {
+  GError* error = nullptr;
+  gst_message_parse_error(message, &error, nullptr);
+  const Owned<GError> owned(error);
+  Error result{g_quark_to_string(error->domain), error->code};
+  result.info = ValueTree::dictionary({{"description", ValueTree(std::string(error->message))}});
+  return result;
+}
+
+std::vector<float> decibelsOf(const GstStructure* structure) {
+  const GValue* value = gst_structure_get_value(structure, "rms");
+  if (!value || !G_VALUE_HOLDS_BOXED(value)) return {};
+  const auto* list = static_cast<const GValueArray*>(g_value_get_boxed(value));
+  std::vector<float> decibels;
+  for (guint i = 0; list && i < list->n_values; ++i)
+    decibels.push_back(static_cast<float>(g_value_get_double(&list->values[i])));
+  return decibels;
+}
+
+}  // namespace
+
+Pipeline::Pipeline(Source source, std::function<void(const End&)> onEnd)
+    : source_(std::move(source)), onEnd_(std::move(onEnd)) {
+  if (!build()) playbin_.reset();
+}
+
+Pipeline::~Pipeline() {
+  if (!playbin_) return;
+  unload();
+  gst_bus_set_sync_handler(bus_.get(), nullptr, nullptr, nullptr);
+}
+
+bool Pipeline::build() {
+  playbin_ = makeElement("playbin");
+  // Decoders deliver formats that the other two do not take, such as 24 bits.
+  const auto convert = makeElement("audioconvert");
+  level_ = makeElement("level");
+  volume_ = makeElement("volume");
+  if (!playbin_ || !convert || !level_ || !volume_) return false;
+
+  filter_.reset(GST_ELEMENT(gst_object_ref_sink(gst_bin_new(nullptr))));
+  if (!addAll(filter_.get(), {convert.get(), level_.get(), volume_.get()}) ||
+      !addGhost(filter_.get(), "sink", convert.get()) || !addGhost(filter_.get(), "src", volume_.get()))
+    return false;
+
+  g_object_set(level_.get(), "interval", kLevelInterval, "post-messages", FALSE, nullptr);
+  g_object_set(playbin_.get(), "flags", kPlayAudioOnly, "uri", source_.uri.c_str(), "audio-filter",
+               filter_.get(), nullptr);
+  if (source_.contents) g_signal_connect(playbin_.get(), "source-setup", G_CALLBACK(onSourceSetup), this);
+  bus_.reset(gst_element_get_bus(playbin_.get()));
+  gst_bus_set_sync_handler(bus_.get(), onMessage, this, nullptr);
+  return true;
+}
+
+void Pipeline::onSourceSetup(GstElement*, GstElement* source, gpointer self) {
+  feedFromMemory(source, *static_cast<Pipeline*>(self)->source_.contents);
+}
+
+/// Runs on whichever thread posts. Lets through only what the main thread acts on, so that nothing else wakes
+/// it up.
+GstBusSyncReply Pipeline::onMessage(GstBus*, GstMessage* message, gpointer self) {
+  auto* pipeline = static_cast<Pipeline*>(self);
+  bool wanted = false;
+  switch (GST_MESSAGE_TYPE(message)) {
+    case GST_MESSAGE_ERROR:
+    case GST_MESSAGE_EOS:
+    case GST_MESSAGE_CLOCK_LOST:
+      wanted = true;
+      break;
+    case GST_MESSAGE_ASYNC_DONE:
+      wanted = pipeline->prerolling_;
+      break;
+    case GST_MESSAGE_ELEMENT:
+      pipeline->takeLevels(message);
+      break;
+    default:
+      break;
+  }
+  if (wanted) return GST_BUS_PASS;
+  gst_message_unref(message);
+  return GST_BUS_DROP;
+}
+
+void Pipeline::takeLevels(GstMessage* message) {
+  const GstStructure* structure = gst_message_get_structure(message);
+  if (!structure || !gst_structure_has_name(structure, "level")) return;
+  guint64 start = 0;
+  guint64 length = 0;
+  if (!gst_structure_get_uint64(structure, "stream-time", &start) ||
+      !gst_structure_get_uint64(structure, "duration", &length) || !GST_CLOCK_TIME_IS_VALID(start))
+    return;
+  levels_.add(Time(start), Time(length), decibelsOf(structure));
+}
+
+void Pipeline::useSink(Owned<GstElement> sink) {
+  sink_ = std::move(sink);
+  g_object_set(playbin_.get(), "audio-sink", sink_.get(), nullptr);
+}
+
+std::optional<Pipeline::End> Pipeline::load(Time position) {
+  levels_.clear();
+  prerolling_ = true;
+  const auto change = gst_element_set_state(playbin_.get(), GST_STATE_PAUSED);
+  // A change that failed at once has already said why, if it ever will.
+  auto failure = waitUntilPrerolled(change == GST_STATE_CHANGE_FAILURE ? Time::zero() : kLongestPreroll);
+  if (!failure && position > Time::zero() && seek(position)) failure = waitUntilPrerolled(kLongestPreroll);
+  prerolling_ = false;
+  if (failure) {
+    unload();
+    return failure;
+  }
+  GPollFD descriptor{};
+  gst_bus_get_pollfd(bus_.get(), &descriptor);
+  if (RunLoop::main().watch(descriptor.fd, RunLoop::Interest::Read, [this] { drainBus(); }))
+    watched_ = descriptor.fd;
+  return std::nullopt;
+}
+
+std::optional<Pipeline::End> Pipeline::waitUntilPrerolled(Time limit) {
+  constexpr auto kTypes = static_cast<GstMessageType>(GST_MESSAGE_ERROR | GST_MESSAGE_ASYNC_DONE);
+  const Owned<GstMessage> message(
+      gst_bus_timed_pop_filtered(bus_.get(), static_cast<GstClockTime>(limit.count()), kTypes));
+  if (!message) return End{Error{"vantrel.gstreamer", 2}};
+  if (GST_MESSAGE_TYPE(message.get()) == GST_MESSAGE_ERROR) return endOf(message.get());
+  return std::nullopt;
+}
+
+void Pipeline::unload() {
+  if (watched_ >= 0) RunLoop::main().unwatch(std::exchange(watched_, -1));
+  // Going down flushes the bus.
+  gst_element_set_state(playbin_.get(), GST_STATE_NULL);
+}
+
+bool Pipeline::run() {
+  return gst_element_set_state(playbin_.get(), GST_STATE_PLAYING) != GST_STATE_CHANGE_FAILURE;
+}
+
+void Pipeline::pause() { gst_element_set_state(playbin_.get(), GST_STATE_PAUSED); }
+
+bool Pipeline::seek(Time position) {
+  GstEvent* event = gst_event_new_seek(
+      1.0, GST_FORMAT_TIME, static_cast<GstSeekFlags>(GST_SEEK_FLAG_FLUSH | GST_SEEK_FLAG_ACCURATE),
+      GST_SEEK_TYPE_SET, position.count(), GST_SEEK_TYPE_NONE, -1);
+  const std::uint32_t number = gst_event_get_seqnum(event);
+  if (!gst_element_send_event(playbin_.get(), event)) return false;
+  const auto length = duration();
+  if (!length || position + kAtTheEnd < *length) dropStaleEnds(number);
+  return true;
+}
+
+/// An end of stream that was posted but not yet delivered when the seek came is no end any more.
+void Pipeline::dropStaleEnds(std::uint32_t seekNumber) {
+  std::vector<Owned<GstMessage>> kept;
+  while (GstMessage* next = gst_bus_pop(bus_.get())) {
+    Owned<GstMessage> message(next);
+    if (GST_MESSAGE_TYPE(next) != GST_MESSAGE_EOS || gst_message_get_seqnum(next) == seekNumber)
+      kept.push_back(std::move(message));
+  }
+  for (auto& message : kept) gst_bus_post(bus_.get(), message.release());
+}
+
+std::optional<Pipeline::Time> Pipeline::position() const {
+  if (gst_element_get_state(playbin_.get(), nullptr, nullptr, 0) == GST_STATE_CHANGE_ASYNC)
+    return std::nullopt;
+  gint64 position = 0;
+  if (!gst_element_query_position(playbin_.get(), GST_FORMAT_TIME, &position) || position < 0)
+    return std::nullopt;
+  return Time(position);
+}
+
+std::optional<Pipeline::Time> Pipeline::duration() const {
+  gint64 duration = 0;
+  if (!gst_element_query_duration(playbin_.get(), GST_FORMAT_TIME, &duration) || duration <= 0)
+    return std::nullopt;
+  return Time(duration);
+}
+
+std::size_t Pipeline::channels() const {
+  const Owned<GstPad> pad(gst_element_get_static_pad(filter_.get(), "sink"));
+  const Owned<GstCaps> caps(gst_pad_get_current_caps(pad.get()));
+  gint channels = 0;
+  if (!caps || gst_caps_is_empty(caps.get())) return 0;
+  gst_structure_get_int(gst_caps_get_structure(caps.get(), 0), "channels", &channels);
+  return static_cast<std::size_t>(std::max(channels, 0));
+}
+
+void Pipeline::setVolume(double volume) { g_object_set(volume_.get(), "volume", volume, nullptr); }
+
+void Pipeline::setMetering(bool enabled) {
+  g_object_set(level_.get(), "post-messages", enabled ? TRUE : FALSE, nullptr);
+}
+
+void Pipeline::drainBus() {
+  while (GstMessage* next = gst_bus_pop(bus_.get())) {
+    const Owned<GstMessage> message(next);
+    const auto type = GST_MESSAGE_TYPE(next);
+    if (type == GST_MESSAGE_EOS || type == GST_MESSAGE_ERROR) {
+      const auto onEnd = onEnd_;
+      // It may destroy this object.
+      return onEnd(endOf(next));
+    }
+    if (type == GST_MESSAGE_CLOCK_LOST && GST_STATE_TARGET(playbin_.get()) == GST_STATE_PLAYING) {
+      // The pipeline picks another clock on its way back up.
+      pause();
+      run();
+    }
+  }
+}
+
+Pipeline::End Pipeline::endOf(GstMessage* message) const {
+  if (GST_MESSAGE_TYPE(message) != GST_MESSAGE_ERROR) return {};
+  GstObject* origin = GST_MESSAGE_SRC(message);
+  const bool inSink = sink_ && origin && gst_object_has_as_ancestor(origin, GST_OBJECT(sink_.get()));
+  return {errorOf(message), inSink || origin == GST_OBJECT(sink_.get())};
+}
+
+}  // namespace vantrel::backends::gstreamer::detail

@@ -1,0 +1,90 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <optional>
+
+#include "vantrel/backends/gstreamer/detail/Gst.h"
+#include "vantrel/backends/gstreamer/detail/Levels.h"
+#include "vantrel/backends/gstreamer/detail/Source.h"
+#include "vantrel/platform/Error.h"
+
+namespace vantrel::backends::gstreamer::detail {
+
+/// One track in GStreamer's `playbin`: loading, running, seeking, and what it reports. It holds no policy of
+/// a player's.
+/// Threads: the main thread only.
+class Pipeline {
+ public:
+  using Time = std::chrono::nanoseconds;
+
+  /// What ended a track.
+  struct End {
+    /// None at the end of the stream.
+    std::optional<Error> error;
+
+    /// The sound device failed, not the track.
+    bool inSink = false;
+  };
+
+  /// `onEnd` is called from the main run loop, at most once a load; it may destroy the pipeline.
+  Pipeline(Source source, std::function<void(const End&)> onEnd);
+  ~Pipeline();
+  Pipeline(const Pipeline&) = delete;
+  Pipeline& operator=(const Pipeline&) = delete;
+
+  /// False when a needed plug-in is missing.
+  bool valid() const { return playbin_ != nullptr; }
+
+  /// Takes another sink; not while loaded.
+  void useSink(Owned<GstElement> sink);
+
+  /// Decodes up to the sound at `position` and pauses there. None when that worked.
+  std::optional<End> load(Time position);
+
+  /// Gives back threads, files and the sound device. Reports not yet delivered are dropped.
+  void unload();
+
+  bool run();
+  void pause();
+
+  /// False when the track cannot be seeked.
+  bool seek(Time position);
+
+  /// None while a seek is under way.
+  std::optional<Time> position() const;
+
+  std::optional<Time> duration() const;
+  std::size_t channels() const;
+
+  void setVolume(double volume);
+  void setMetering(bool enabled);
+  const Levels& levels() const { return levels_; }
+
+ private:
+  static GstBusSyncReply onMessage(GstBus*, GstMessage* message, gpointer self);
+  static void onSourceSetup(GstElement*, GstElement* source, gpointer self);
+
+  bool build();
+  std::optional<End> waitUntilPrerolled(Time limit);
+  void takeLevels(GstMessage* message);
+  void drainBus();
+  void dropStaleEnds(std::uint32_t seekNumber);
+  End endOf(GstMessage* message) const;
+
+  Source source_;
+  std::function<void(const End&)> onEnd_;
+  Levels levels_;
+  std::atomic<bool> prerolling_ = false;
+
+  Owned<GstElement> playbin_;
+  Owned<GstElement> sink_;
+  Owned<GstElement> filter_;
+  Owned<GstElement> level_;
+  Owned<GstElement> volume_;
+  Owned<GstBus> bus_;
+  int watched_ = -1;
+};
+
+}  // namespace vantrel::backends::gstreamer::detail

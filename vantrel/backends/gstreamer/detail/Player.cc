@@ -1,0 +1,182 @@
+#include "vantrel/backends/gstreamer/detail/Player.h"
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+#include "vantrel/backends/gstreamer/detail/AudioSink.h"
+#include "vantrel/platform/Log.h"
+
+namespace vantrel::backends::gstreamer::detail {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr float kSilence = -160;
+constexpr auto kStallCheck = 2s;
+constexpr int kStallChecks = 5;
+
+double secondsOf(Pipeline::Time time) { return std::chrono::duration<double>(time).count(); }
+
+bool endedEarly(Pipeline::Time at, Pipeline::Time length) { return at + 250ms + length / 50 < length; }
+
+}  // namespace
+
+std::unique_ptr<Player> Player::open(Source source) {
+  std::unique_ptr<Player> player(new Player(std::move(source)));
+  if (!player->pipeline_.valid()) return nullptr;
+  player->pipeline_.useSink(makeDeviceSink());
+  if (player->load()) return nullptr;
+  return player->channels_ > 0 ? std::move(player) : nullptr;
+}
+
+Player::Player(Source source)
+    : pipeline_(std::move(source), [this](const Pipeline::End& end) { onEnd(end); }) {}
+
+Player::~Player() {
+  if (stallTimer_) RunLoop::main().cancel(*stallTimer_);
+}
+
+/// None when it worked.
+std::optional<Pipeline::End> Player::load() {
+  if (loaded_) return std::nullopt;
+  auto failure = pipeline_.load(rest_);
+  if (failure && failure->inSink && goOnSilently()) failure = pipeline_.load(rest_);
+  if (failure) return failure;
+  loaded_ = true;
+  channels_ = pipeline_.channels();
+  length_ = length();
+  return std::nullopt;
+}
+
+void Player::unload(Time rest) {
+  if (stallTimer_) RunLoop::main().cancel(*std::exchange(stallTimer_, std::nullopt));
+  rest_ = rest;
+  playing_ = false;
+  loaded_ = false;
+  pipeline_.unload();
+}
+
+bool Player::prepareToPlay() { return !load(); }
+
+bool Player::play() {
+  if (playing_) return true;
+  if (load()) return false;
+  if (!pipeline_.run()) {
+    unload(heard());
+    return false;
+  }
+  playing_ = true;
+  lastHeard_ = Time(-1);
+  standingStill_ = 0;
+  guardAgainstStall();
+  return true;
+}
+
+void Player::pause() {
+  if (!playing_) return;
+  rest_ = heard();
+  playing_ = false;
+  if (stallTimer_) RunLoop::main().cancel(*std::exchange(stallTimer_, std::nullopt));
+  pipeline_.pause();
+}
+
+void Player::stop() {
+  if (!loaded_) return;
+  length();
+  unload(heard());
+}
+
+double Player::currentTime() const { return secondsOf(heard()); }
+
+Player::Time Player::heard() const {
+  const auto position = loaded_ ? pipeline_.position() : std::nullopt;
+  if (!position) return rest_;
+  const Time end = length();
+  return end > Time::zero() ? std::min(*position, end) : *position;
+}
+
+void Player::setCurrentTime(double seconds) {
+  if (std::isnan(seconds)) return;
+  const Time end = length();
+  const Time limit = end > Time::zero() ? end : Time::max();
+  const Time target = std::clamp(durationOfSeconds(seconds), Time::zero(), limit);
+  if (loaded_ && !pipeline_.seek(target)) return;
+  rest_ = target;
+  standingStill_ = 0;
+}
+
+double Player::duration() const { return secondsOf(length()); }
+
+Player::Time Player::length() const {
+  if (loaded_) length_ = pipeline_.duration().value_or(length_);
+  return length_;
+}
+
+void Player::setVolume(float volume) {
+  if (std::isnan(volume)) return;
+  volume_ = std::clamp(volume, 0.0F, 1.0F);
+  pipeline_.setVolume(volume_);
+}
+
+void Player::setMeteringEnabled(bool enabled) {
+  metering_ = enabled;
+  pipeline_.setMetering(enabled);
+}
+
+void Player::updateMeters() {
+  levels_ = playing_ && metering_ ? pipeline_.levels().at(heard()) : std::vector<float>{};
+}
+
+float Player::averagePowerForChannel(std::size_t channel) const {
+  return channel < levels_.size() ? std::max(levels_[channel], kSilence) : kSilence;
+}
+
+void Player::guardAgainstStall() {
+  RunLoop& loop = RunLoop::main();
+  stallTimer_ = loop.at(loop.clock().now() + kStallCheck, [this] { checkForStall(); });
+}
+
+/// A damaged file or a stuck device must not keep the track from ever ending.
+void Player::checkForStall() {
+  stallTimer_.reset();
+  const Time now = heard();
+  standingStill_ = now == lastHeard_ ? standingStill_ + 1 : 0;
+  lastHeard_ = now;
+  if (standingStill_ < kStallChecks) return guardAgainstStall();
+  fail(Error{"vantrel.gstreamer", 1});
+}
+
+void Player::onEnd(const Pipeline::End& end) {
+  if (!end.error) return finish();
+  if (end.inSink) {
+    const bool wasPlaying = playing_;
+    unload(heard());
+    if (goOnSilently() && !load() && (!wasPlaying || play())) return;
+  }
+  fail(*end.error);
+}
+
+/// Swaps the failed device for silence; false when silence is what failed.
+bool Player::goOnSilently() {
+  if (std::exchange(silent_, true)) return false;
+  platform::log("The sound device failed: this track goes on without sound.");
+  pipeline_.useSink(makeSilentSink());
+  return true;
+}
+
+void Player::finish() {
+  const bool early = endedEarly(heard(), length());
+  unload(Time::zero());
+  const auto report = observer_.audioPlayerDidFinishPlaying_successfully;
+  if (report) report(*this, !early);
+}
+
+void Player::fail(const Error& error) {
+  const Error copy = error;
+  unload(heard());
+  const auto report = observer_.audioPlayerDecodeErrorDidOccur_error;
+  if (report) report(*this, copy);
+}
+
+}  // namespace vantrel::backends::gstreamer::detail

@@ -1,0 +1,18 @@
+#include "vantrel/backends/linux/LinuxHost.h"
+
+#include <memory>
+#include <utility>
+
+#include "vantrel/backends/gstreamer/GStreamerFilePlayers.h"
+#include "vantrel/platform/Host.h"
+
+namespace vantrel::backends {
+
+void installLinuxHost(const std::string& applicationName) {
+  Host host;
+  if (!applicationName.empty()) host.applicationName = applicationName;
+  host.filePlayers = std::make_shared<GStreamerFilePlayers>();
+  Host::install(std::move(host));
+}
+
+}  // namespace vantrel::backends
