@@ -4,14 +4,22 @@
 #include <cstddef>
 #include <cstdint>
 #include <initializer_list>
+#include <limits>
 #include <optional>
 #include <span>
+#include <string>
 #include <string_view>
 #include <utility>
 
 #include "vantrel/platform/Bytes.h"
 #include "vantrel/platform/Date.h"
 #include "vantrel/platform/Export.h"
+
+namespace vantrel::platform::detail {
+struct Block;
+struct Container;
+struct ValueAccess;
+}  // namespace vantrel::platform::detail
 
 namespace vantrel {
 
@@ -22,33 +30,61 @@ namespace vantrel {
 /// never changes the original. No operation recurses, so trees of any depth can be copied, compared and
 /// destroyed. Numbers keep what they were read as: integers hold all of int64 and uint64 exactly, and 1
 /// and 1.0 are different kinds but compare equal. Dictionaries keep the order in which keys were first set;
-/// equality ignores that order.
+/// equality ignores that order. A value always equals its copy, so one NaN equals another.
+///
+/// Sixteen bytes. Scalars, empty containers and strings of up to 14 bytes allocate nothing; any other string,
+/// a list and a dictionary are one allocation each. Finding a key takes constant time on average, whatever
+/// the keys are; removing one takes time in proportion to the dictionary's size. Values that were parsed from
+/// one text keep their storage together: a part that is copied out keeps all of it alive.
 ///
 /// Threads: like `std::shared_ptr`: one object from one thread at a time, copies from anywhere.
 class VANTREL_EXPORT ValueTree {
  public:
   enum class Kind : std::uint8_t { Null, Boolean, Integer, Floating, String, Date, Data, List, Dictionary };
 
-  /// A dictionary's entry.
+  /// A dictionary's entry: `key()`, a view that lives as long as the entry, and `value()`.
   class Member;
 
-  ValueTree() noexcept;
-  ValueTree(std::nullptr_t) noexcept;
-  ValueTree(std::same_as<bool> auto value) noexcept;
+  ValueTree() noexcept : ValueTree(Kind::Null) {}
+  ValueTree(std::nullptr_t) noexcept : ValueTree() {}
+  ValueTree(std::same_as<bool> auto value) noexcept : ValueTree(Kind::Boolean) {
+    cell_.value.boolean = value;
+  }
+
   template <std::integral T>
   requires(!std::same_as<T, bool>) ValueTree(T value)
-  noexcept;
-  ValueTree(double value) noexcept;
+  noexcept : ValueTree(Kind::Integer) {
+    cell_.value.bits = static_cast<std::uint64_t>(value);
+    if (std::cmp_greater(value, std::numeric_limits<std::int64_t>::max())) cell_.tag = kLargeInteger;
+  }
+
+  ValueTree(double value) noexcept : ValueTree(Kind::Floating) { cell_.value.number = value; }
   ValueTree(std::string_view text);
-  ValueTree(const char* text);
-  ValueTree(const std::string& text);
-  ValueTree(vantrel::Date date) noexcept;
+  ValueTree(const char* text);  ///< a null pointer gives null
+  ValueTree(const std::string& text) : ValueTree(std::string_view(text)) {}
+  ValueTree(vantrel::Date date) noexcept : ValueTree(Kind::Date) {
+    cell_.value.number = date.secondsSince1970;
+  }
   ValueTree(Bytes data);
+
+  ValueTree(const ValueTree& other) noexcept : cell_(other.cell_) {
+    if (isShared()) retain();
+  }
+  ValueTree(ValueTree&& other) noexcept : cell_(std::exchange(other.cell_, Cell{})) {}  ///< leaves null
+  ValueTree& operator=(const ValueTree& other) noexcept { return *this = ValueTree(other); }
+  ValueTree& operator=(ValueTree&& other) noexcept {
+    ValueTree taken(std::move(other));
+    std::swap(cell_, taken.cell_);
+    return *this;
+  }
+  ~ValueTree() {
+    if (isShared()) release();
+  }
 
   static ValueTree list(std::initializer_list<ValueTree> items = {});
   static ValueTree dictionary(std::initializer_list<std::pair<std::string_view, ValueTree>> members = {});
 
-  Kind kind() const noexcept;
+  Kind kind() const noexcept { return cell_.kind; }
 
   // Each gives absent when the value is of another kind.
   std::optional<bool> asBoolean() const noexcept;
@@ -83,6 +119,47 @@ class VANTREL_EXPORT ValueTree {
   bool remove(std::string_view key);
 
   VANTREL_EXPORT friend bool operator==(const ValueTree& a, const ValueTree& b) noexcept;
+
+ private:
+  friend struct platform::detail::ValueAccess;
+
+  static constexpr std::uint8_t kLargeInteger = 1;  // tag of an integer above int64
+  static constexpr std::uint8_t kShared = 0xff;     // tag of any value whose contents lie in a block
+  static constexpr std::size_t kInlineText = 14;    // a shorter string's tag is its length
+
+  union Payload {
+    std::uint64_t bits = 0;
+    bool boolean;
+    double number;
+    platform::detail::Block* block;
+  };
+  struct Cell {
+    Kind kind = Kind::Null;
+    std::uint8_t tag = 0;
+    char text[6] = {};  // the first characters of a short string; the payload's bytes hold the rest
+    Payload value;
+  };
+
+  explicit ValueTree(Kind kind) noexcept { cell_.kind = kind; }
+  bool isShared() const noexcept { return cell_.tag == kShared; }
+  void retain() const noexcept;
+  void release() noexcept;
+
+  Cell cell_;
+};
+
+class ValueTree::Member {
+ public:
+  std::string_view key() const noexcept { return *key_.asString(); }
+  const ValueTree& value() const noexcept { return value_; }
+
+ private:
+  friend struct platform::detail::ValueAccess;
+
+  Member(ValueTree key, ValueTree value) noexcept : key_(std::move(key)), value_(std::move(value)) {}
+
+  ValueTree key_;
+  ValueTree value_;
 };
 
 }  // namespace vantrel
