@@ -1,0 +1,249 @@
+#include "vantrel/platform/SettingsStore.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "vantrel/platform/Log.h"
+#include "vantrel/platform/data/PropertyList.h"
+
+namespace vantrel {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+std::string contentsOf(const fs::path& file) {
+  std::ifstream stream(file, std::ios::binary);
+  return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+void put(const fs::path& file, std::string_view contents) {
+  std::ofstream(file, std::ios::binary) << contents;
+}
+
+class SettingsStoreTest : public testing::Test {
+ protected:
+  SettingsStoreTest() {
+    std::string name = (fs::temp_directory_path() / "settings.XXXXXX").string();
+    folder_ = mkdtemp(name.data());
+    file_ = folder_ / "app" / "settings.plist";
+  }
+  ~SettingsStoreTest() override { fs::remove_all(folder_); }
+
+  std::vector<std::string> log() {
+    const std::lock_guard lock(mutex_);
+    return lines_;
+  }
+
+  std::vector<std::string> names(const fs::path& folder) {
+    std::vector<std::string> found;
+    for (const auto& entry : fs::directory_iterator(folder)) found.push_back(entry.path().filename());
+    return found;
+  }
+
+  fs::path folder_;
+  fs::path file_;
+
+ private:
+  std::mutex mutex_;
+  std::vector<std::string> lines_;
+  platform::ScopedLogSink sink_{[this](std::string_view line) {
+    const std::lock_guard lock(mutex_);
+    lines_.emplace_back(line);
+  }};
+};
+
+TEST_F(SettingsStoreTest, KeepsEveryKindOfValueOverReopening) {
+  const ValueTree values = ValueTree::dictionary({{"text", "Ω"},
+                                                  {"number", 7},
+                                                  {"real", 0.5},
+                                                  {"flag", true},
+                                                  {"date", Date{978307200.5}},
+                                                  {"data", Bytes::copyOf("\x01")},
+                                                  {"list", ValueTree::list({"de", "en"})},
+                                                  {"", ValueTree::dictionary({{"a", 1}})}});
+  {
+    SettingsStore store(file_);
+    for (const auto& member : values.members())
+      EXPECT_TRUE(store.setObject_forKey(member.value(), member.key()));
+    EXPECT_EQ(store.objectForKey("number"), ValueTree(7)) << "seen at once";
+    EXPECT_EQ(store.all(), values);
+  }
+  const SettingsStore again(file_);
+  EXPECT_EQ(again.all(), values);
+  EXPECT_EQ(again.objectForKey("flag"), ValueTree(true));
+  EXPECT_EQ(again.objectForKey("other"), std::nullopt);
+  EXPECT_THAT(log(), IsEmpty());
+}
+
+TEST_F(SettingsStoreTest, RemovesEntriesAlsoByStoringNull) {
+  SettingsStore store(file_);
+  for (const char* key : {"a", "b", "c"}) store.setObject_forKey(1, key);
+  ASSERT_TRUE(store.synchronize());
+  store.removeObjectForKey("a");
+  EXPECT_TRUE(store.setObject_forKey(nullptr, "b"));
+  EXPECT_EQ(store.all(), ValueTree::dictionary({{"c", 1}}));
+  ASSERT_TRUE(store.synchronize());
+  EXPECT_EQ(SettingsStore(file_).all(), ValueTree::dictionary({{"c", 1}}));
+}
+
+TEST_F(SettingsStoreTest, RefusesWhatNoPropertyListHolds) {
+  SettingsStore store(file_);
+  store.setObject_forKey("kept", "key");
+  EXPECT_FALSE(store.setObject_forKey(ValueTree::list({nullptr}), "key"));
+  EXPECT_FALSE(store.setObject_forKey("\xff", "key"));
+  EXPECT_FALSE(store.setObject_forKey(1, "\xff"));
+  EXPECT_EQ(store.all(), ValueTree::dictionary({{"key", "kept"}}));
+}
+
+TEST_F(SettingsStoreTest, TouchesNothingBeforeAChange) {
+  {
+    SettingsStore store(file_);
+    EXPECT_EQ(store.all(), ValueTree::dictionary());
+    EXPECT_TRUE(store.synchronize());
+  }
+  EXPECT_THAT(names(folder_), IsEmpty());
+}
+
+TEST_F(SettingsStoreTest, KeepsFileAndFolderToTheUser) {
+  SettingsStore(file_).setObject_forKey(1, "key");
+  struct stat status {};
+  ASSERT_EQ(stat(file_.c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 0777, 0600u);
+  ASSERT_EQ(stat(file_.parent_path().c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 0777, 0700u);
+  EXPECT_THAT(names(file_.parent_path()), ElementsAre("settings.plist"));
+}
+
+TEST_F(SettingsStoreTest, StoresOverOneFileLoseNoKeyOfEachOther) {
+  SettingsStore one(file_);
+  SettingsStore two(file_);
+  one.setObject_forKey(1, "common");
+  one.setObject_forKey(1, "of one");
+  ASSERT_TRUE(one.synchronize());
+  EXPECT_EQ(two.objectForKey("common"), ValueTree(1));
+  two.setObject_forKey(2, "common");
+  two.setObject_forKey(2, "of two");
+  one.removeObjectForKey("of one");
+  ASSERT_TRUE(two.synchronize());
+  EXPECT_EQ(one.objectForKey("common"), ValueTree(2)) << "noticed without a write of its own";
+  ASSERT_TRUE(one.synchronize());
+  EXPECT_EQ(two.all(), ValueTree::dictionary({{"common", 2}, {"of two", 2}}));
+}
+
+TEST_F(SettingsStoreTest, SetsADamagedFileAsideAndSaysSo) {
+  const Bytes list = *plist::write(ValueTree::list({1}));
+  for (const std::string& damaged :
+       {std::string("bplist00 and no more"), std::string(), std::string(list.text())}) {
+    fs::remove_all(folder_);
+    fs::create_directories(file_.parent_path());
+    put(file_, damaged);
+    const std::size_t saidBefore = log().size();
+    {
+      SettingsStore store(file_);
+      EXPECT_EQ(store.objectForKey("key"), std::nullopt);
+      store.setObject_forKey(1, "key");
+    }
+    EXPECT_EQ(SettingsStore(file_).objectForKey("key"), ValueTree(1));
+    ASSERT_EQ(log().size(), saidBefore + 1);
+    EXPECT_THAT(log().back(), HasSubstr(file_.string() + " is damaged, kept as "));
+    fs::path aside;
+    for (const std::string& name : names(file_.parent_path())) {
+      if (name.starts_with("settings.plist.damaged-")) aside = file_.parent_path() / name;
+    }
+    EXPECT_EQ(contentsOf(aside), damaged);
+  }
+}
+
+TEST_F(SettingsStoreTest, SetsEachDamagedFileAsideUnderItsOwnName) {
+  fs::create_directories(file_.parent_path());
+  for (const char* damaged : {"first", "second", "third"}) {
+    put(file_, damaged);
+    EXPECT_EQ(SettingsStore(file_).all(), ValueTree::dictionary());
+  }
+  EXPECT_EQ(names(file_.parent_path()).size(), 3u);
+}
+
+TEST_F(SettingsStoreTest, GoesOnInMemoryWhereItCannotWriteAndSaysSoOnce) {
+  put(folder_ / "app", "a file where the folder should be");
+  SettingsStore store(file_);
+  store.setObject_forKey(1, "key");
+  EXPECT_FALSE(store.synchronize());
+  EXPECT_FALSE(store.synchronize());
+  EXPECT_EQ(store.objectForKey("key"), ValueTree(1));
+  EXPECT_THAT(log(), ElementsAre(HasSubstr("settings: " + file_.string() + " cannot be written: ")));
+  fs::remove(folder_ / "app");
+  EXPECT_TRUE(store.synchronize());
+  EXPECT_EQ(SettingsStore(file_).objectForKey("key"), ValueTree(1));
+}
+
+TEST_F(SettingsStoreTest, LeavesAloneWhatIsNoFile) {
+  fs::create_directories(file_);
+  SettingsStore store(file_);
+  EXPECT_EQ(store.objectForKey("key"), std::nullopt);
+  store.setObject_forKey(1, "key");
+  EXPECT_FALSE(store.synchronize());
+  EXPECT_TRUE(fs::is_directory(file_));
+}
+
+TEST_F(SettingsStoreTest, FollowsASymbolicLink) {
+  const fs::path target = folder_ / "elsewhere" / "real.plist";
+  fs::create_directories(file_.parent_path());
+  fs::create_symlink("../elsewhere/real.plist", file_);
+  SettingsStore(file_).setObject_forKey(1, "first");  // the target is not there yet
+  SettingsStore(file_).setObject_forKey(2, "second");
+  EXPECT_TRUE(fs::is_symlink(file_));
+  EXPECT_EQ(SettingsStore(target).all(), ValueTree::dictionary({{"first", 1}, {"second", 2}}));
+}
+
+TEST_F(SettingsStoreTest, WritesOverWhatADeadWriterLeft) {
+  fs::create_directories(file_.parent_path());
+  put(file_.string() + ".new", "half a fi");
+  SettingsStore(file_).setObject_forKey(1, "key");
+  EXPECT_THAT(names(file_.parent_path()), ElementsAre("settings.plist"));
+  EXPECT_EQ(SettingsStore(file_).objectForKey("key"), ValueTree(1));
+}
+
+TEST_F(SettingsStoreTest, MayBeUsedFromTheLogThatItWritesTo) {
+  fs::create_directories(file_.parent_path());
+  put(file_, "damaged");
+  SettingsStore store(file_);
+  std::string said;
+  const platform::ScopedLogSink sink([&](std::string_view line) {
+    said = line;
+    store.setObject_forKey(std::string(line), "last line");
+    EXPECT_TRUE(store.synchronize());
+  });
+  EXPECT_EQ(store.objectForKey("key"), std::nullopt);
+  EXPECT_NE(said, "");
+  EXPECT_EQ(SettingsStore(file_).objectForKey("last line"), ValueTree(said));
+}
+
+TEST_F(SettingsStoreTest, NamesTheFileAfterTheApplication) {
+  const char* earlier = std::getenv("XDG_CONFIG_HOME");
+  const std::string kept = earlier ? earlier : "";
+  setenv("XDG_CONFIG_HOME", "/config", 1);
+  EXPECT_EQ(SettingsStore::fileOfApplication("player"), "/config/player/settings.plist");
+  EXPECT_EQ(SettingsStore::fileOfApplication("a/../../b"), "/config/a_.._.._b/settings.plist");
+  EXPECT_EQ(SettingsStore::fileOfApplication(".."), "/config/vantrel/settings.plist");
+  const std::string home = std::getenv("HOME") ? std::getenv("HOME") : "";
+  setenv("HOME", "/home/user", 1);
+  setenv("XDG_CONFIG_HOME", "relative", 1);
+  EXPECT_EQ(SettingsStore::fileOfApplication("player"), "/home/user/.config/player/settings.plist");
+  setenv("HOME", home.c_str(), 1);
+  earlier ? setenv("XDG_CONFIG_HOME", kept.c_str(), 1) : unsetenv("XDG_CONFIG_HOME");
+}
+
+}  // namespace
+}  // namespace vantrel
