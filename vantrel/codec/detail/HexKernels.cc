@@ -42,35 +42,33 @@ void encodeHexVector(const std::uint8_t* bytes, std::size_t count, char* text) {
   encodeHexPlain(bytes + done, count - done, text + 2 * done);
 }
 
-// Digit values, and in `valid` whether every character was a digit. Setting bit 5 folds the upper case onto
-// the lower; the digits are told apart before, so that no control character is taken for one.
+// Digit values; what is no digit gives 16 or more. Each of the two ranges is first moved to an end of the
+// numbers where saturation keeps it apart from its neighbours: the decimals to the top of the signed ones,
+// the letters (lower case and, with bit 5 set, upper case too) to the bottom of the unsigned ones.
 template <class D8, class V = hn::Vec<D8>>
-V digitValues(D8 d8, V chars, hn::Mask<D8>& valid) {
-  const auto decimal = hn::Sub(chars, hn::Set(d8, '0'));
-  const auto letter = hn::Sub(hn::Or(chars, hn::Set(d8, 0x20)), hn::Set(d8, 'a'));
-  const auto isDecimal = hn::Eq(decimal, hn::Min(decimal, hn::Set(d8, 9)));
-  const auto isLetter = hn::Eq(letter, hn::Min(letter, hn::Set(d8, 5)));
-  valid = hn::And(valid, hn::Or(isDecimal, isLetter));
-  return hn::IfThenElse(isDecimal, decimal, hn::Add(letter, hn::Set(d8, 10)));
+V digitValues(D8 d8, V chars) {
+  const hn::RebindToSigned<D8> dSigned;
+  constexpr int kTop = 127;
+  const auto top = hn::BitCast(dSigned, hn::Add(chars, hn::Set(d8, kTop - '9')));
+  const auto decimal = hn::BitCast(d8, hn::SaturatedSub(top, hn::Set(dSigned, kTop - 9)));
+  const auto bottom = hn::Sub(hn::Or(chars, hn::Set(d8, 0x20)), hn::Set(d8, 'a'));
+  return hn::Min(decimal, hn::SaturatedAdd(bottom, hn::Set(d8, 10)));
 }
 
-// Two vectors of characters make one of bytes: in each pair of lanes the first nibble moves up beside the
-// second, and the even lanes are kept.
+// Two vectors of characters make one of bytes. Few operations a byte are what counts: it is these that bound
+// the loop.
 template <class D8>
 std::size_t decodeVectors(D8 d8, const char* text, std::size_t from, std::size_t pairs, std::uint8_t* bytes) {
   const hn::RepartitionToWide<D8> d16;
   const std::size_t step = hn::Lanes(d8);
-  const auto join = [&](auto values) HWY_ATTR {
-    const auto wide = hn::BitCast(d16, values);
-    return hn::BitCast(d8, hn::Or(hn::ShiftLeft<4>(wide), hn::ShiftRight<8>(wide)));
-  };
   for (; pairs - from >= step; from += step) {
     const auto* chars = reinterpret_cast<const std::uint8_t*>(text) + 2 * from;
-    auto valid = hn::Eq(hn::Zero(d8), hn::Zero(d8));
-    const auto first = digitValues(d8, hn::LoadU(d8, chars), valid);
-    const auto second = digitValues(d8, hn::LoadU(d8, chars + step), valid);
-    if (!hn::AllTrue(d8, valid)) break;
-    hn::StoreU(hn::ConcatEven(d8, join(second), join(first)), d8, bytes + from);
+    const auto front = digitValues(d8, hn::LoadU(d8, chars));
+    const auto back = digitValues(d8, hn::LoadU(d8, chars + step));
+    if (!hn::AllTrue(d8, hn::Eq(hn::And(hn::Or(front, back), hn::Set(d8, 0xF0)), hn::Zero(d8)))) break;
+    // No nibble reaches past its byte, so the shift may take two bytes at a time.
+    const auto high = hn::ShiftLeft<4>(hn::BitCast(d16, hn::ConcatEven(d8, back, front)));
+    hn::StoreU(hn::Or(hn::BitCast(d8, high), hn::ConcatOdd(d8, back, front)), d8, bytes + from);
   }
   return from;
 }
