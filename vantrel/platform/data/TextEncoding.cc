@@ -144,6 +144,20 @@ std::optional<std::u16string> convert(UConverter& converter, std::string_view by
   return result;
 }
 
+// ICU reads GB 18030 in its edition of 2005, which trades the places of these two characters; all others are
+// those of 2000.
+void asIn2000(std::u16string& text) {
+  constexpr char16_t kMacute = 0x1E3F;
+  constexpr char16_t kPrivate = 0xE7C7;
+  for (char16_t& unit : text) {
+    if (unit == kMacute) {
+      unit = kPrivate;
+    } else if (unit == kPrivate) {
+      unit = kMacute;
+    }
+  }
+}
+
 }  // namespace
 
 std::optional<std::string> decode(const Bytes& bytes, std::uint64_t encoding) {
@@ -160,7 +174,8 @@ std::optional<std::string> decode(const Bytes& bytes, std::uint64_t encoding) {
   }
   const Converter converter = name ? openStrict(name) : nullptr;
   if (!converter) return std::nullopt;
-  const auto units = convert(*converter, contents);
+  auto units = convert(*converter, contents);
+  if (units && encoding == kGb18030) asIn2000(*units);
   return units ? std::optional(utf8(*units)) : std::nullopt;
 }
 

@@ -16,8 +16,15 @@ inline constexpr std::uint64_t kUtf16LittleEndian = 0x94000100;
 inline constexpr std::uint64_t kGb18030 = 0x80000632;
 
 /// Decodes strictly: absent when the bytes are not valid text in that encoding (overlong forms, lone
-/// surrogates, odd lengths, unassigned codes) or the identifier is not known. A byte-order mark is text like
-/// any other in the three above.
+/// surrogates, odd lengths, unassigned codes, sequences that are cut off) or the number is not known. A
+/// byte-order mark is text like any other in the three above. GB 18030 is that of 2000.
+///
+/// Further numbers: 1 ASCII, 3 EUC-JP, 5 ISO 8859-1, 8 Shift-JIS of Windows, 9 ISO 8859-2, 10 UTF-16 and
+/// 0x8c000100 UTF-32 (a byte-order mark tells the order and is taken away; little-endian without one), 11 to
+/// 15 Windows 1251, 1252, 1253, 1254, 1250, 21 ISO-2022-JP, 30 Mac Roman, 0x90000100 UTF-16 big-endian,
+/// 0x98000100 and 0x9c000100 UTF-32 big- and little-endian; and 0x80000000 plus the older numbers of ISO 8859
+/// (0x201 to 0x20F), of DOS and Windows code pages (0x400 to 0x508), GBK, Big5, EUC, ISO 2022 and KOI8 (0x631
+/// to 0xA08).
 VANTREL_EXPORT std::optional<std::string> decode(const Bytes& bytes, std::uint64_t encoding);
 
 /// Whether the text is well-formed UTF-8 (no overlong forms, no surrogates, nothing past U+10FFFF).
