@@ -255,12 +255,15 @@ Date KWTime::changeDay_onDate(std::int32_t days, Date date) {
 }
 
 std::string KWTime::stringFromSec(std::uint32_t seconds) {
-  const std::string text = textSec(seconds / 60 % 60) + ":" + textSec(seconds % 60);
-  return seconds < 3600 ? text : textSec(seconds / 3600) + ":" + text;
+  std::string text = seconds < 3600 ? "" : textSec(seconds / 3600) + ":";
+  text += textSec(seconds / 60 % 60);
+  text += ':';
+  return text += textSec(seconds % 60);
 }
 
 std::string KWTime::textSec(std::uint32_t number) {
-  return (number < 10 ? "0" : "") + std::to_string(number);
+  std::string text(number < 10 ? 1 : 0, '0');
+  return text += std::to_string(number);
 }
 
 }  // namespace vantrel

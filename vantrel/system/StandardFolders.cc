@@ -36,8 +36,9 @@ std::string homeFolder() {
   return "/";
 }
 
-std::string below(const std::string& folder, std::string_view name) {
-  return folder == "/" ? "/" + std::string(name) : folder + "/" + std::string(name);
+std::string below(std::string folder, std::string_view name) {
+  if (folder != "/") folder += '/';
+  return folder += name;
 }
 
 std::string variableOr(const char* variable, std::string_view belowHome) {
@@ -56,11 +57,9 @@ std::optional<std::string> quotedFolder(std::string_view value) {
   }
   if (at == value.size()) return std::nullopt;
   constexpr std::string_view kHome = "$HOME";
-  if (folder == kHome || folder.starts_with("$HOME/")) {
-    const std::string home = homeFolder();
-    folder.replace(0, kHome.size(), home == "/" ? "" : home);
-    if (folder.empty()) folder = "/";
-  }
+  if (folder == kHome) return homeFolder();
+  if (folder.starts_with("$HOME/"))
+    return withoutEndSlashes(below(homeFolder(), folder.substr(kHome.size() + 1)));
   if (folder.empty() || folder.front() != '/') return std::nullopt;
   return withoutEndSlashes(std::move(folder));
 }
@@ -70,7 +69,8 @@ std::string userFolder(std::string_view name, std::string_view otherwise) {
   std::string found = below(homeFolder(), otherwise);
   const auto settings = readFile(below(variableOr("XDG_CONFIG_HOME", ".config"), "user-dirs.dirs"));
   if (!settings) return found;
-  const std::string key = "XDG_" + std::string(name) + "_DIR=";
+  std::string key = "XDG_";
+  key.append(name).append("_DIR=");
   for (std::string_view rest = *settings; !rest.empty();) {
     std::string_view line = rest.substr(0, rest.find('\n'));
     rest.remove_prefix(std::min(rest.size(), line.size() + 1));
