@@ -31,7 +31,7 @@ class FakeFilePlayer : public FilePlayer {
   }
   ~FakeFilePlayer() override {
     EXPECT_FALSE(reporting_) << "destroyed from inside its own report";
-    std::erase(*roll_, this);
+    roll_->erase(std::find(roll_->begin(), roll_->end(), this));
   }
 
   // ---- for the test
@@ -101,6 +101,7 @@ class FakeFilePlayer : public FilePlayer {
     return true;
   }
 
+  // A copy is called: the report may replace the observer.
   template <class Operation, class... Details>
   void report(Operation operation, const Details&... details) {
     if (!operation) return;

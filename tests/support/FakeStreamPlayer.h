@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <functional>
 #include <memory>
 #include <string>
 #include <utility>
@@ -23,7 +25,7 @@ class FakeStreamPlayer : public StreamPlayer {
   }
   ~FakeStreamPlayer() override {
     EXPECT_FALSE(reporting_) << "destroyed from inside its own report";
-    std::erase(*roll_, this);
+    roll_->erase(std::find(roll_->begin(), roll_->end(), this));
   }
 
   // ---- for the test
@@ -55,7 +57,8 @@ class FakeStreamPlayer : public StreamPlayer {
   }
   void end() {
     playing_ = false;
-    report([] { NotificationBus::shared().post("AVPlayerItemDidPlayToEndTimeNotification"); });
+    report(std::function<void()>(
+        [] { NotificationBus::shared().post("AVPlayerItemDidPlayToEndTimeNotification"); }));
   }
 
   // ---- for the player under test
@@ -94,11 +97,10 @@ class FakeStreamPlayer : public StreamPlayer {
     if (tell_) tell_("stream: " + what);
   }
 
-  template <class Operation, class... Details>
-  void report(Operation operation, const Details&... details) {
-    if constexpr (requires { static_cast<bool>(operation); }) {
-      if (!static_cast<bool>(operation)) return;
-    }
+  // A copy is called: the report may replace the observer.
+  template <class... Details>
+  void report(std::function<void(Details...)> operation, Details... details) {
+    if (!operation) return;
     reporting_ = true;
     operation(details...);
     reporting_ = false;

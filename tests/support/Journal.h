@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdio>
+#include <functional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -21,8 +22,8 @@ inline std::string shown(const ValueTree& value) {
     return digits;
   }
   std::string members;
-  for (const auto& [key, member] : value.members()) {
-    members += (members.empty() ? "" : " ") + std::string(key) + "=" + shown(member);
+  for (const auto& member : value.members()) {
+    members += (members.empty() ? "" : " ") + std::string(member.key()) + "=" + shown(member.value());
   }
   return "{" + members + "}";
 }

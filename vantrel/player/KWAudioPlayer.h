@@ -193,7 +193,9 @@ class VANTREL_EXPORT KWAudioPlayer : public std::enable_shared_from_this<KWAudio
   void addSystemVolumeNote();
   void noteVolumeChanged(const Notification& event);
 
-  /// Starts or resumes the one-second progress timer; suspends it.
+  /// Starts the one-second progress timer, or resumes it: then it fires in the main loop's next turn and
+  /// every second from there. Called from the timer's own firing, it leaves the running timer as it is.
+  /// `progressEnd` suspends the timer.
   void progressStart();
   void progressEnd();
 
@@ -292,6 +294,7 @@ class VANTREL_EXPORT KWAudioPlayer : public std::enable_shared_from_this<KWAudio
 
   FilePlayerObserver fileObserver();
   void observeStream();
+  void tick();
   static void publishProgress(std::uint32_t now, std::uint32_t end, float progress);
 
   std::vector<std::int64_t> mRandomList_;
@@ -307,6 +310,7 @@ class VANTREL_EXPORT KWAudioPlayer : public std::enable_shared_from_this<KWAudio
   std::uint64_t mState_ = 0;
   std::uint64_t mType_ = 0;
   KWNetPlayerDelegate netDelegate_;
+  bool ticking_ = false;  // the progress timer is firing, and nothing has suspended it since
 };
 
 }  // namespace vantrel

@@ -147,15 +147,27 @@ void KWAudioPlayer::noteVolumeChanged(const Notification& event) {
 // ---- progress
 
 void KWAudioPlayer::progressStart() {
+  // A tick that goes on to the next track keeps its rhythm: were the timer to fire at once again, a list in
+  // which nothing can be played would be raced through without end.
+  if (ticking_) return;
   if (pTimer_) return KWAction::timingContinue(pTimer_);
   pTimer_ = KWAction::timingStart_target_Time(
       [weak = weak_from_this()](Timer&) {
-        if (const auto self = weak.lock()) self->progressShow();
+        if (const auto self = weak.lock()) self->tick();
       },
       weak_from_this(), kProgressInterval);
 }
 
-void KWAudioPlayer::progressEnd() { KWAction::timingPause(pTimer_); }
+void KWAudioPlayer::progressEnd() {
+  ticking_ = false;
+  KWAction::timingPause(pTimer_);
+}
+
+void KWAudioPlayer::tick() {
+  ticking_ = true;
+  progressShow();
+  ticking_ = false;
+}
 
 void KWAudioPlayer::progressShow() {
   const auto [now, end] = positionOf(mPlayer_);
