@@ -9,17 +9,16 @@ namespace vantrel::backends {
 /// installed plug-ins decode. The base and good plug-in sets are needed, the libav one for AAC.
 ///
 /// Opening: regular local files only, so that a FIFO or a device can block nobody. The file is decoded up to
-/// its first sound, for at most 5 seconds; null for what is missing, empty, no audio, or takes longer.
+/// its first sound, for at most 3 seconds; null for what is missing, empty, no audio, or takes longer.
 ///
 /// Sound: the device is picked once per process. `VANTREL_AUDIO_SINK` may name the GStreamer sink to use
 /// ("pulsesink", "fakesink"). Without a device, tracks play in real time into nothing, which is logged once
 /// per process. A device that fails while a track plays is logged, and that track goes on into nothing.
 ///
-/// Position and length: a track's length may still be refined while it plays (MP3 and ADTS without an index).
-/// At the end of the track the position goes back to 0. `successfully` is false when the end came more than
-/// 0.25 s plus 2 % of the length too early, as it does in a file that was cut off. A track that stands still
-/// for 10 seconds while it should play ends with a decode error of the domain "vantrel.gstreamer", code 1;
-/// other decode errors carry GStreamer's own domain and code.
+/// Position and length: at the end of the track the position goes back to 0. `successfully` is false when the
+/// end came more than 0.25 s plus 2 % of the length too early, as it does in a file that was cut off. A track
+/// that stands still for 10 seconds while it should play ends with a decode error of the domain
+/// "vantrel.gstreamer", code 1; other decode errors carry GStreamer's own domain and code.
 ///
 /// Levels: the root mean square of each channel over 50 ms, before this player's own volume; a sine at full
 /// scale reads -3.01. -160 while nothing plays.

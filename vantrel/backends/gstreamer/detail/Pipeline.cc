@@ -13,7 +13,7 @@ using namespace std::chrono_literals;
 
 constexpr int kPlayAudioOnly = 0x2;
 constexpr guint64 kLevelInterval = 50 * GST_MSECOND;
-constexpr Pipeline::Time kLongestPreroll = 5s;
+constexpr Pipeline::Time kLongestPreroll = 3s;
 
 /// Closer to the end than this, a fresh end of stream may follow a seek at once.
 constexpr Pipeline::Time kAtTheEnd = 200ms;
@@ -75,13 +75,36 @@ bool Pipeline::build() {
       !addGhost(filter_.get(), "sink", convert.get()) || !addGhost(filter_.get(), "src", volume_.get()))
     return false;
 
-  g_object_set(level_.get(), "interval", kLevelInterval, "post-messages", FALSE, nullptr);
+  const Owned<GstPad> entry(gst_element_get_static_pad(convert.get(), "sink"));
+  gst_pad_add_probe(entry.get(), GST_PAD_PROBE_TYPE_BUFFER, onSound, this, nullptr);
+
+  // Levels are always measured: `playbin` decodes up to a second ahead, and who asks for levels in the middle
+  // of a track would otherwise have to wait for that second.
+  g_object_set(level_.get(), "interval", kLevelInterval, nullptr);
   g_object_set(playbin_.get(), "flags", kPlayAudioOnly, "uri", source_.uri.c_str(), "audio-filter",
                filter_.get(), nullptr);
   if (source_.contents) g_signal_connect(playbin_.get(), "source-setup", G_CALLBACK(onSourceSetup), this);
   bus_.reset(gst_element_get_bus(playbin_.get()));
   gst_bus_set_sync_handler(bus_.get(), onMessage, this, nullptr);
   return true;
+}
+
+GstPadProbeReturn Pipeline::onSound(GstPad* pad, GstPadProbeInfo* info, gpointer self) {
+  GstBuffer* buffer = gst_pad_probe_info_get_buffer(info);
+  GstEvent* event = gst_pad_get_sticky_event(pad, GST_EVENT_SEGMENT, 0);
+  if (!event) return GST_PAD_PROBE_OK;
+  const GstSegment* segment = nullptr;
+  gst_event_parse_segment(event, &segment);
+  if (buffer && GST_BUFFER_PTS_IS_VALID(buffer) && segment->format == GST_FORMAT_TIME) {
+    const guint64 length = GST_BUFFER_DURATION_IS_VALID(buffer) ? GST_BUFFER_DURATION(buffer) : 0;
+    const guint64 end = gst_segment_to_stream_time(segment, GST_FORMAT_TIME, GST_BUFFER_PTS(buffer) + length);
+    const guint64 start = gst_segment_to_stream_time(segment, GST_FORMAT_TIME, GST_BUFFER_PTS(buffer));
+    const guint64 known = GST_CLOCK_TIME_IS_VALID(end) ? end : start;
+    if (GST_CLOCK_TIME_IS_VALID(known))
+      static_cast<Pipeline*>(self)->decodedUpTo_ = static_cast<std::int64_t>(known);
+  }
+  gst_event_unref(event);
+  return GST_PAD_PROBE_OK;
 }
 
 void Pipeline::onSourceSetup(GstElement*, GstElement* source, gpointer self) {
@@ -132,6 +155,7 @@ void Pipeline::useSink(Owned<GstElement> sink) {
 std::optional<Pipeline::End> Pipeline::load(Time position) {
   levels_.clear();
   prerolling_ = true;
+  decodedUpTo_ = -1;
   const auto change = gst_element_set_state(playbin_.get(), GST_STATE_PAUSED);
   // A change that failed at once has already said why, if it ever will.
   auto failure = waitUntilPrerolled(change == GST_STATE_CHANGE_FAILURE ? Time::zero() : kLongestPreroll);
@@ -217,10 +241,6 @@ std::size_t Pipeline::channels() const {
 }
 
 void Pipeline::setVolume(double volume) { g_object_set(volume_.get(), "volume", volume, nullptr); }
-
-void Pipeline::setMetering(bool enabled) {
-  g_object_set(level_.get(), "post-messages", enabled ? TRUE : FALSE, nullptr);
-}
 
 void Pipeline::drainBus() {
   while (GstMessage* next = gst_bus_pop(bus_.get())) {

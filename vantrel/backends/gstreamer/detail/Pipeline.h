@@ -59,11 +59,15 @@ class Pipeline {
   std::size_t channels() const;
 
   void setVolume(double volume);
-  void setMetering(bool enabled);
+
+  /// How far into the track sound was decoded; negative when there was none since the load.
+  Time decodedUpTo() const { return Time(decodedUpTo_.load()); }
+
   const Levels& levels() const { return levels_; }
 
  private:
   static GstBusSyncReply onMessage(GstBus*, GstMessage* message, gpointer self);
+  static GstPadProbeReturn onSound(GstPad* pad, GstPadProbeInfo* info, gpointer self);
   static void onSourceSetup(GstElement*, GstElement* source, gpointer self);
 
   bool build();
@@ -77,6 +81,7 @@ class Pipeline {
   std::function<void(const End&)> onEnd_;
   Levels levels_;
   std::atomic<bool> prerolling_ = false;
+  std::atomic<std::int64_t> decodedUpTo_ = -1;
 
   Owned<GstElement> playbin_;
   Owned<GstElement> sink_;

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "vantrel/backends/gstreamer/detail/AudioSink.h"
+#include "vantrel/backends/gstreamer/detail/FrameLength.h"
 #include "vantrel/platform/Log.h"
 
 namespace vantrel::backends::gstreamer::detail {
@@ -18,8 +19,6 @@ constexpr int kStallChecks = 5;
 
 double secondsOf(Pipeline::Time time) { return std::chrono::duration<double>(time).count(); }
 
-bool endedEarly(Pipeline::Time at, Pipeline::Time length) { return at + 250ms + length / 50 < length; }
-
 }  // namespace
 
 std::unique_ptr<Player> Player::open(Source source) {
@@ -27,11 +26,13 @@ std::unique_ptr<Player> Player::open(Source source) {
   if (!player->pipeline_.valid()) return nullptr;
   player->pipeline_.useSink(makeDeviceSink());
   if (player->load()) return nullptr;
-  return player->channels_ > 0 ? std::move(player) : nullptr;
+  if (player->channels_ == 0 || player->pipeline_.decodedUpTo() < Time::zero()) return nullptr;
+  if (player->length_ == Time::zero()) player->countLength();
+  return player;
 }
 
 Player::Player(Source source)
-    : pipeline_(std::move(source), [this](const Pipeline::End& end) { onEnd(end); }) {}
+    : source_(source), pipeline_(std::move(source), [this](const Pipeline::End& end) { onEnd(end); }) {}
 
 Player::~Player() {
   if (stallTimer_) RunLoop::main().cancel(*stallTimer_);
@@ -106,10 +107,18 @@ void Player::setCurrentTime(double seconds) {
   standingStill_ = 0;
 }
 
+/// GStreamer only estimates the length of a bare row of frames, and that not before half a second of playing.
+void Player::countLength() {
+  const auto counted = lengthOfFrames(source_);
+  if (!counted) return;
+  length_ = *counted;
+  exact_ = true;
+}
+
 double Player::duration() const { return secondsOf(length()); }
 
 Player::Time Player::length() const {
-  if (loaded_) length_ = pipeline_.duration().value_or(length_);
+  if (loaded_ && !exact_) length_ = pipeline_.duration().value_or(length_);
   return length_;
 }
 
@@ -119,10 +128,7 @@ void Player::setVolume(float volume) {
   pipeline_.setVolume(volume_);
 }
 
-void Player::setMeteringEnabled(bool enabled) {
-  metering_ = enabled;
-  pipeline_.setMetering(enabled);
-}
+void Player::setMeteringEnabled(bool enabled) { metering_ = enabled; }
 
 void Player::updateMeters() {
   levels_ = playing_ && metering_ ? pipeline_.levels().at(heard()) : std::vector<float>{};
@@ -165,8 +171,14 @@ bool Player::goOnSilently() {
   return true;
 }
 
+/// The pipeline's own position is no help: at the end it may claim the whole length.
+bool Player::endedEarly() const {
+  const Time reached = std::max(pipeline_.decodedUpTo(), rest_);
+  return reached + 250ms + length() / 50 < length();
+}
+
 void Player::finish() {
-  const bool early = endedEarly(heard(), length());
+  const bool early = endedEarly();
   unload(Time::zero());
   const auto report = observer_.audioPlayerDidFinishPlaying_successfully;
   if (report) report(*this, !early);

@@ -41,6 +41,8 @@ class Player final : public FilePlayer {
   void unload(Time rest);
   Time heard() const;
   Time length() const;
+  bool endedEarly() const;
+  void countLength();
   void guardAgainstStall();
   void checkForStall();
   void onEnd(const Pipeline::End& end);
@@ -48,6 +50,7 @@ class Player final : public FilePlayer {
   void finish();
   void fail(const Error& error);
 
+  Source source_;
   Pipeline pipeline_;
   bool loaded_ = false;
   bool playing_ = false;
@@ -57,6 +60,9 @@ class Player final : public FilePlayer {
   /// Where the track stands while the pipeline cannot tell.
   Time rest_{0};
   mutable Time length_{0};
+
+  /// The length was counted, not estimated.
+  bool exact_ = false;
   std::size_t channels_ = 0;
   float volume_ = 1;
   std::vector<float> levels_;
