@@ -57,7 +57,7 @@ std::optional<std::int64_t> wholeSeconds(double seconds) {
   return static_cast<std::int64_t>(std::floor(seconds));
 }
 
-std::optional<std::int64_t> localSeconds(double secondsSince1970, LocalZone& zone) {
+std::optional<std::int64_t> localSeconds(double secondsSince1970, const LocalZone& zone) {
   const auto moment = wholeSeconds(secondsSince1970);
   if (!moment) return std::nullopt;
   const std::int64_t local = *moment + zone.offsetAt(*moment);
@@ -108,7 +108,7 @@ bool within(std::int32_t value, std::int32_t least, std::int32_t most) {
 
 std::optional<std::int64_t> momentOf(std::int32_t year, std::int32_t month, std::int32_t day,
                                      std::int32_t hour, std::int32_t minute, std::int32_t second,
-                                     LocalZone& zone) {
+                                     const LocalZone& zone) {
   if (!within(year, 1, 9'999) || !within(month, 1, 12) || !within(day, 1, 31)) return std::nullopt;
   if (!within(hour, 0, 23) || !within(minute, 0, 59) || !within(second, 0, 59)) return std::nullopt;
   const year_month_day date{std::chrono::year{year}, std::chrono::month(static_cast<unsigned>(month)),
@@ -119,7 +119,7 @@ std::optional<std::int64_t> momentOf(std::int32_t year, std::int32_t month, std:
   return moments.later;
 }
 
-std::optional<std::int64_t> parse(std::string_view text, LocalZone& zone) {
+std::optional<std::int64_t> parse(std::string_view text, const LocalZone& zone) {
   if (text.size() != kTextLength) return std::nullopt;
   const auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
   if (!std::all_of(text.begin(), text.end(), isDigit)) return std::nullopt;
@@ -128,7 +128,7 @@ std::optional<std::int64_t> parse(std::string_view text, LocalZone& zone) {
 }
 
 // Puts the local clock of `date` on another day.
-Date moveTo(const year_month_day& day, int secondOfDay, Date date, LocalZone& zone) {
+Date moveTo(const year_month_day& day, int secondOfDay, Date date, const LocalZone& zone) {
   const std::int64_t start = *wholeSeconds(date.secondsSince1970);
   const std::int64_t local = join(day, secondOfDay);
   const auto moments = zone.momentsOf(local);
@@ -179,7 +179,7 @@ std::optional<KWTime::MemberList> KWTime::divideDateMembers(std::string_view tim
 std::string KWTime::dateString() { return textOf(localNow()); }
 
 std::optional<std::string> KWTime::addSec_OnDate(double seconds, std::string_view timeText) {
-  LocalZone& zone = LocalZone::current();
+  const LocalZone zone = LocalZone::current();
   const auto moment = parse(timeText, zone);
   if (!moment) return std::nullopt;
   const auto local = localSeconds(static_cast<double>(*moment) + seconds, zone);
@@ -188,7 +188,7 @@ std::optional<std::string> KWTime::addSec_OnDate(double seconds, std::string_vie
 }
 
 double KWTime::differenceOfDateA_AndDateB(std::string_view timeTextA, std::string_view timeTextB) {
-  LocalZone& zone = LocalZone::current();
+  const LocalZone zone = LocalZone::current();
   const auto a = parse(timeTextA, zone);
   const auto b = parse(timeTextB, zone);
   if (!a || !b) return std::numeric_limits<double>::quiet_NaN();
@@ -232,7 +232,7 @@ std::int64_t KWTime::totaldaysInMonth(Date date) {
 }
 
 Date KWTime::changeMonth_onDate(std::int32_t months, Date date) {
-  LocalZone& zone = LocalZone::current();
+  const LocalZone zone = LocalZone::current();
   const auto local = localSeconds(date.secondsSince1970, zone);
   if (!local) return date;
   const LocalTime from = split(*local);
@@ -245,7 +245,7 @@ Date KWTime::changeMonth_onDate(std::int32_t months, Date date) {
 }
 
 Date KWTime::changeDay_onDate(std::int32_t days, Date date) {
-  LocalZone& zone = LocalZone::current();
+  const LocalZone zone = LocalZone::current();
   const auto local = localSeconds(date.secondsSince1970, zone);
   if (!local) return date;
   const std::int64_t target = *local + days * kDay;
