@@ -1,6 +1,7 @@
 #include "apps/vantrel/Command.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cmath>
 #include <sstream>
 
@@ -14,7 +15,7 @@ class ExamplesFirst : public CLI::Formatter {
  public:
   explicit ExamplesFirst(const std::string& examples) {
     std::istringstream lines(examples);
-    for (std::string line; std::getline(lines, line);) examples_ += "  " + line + "\n";
+    for (std::string line; std::getline(lines, line);) examples_ += (line.empty() ? "" : "  ") + line + "\n";
     column_width(28);
   }
 
@@ -29,6 +30,24 @@ class ExamplesFirst : public CLI::Formatter {
 
 CLI::Option* valued(CLI::Option* option, const std::string& kind) {
   return option->type_name(kind)->option_text(kind);
+}
+
+/// CLI11 takes "[a,b]" as a list of two; a mark before it, taken off again when the value is read, keeps it
+/// whole.
+constexpr char kMark = '\x01';
+
+std::vector<std::string> marked(int argc, char** argv) {
+  std::vector<std::string> arguments(argv + (argc > 0 ? 1 : 0), argv + argc);
+  for (std::string& argument : arguments)
+    if (argument.starts_with('[') && argument.ends_with(']')) argument.insert(0, 1, kMark);
+  std::reverse(arguments.begin(), arguments.end());  // as CLI11 wants them
+  return arguments;
+}
+
+template <typename T>
+CLI::Option* addOption(CLI::App& app, const std::string& name, T& value, const std::string& help) {
+  const auto unmarked = [](std::string text) { return text.starts_with(kMark) ? text.substr(1) : text; };
+  return app.add_option(name, value, help)->type_name("")->transform(unmarked);
 }
 
 const std::string kExamples =
@@ -47,28 +66,27 @@ Command Command::add(const std::string& name, const std::string& summary, const 
 
 Value<std::string> Command::argument(const std::string& name, const std::string& help) {
   auto value = std::make_shared<std::string>();
-  app_->add_option(name, *value, help)->required()->type_name("");
+  addOption(*app_, name, *value, help)->required();
   return value;
 }
 
 Value<std::string> Command::argument(const std::string& name, const std::string& help,
                                      const std::string& byDefault) {
   auto value = std::make_shared<std::string>(byDefault);
-  app_->add_option(name, *value, help)->type_name("");
+  addOption(*app_, name, *value, help);
   return value;
 }
 
 Value<std::optional<std::string>> Command::optionalArgument(const std::string& name,
                                                             const std::string& help) {
   auto value = std::make_shared<std::optional<std::string>>();
-  app_->add_option(name, *value, help)->type_name("");
+  addOption(*app_, name, *value, help);
   return value;
 }
 
 Value<std::vector<std::string>> Command::arguments(const std::string& name, const std::string& help) {
   auto value = std::make_shared<std::vector<std::string>>();
-  // Without extra arguments a folder named "[a,b]" stays one name.
-  app_->add_option(name, *value, help)->required()->type_name("")->allow_extra_args(false);
+  addOption(*app_, name, *value, help)->required();
   return value;
 }
 
@@ -81,21 +99,21 @@ Value<bool> Command::flag(const std::string& name, const std::string& help) {
 Value<std::string> Command::requiredOption(const std::string& name, const std::string& kind,
                                            const std::string& help) {
   auto value = std::make_shared<std::string>();
-  valued(app_->add_option(name, *value, help), kind)->required();
+  valued(addOption(*app_, name, *value, help), kind)->required();
   return value;
 }
 
 Value<std::optional<std::string>> Command::option(const std::string& name, const std::string& kind,
                                                   const std::string& help) {
   auto value = std::make_shared<std::optional<std::string>>();
-  valued(app_->add_option(name, *value, help), kind);
+  valued(addOption(*app_, name, *value, help), kind);
   return value;
 }
 
 Value<std::optional<std::int64_t>> Command::integerOption(const std::string& name, const std::string& help,
                                                           std::int64_t least, std::int64_t most) {
   auto value = std::make_shared<std::optional<std::int64_t>>();
-  valued(app_->add_option(name, *value, help), "N")->check(CLI::Range(least, most));
+  valued(addOption(*app_, name, *value, help), "N")->check(CLI::Range(least, most));
   return value;
 }
 
@@ -106,7 +124,7 @@ Value<std::optional<double>> Command::secondsOption(const std::string& name, con
     const bool read = CLI::detail::lexical_cast(text, seconds) && std::isfinite(seconds) && seconds >= 0;
     return read ? "" : "not a length of time in seconds: " + text;
   };
-  valued(app_->add_option(name, *value, help), "S")->check(isLength);
+  valued(addOption(*app_, name, *value, help), "S")->check(isLength);
   return value;
 }
 
@@ -126,7 +144,7 @@ int runProgram(int argc, char** argv, const std::string& version,
   Command root(program, std::make_shared<Command::Chosen>());
   registerCommands(root);
   try {
-    program.parse(argc, argv);
+    program.parse(marked(argc, argv));
   } catch (const CLI::CallForHelp&) {
     return finishOutput(write(program.help()) ? kDone : kFailed);
   } catch (const CLI::CallForVersion& asked) {

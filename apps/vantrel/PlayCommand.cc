@@ -2,7 +2,7 @@
 #include "apps/vantrel/Output.h"
 #include "apps/vantrel/PlayList.h"
 #include "apps/vantrel/PlaySession.h"
-#include "vantrel/backends/LinuxHost.h"
+#include "vantrel/backends/linux/LinuxHost.h"
 #include "vantrel/codec/KWTools.h"
 #include "vantrel/platform/Log.h"
 

@@ -1,0 +1,159 @@
+"""Helpers for tests of `vantrel play`: tones to play, and a program on a terminal of its own."""
+
+import array
+import fcntl
+import json
+import math
+import os
+import pty
+import select
+import struct
+import subprocess
+import termios
+import time
+import wave
+
+from support import PROGRAM, ProgramTest
+
+PATIENCE = 20  # seconds until a test gives up waiting for the program
+
+
+def event(name, object=None):
+    return {"name": name, "object": object}
+
+
+PLAY = event("KW_AU_NOTE", "KW_PLAY")
+PAUSE = event("KW_AU_NOTE", "KW_PAUSE")
+CONTINUE = event("KW_AU_NOTE", "KW_CONTINUE")
+FINISH = event("KW_AU_NOTE", "KW_FINISH")
+UPDATE = event("KW_UPDATE")
+
+
+class Running:
+    """A program on a pseudo terminal; its standard output goes there too or into a pipe of JSON lines."""
+
+    def __init__(self, test, *arguments, on_terminal=False, size=(24, 80), wrapped_by=()):
+        self.terminal, self.side = pty.openpty()
+        self.resize(*size)
+        self.modes = termios.tcgetattr(self.side)
+        self.screen = b""
+        self.events = []
+        self.unread = b""
+        self.process = subprocess.Popen(
+            [*wrapped_by, PROGRAM, "play", *arguments],
+            stdin=self.side,
+            stdout=self.side if on_terminal else subprocess.PIPE,
+            stderr=self.side if on_terminal else subprocess.PIPE,
+            env={**test.environment, "TERM": "xterm-256color"},
+            start_new_session=True,
+            preexec_fn=lambda: fcntl.ioctl(0, termios.TIOCSCTTY, 0),
+        )
+        self.test = test
+        test.addCleanup(self.clean_up)
+
+    def clean_up(self):
+        if self.process.poll() is None:
+            self.process.kill()
+            self.process.wait()
+        for stream in (self.process.stdout, self.process.stderr):
+            if stream:
+                stream.close()
+        os.close(self.terminal)
+        os.close(self.side)
+
+    def resize(self, rows, columns):
+        fcntl.ioctl(self.terminal, termios.TIOCSWINSZ, struct.pack("HHHH", rows, columns, 0, 0))
+
+    def press(self, keys):
+        os.write(self.terminal, keys.encode())
+
+    def signal(self, number):
+        self.process.send_signal(number)
+
+    def expect(self, wanted, skip=("KW_AU_PROGRESS",)):
+        """Reads on to the next event whose name is not skipped, which must be this one."""
+        while True:
+            read = self.next_event()
+            if read["name"] not in skip or wanted["name"] in skip:
+                self.test.assertEqual(read, wanted, self.events)
+                return
+
+    def next_event(self):
+        while b"\n" not in self.unread:
+            ready, _, _ = select.select([self.process.stdout], [], [], PATIENCE)
+            self.test.assertTrue(ready, f"no event came after {self.events}")
+            part = os.read(self.process.stdout.fileno(), 65536)
+            self.test.assertTrue(part, f"the program ended after {self.events}")
+            self.unread += part
+        line, self.unread = self.unread.split(b"\n", 1)
+        self.events.append(json.loads(line))
+        return self.events[-1]
+
+    def progress(self):
+        """The next progress event's object."""
+        while True:
+            read = self.next_event()
+            if read["name"] == "KW_AU_PROGRESS":
+                return read["object"]
+
+    def notes(self):
+        """All events but those of progress, whose number depends on how fast things went."""
+        return [told for told in self.events if told["name"] != "KW_AU_PROGRESS"]
+
+    def see(self, *wanted):
+        """Reads the screen until the texts have appeared on it one after the other; gives what came."""
+        deadline = time.monotonic() + PATIENCE
+        start = len(self.screen)
+        while True:
+            at = start
+            for text in wanted:
+                at = self.screen.find(text.encode(), at)
+                if at < 0:
+                    break
+                at += len(text)
+            else:
+                return self.screen[start:].decode(errors="replace")
+            left = deadline - time.monotonic()
+            self.test.assertGreater(left, 0, f"{wanted} did not appear on {self.screen!r}")
+            if select.select([self.terminal], [], [], left)[0]:
+                self.screen += os.read(self.terminal, 65536)
+
+    def wait(self):
+        """The exit status; what is still printed is read."""
+        if self.process.stdout is None:
+            deadline = time.monotonic() + PATIENCE
+            while self.process.poll() is None:
+                self.test.assertLess(time.monotonic(), deadline)
+                if select.select([self.terminal], [], [], 0.05)[0]:
+                    self.screen += os.read(self.terminal, 65536)
+            while select.select([self.terminal], [], [], 0)[0]:
+                self.screen += os.read(self.terminal, 65536)
+        else:
+            rest = self.unread + self.process.stdout.read()
+            self.events += [json.loads(line) for line in rest.splitlines()]
+        return self.process.wait(PATIENCE)
+
+    def messages(self):
+        return self.process.stderr.read().decode()
+
+
+class PlayTest(ProgramTest):
+    def tone(self, name, seconds, channels=1, rate=8000):
+        """A WAV file with a sine tone of half full scale."""
+        path = self.file(name)
+        frames = array.array("h")
+        for index in range(int(seconds * rate)):
+            frames.extend([int(16384 * math.sin(index * 440 * 2 * math.pi / rate))] * channels)
+        with wave.open(path, "wb") as out:
+            out.setnchannels(channels)
+            out.setsampwidth(2)
+            out.setframerate(rate)
+            out.writeframes(frames.tobytes())
+        return path
+
+    def start(self, *arguments, **options):
+        return Running(self, *arguments, **options)
+
+    def setting(self, key):
+        done = self.run_program("settings", "get", key)
+        return done.stdout.decode().strip() if done.returncode == 0 else None

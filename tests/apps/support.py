@@ -1,0 +1,54 @@
+"""What the process tests share: running the program in an environment of its own."""
+
+import os
+import shutil
+import subprocess
+import tempfile
+import unittest
+
+PROGRAM = os.environ["VANTREL"]
+
+
+class ProgramTest(unittest.TestCase):
+    """Each test has an empty home: settings, and files that it makes, are its own."""
+
+    def setUp(self):
+        self.home = tempfile.mkdtemp()
+        self.addCleanup(shutil.rmtree, self.home)
+        self.environment = {
+            **os.environ,
+            "HOME": self.home,
+            "XDG_CONFIG_HOME": os.path.join(self.home, "config"),
+            "LC_ALL": "C.UTF-8",
+            "TZ": "UTC",
+        }
+
+    def file(self, name, contents=b""):
+        path = os.path.join(self.home, name)
+        os.makedirs(os.path.dirname(path), exist_ok=True)
+        with open(path, "wb") as out:
+            out.write(contents)
+        return path
+
+    def run_program(self, *arguments, input=b""):
+        """The finished process, with its output as bytes."""
+        return subprocess.run([PROGRAM, *arguments], input=input, capture_output=True, env=self.environment)
+
+    def output(self, *arguments, input=b""):
+        """Standard output of a run that must succeed and say nothing."""
+        done = self.run_program(*arguments, input=input)
+        self.assertEqual((done.returncode, done.stderr), (0, b""), arguments)
+        return done.stdout
+
+    def text(self, *arguments, input=b""):
+        """The same, as text of whole lines without the last line end."""
+        text = self.output(*arguments, input=input).decode()
+        self.assertTrue(text.endswith("\n"), text)
+        return text[:-1]
+
+    def assert_fails(self, status, *arguments, input=b""):
+        """The run ends with this status, prints no data and says why in a message."""
+        done = self.run_program(*arguments, input=input)
+        self.assertEqual((done.returncode, done.stdout), (status, b""), (arguments, done.stderr))
+        self.assertTrue(done.stderr.startswith(b"vantrel: "), done.stderr)
+        return done.stderr.decode()

@@ -1,0 +1,154 @@
+"""play on a terminal: the live line, the terminal's modes, jobs of a shell, and how little it wakes up."""
+
+import os
+import re
+import signal
+import subprocess
+import sys
+import termios
+import time
+import unittest
+import unicodedata
+
+from playing import PAUSE, PLAY, PlayTest
+from support import PROGRAM
+
+CONTROL = re.compile(r"\x1b\[[0-9;?]*[A-Za-z]")
+
+
+def columns_of(text):
+    return sum(
+        0 if unicodedata.combining(c) else 2 if unicodedata.east_asian_width(c) in "WF" else 1 for c in text
+    )
+
+
+class LiveLine(PlayTest):
+    def lines(self, program):
+        return [CONTROL.sub("", line) for line in program.screen.decode(errors="replace").split("\r")]
+
+    def test_it_shows_title_times_and_mode(self):
+        program = self.start(self.tone("a song.wav", 20), on_terminal=True)
+        program.see("▶", "a song.wav", "00:01", "00:20", "once")
+        program.press("m")
+        program.see("loop")
+        program.press(" ")
+        program.see("⏸")
+        program.press("q")
+        self.assertEqual(program.wait(), 0)
+
+    def test_it_fits_the_width_also_after_a_resize_while_paused(self):
+        path = self.tone("長い題名の曲、とても長い題名の曲.wav", 20, channels=2)
+        program = self.start(path, on_terminal=True, size=(24, 70))
+        program.see("00:01")
+        program.press(" ")
+        program.see("⏸")
+        for width in (40, 20, 9, 120):
+            seen = len(program.screen)
+            program.resize(24, width)
+            program.see("⏸" if width > 2 else "")
+            time.sleep(0)
+            drawn = CONTROL.sub("", program.screen[seen:].decode(errors="replace")).split("\r")
+            self.assertLess(columns_of(drawn[-1]), width)
+            self.assertGreater(columns_of(drawn[-1]), min(width, 40) // 2)
+        program.press("q")
+        self.assertEqual(program.wait(), 0)
+
+    def test_no_color_takes_the_colours_away_and_nothing_else(self):
+        for value, coloured in (("", True), ("1", False)):
+            self.environment["NO_COLOR"] = value
+            program = self.start(self.tone("a.wav", 20), on_terminal=True)
+            program.see("▶", "00:20")
+            program.press("q")
+            self.assertEqual(program.wait(), 0)
+            self.assertEqual(bool(re.search(rb"\x1b\[[0-9;]*m", program.screen)), coloured)
+
+    def test_control_characters_of_a_title_do_not_reach_the_terminal(self):
+        program = self.start(self.tone("a\x1b[41mb.wav", 20), on_terminal=True)
+        program.see("▶", "a?[41mb.wav")
+        program.press("q")
+        self.assertEqual(program.wait(), 0)
+        self.assertNotIn(b"\x1b[41m", program.screen)
+
+    def test_files_that_cannot_be_played_are_told_above_it(self):
+        program = self.start(self.file("bad.wav"), self.tone("good.wav", 20), on_terminal=True)
+        program.see("vantrel: bad.wav cannot be opened\r\n", "▶", "good.wav")
+        program.press("q")
+        self.assertEqual(program.wait(), 0)
+
+    def test_the_day_stands_out_in_a_month_only_on_a_terminal_with_styles(self):
+        command = f"{PROGRAM} time month 20240305140709"
+        for value, marked in (("", True), ("1", False)):
+            self.environment.update(NO_COLOR=value, TERM="xterm")
+            screen = subprocess.run(
+                [sys.executable, "-c", f"import pty; pty.spawn({command.split()!r})"],
+                capture_output=True, stdin=subprocess.DEVNULL, env=self.environment,
+            ).stdout
+            self.assertEqual(b"\x1b[7m 5\x1b[0m" in screen, marked, screen)
+
+
+class Modes(PlayTest):
+    def assert_restored(self, program):
+        self.assertEqual(termios.tcgetattr(program.side), program.modes)
+        self.assertGreater(program.screen.rfind(b"\x1b[?25h"), program.screen.rfind(b"\x1b[?25l"))
+
+    def test_they_are_single_keys_while_it_runs_and_what_they_were_afterwards(self):
+        for end in ("q", signal.SIGINT, signal.SIGTERM, signal.SIGHUP, "\x03"):
+            program = self.start(self.tone("a.wav", 20), on_terminal=True)
+            program.see("▶", "00:20")
+            self.assertFalse(termios.tcgetattr(program.side)[3] & (termios.ICANON | termios.ECHO))
+            if isinstance(end, str):
+                program.press(end)
+            else:
+                program.signal(end)
+            program.wait()
+            self.assert_restored(program)
+
+    def test_the_end_of_the_list_restores_them_too(self):
+        program = self.start(self.tone("a.wav", 0.4), on_terminal=True)
+        self.assertEqual(program.wait(), 0)
+        self.assert_restored(program)
+
+    def test_a_shell_can_stop_it_and_bring_it_back(self):
+        script = 'set -m; "$@"; echo "stopped $?"; stty -a | grep -o " .icanon"; fg; echo "ended $?"'
+        path = self.tone("a.wav", 60)
+        program = self.start(path, on_terminal=True, wrapped_by=["bash", "-c", script, "bash"])
+        program.see("▶", "00:01")
+        program.press("\x1a")
+        program.see("⏸", "stopped 148", " icanon")
+        program.see("▶", "00:02")
+        program.press("q")
+        program.see("ended 0")
+        program.wait()
+
+
+class Wakefulness(PlayTest):
+    def switches(self, process):
+        """How often the threads of a process have slept and woken."""
+        total = 0
+        for task in os.listdir(f"/proc/{process.pid}/task"):
+            with open(f"/proc/{process.pid}/task/{task}/status") as status:
+                total += int(re.search(r"^voluntary_ctxt_switches:\s*(\d+)", status.read(), re.MULTILINE)[1])
+        return total
+
+    def test_a_paused_player_wakes_up_less_than_once_a_second(self):
+        for on_terminal in (False, True):
+            program = self.start(*[] if on_terminal else ["--json"], self.tone("a.wav", 60), on_terminal=on_terminal)
+            if on_terminal:
+                program.see("▶", "00:01")
+                program.press(" ")
+                program.see("⏸")
+            else:
+                program.expect(PLAY)
+                program.progress()
+                program.press(" ")
+                program.expect(PAUSE, skip=("KW_AU_PROGRESS", "KW_UPDATE"))
+            time.sleep(2)  # the settings are written soon after a change, and the devices come to rest
+            before = self.switches(program.process)
+            time.sleep(5)
+            self.assertLess(self.switches(program.process) - before, 5)
+            program.press("q")
+            self.assertEqual(program.wait(), 0)
+
+
+if __name__ == "__main__":
+    unittest.main()

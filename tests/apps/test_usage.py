@@ -1,0 +1,88 @@
+"""What every subcommand has in common: help, exit status, standard output that is closed or full."""
+
+import os
+import re
+import subprocess
+import unittest
+
+from support import PROGRAM, ProgramTest
+
+GROUPS = ["archive", "settings", "time", "files", "url"]
+
+
+class Usage(ProgramTest):
+    def commands_of(self, *path):
+        text = self.text(*path, "--help")
+        listed = text.split("Subcommands:\n")
+        return re.findall(r"^  (\w+)", listed[1], re.MULTILINE) if len(listed) == 2 else []
+
+    def test_the_help_of_every_command_begins_with_examples_of_it(self):
+        paths = [()] + [(name,) for name in self.commands_of()]
+        paths += [(group, name) for group in GROUPS for name in self.commands_of(group)]
+        self.assertGreater(len(paths), 25)
+        for path in paths:
+            text = self.text(*path, "--help")
+            self.assertTrue(text.startswith("Examples:\n  "), text)
+            self.assertIn("vantrel " + " ".join(path), text.split("\n\n")[0])
+
+    def test_wrong_usage_ends_with_2(self):
+        for arguments in [
+            [],
+            ["nonsense"],
+            ["hex", "a", "b"],
+            ["hex", "--unknown"],
+            ["int"],
+            ["time"],
+            ["time", "add", "1"],
+            ["archive", "pack", "a.json"],
+            ["play"],
+            ["play", "--mode", "4", "a.ogg"],
+            ["play", "--mode", "x", "a.ogg"],
+            ["play", "--start", "-1", "a.ogg"],
+            ["play", "--start", "0", "--resume", "a.ogg"],
+            ["play", "--seconds", "-1", "a.ogg"],
+            ["play", "--seconds", "nan", "a.ogg"],
+        ]:
+            self.assert_fails(2, *arguments)
+
+    def test_the_version_is_printed(self):
+        self.assertRegex(self.text("--version"), r"^\d+\.\d+\.\d+$")
+
+    def test_a_reader_that_goes_away_ends_the_program_quietly_with_1(self):
+        big = self.file("big", os.urandom(1 << 20))
+        process = subprocess.Popen(
+            [PROGRAM, "hex", big], stdout=subprocess.PIPE, stderr=subprocess.PIPE, env=self.environment
+        )
+        process.stdout.read(1)
+        process.stdout.close()
+        self.assertEqual(process.stderr.read(), b"")
+        process.stderr.close()
+        self.assertEqual(process.wait(), 1)
+
+    def test_closed_standard_output_ends_quietly_with_1(self):
+        for arguments in (["time", "now"], ["--help"], ["hex", PROGRAM]):
+            done = subprocess.run(
+                ["sh", "-c", 'exec "$0" "$@" >&-', PROGRAM, *arguments], capture_output=True, env=self.environment
+            )
+            self.assertEqual((done.returncode, done.stderr), (1, b""), arguments)
+
+    def test_data_never_lands_in_a_file_that_took_the_place_of_closed_output(self):
+        json = self.file("value.json", b'{"a": 1}')
+        target = os.path.join(self.home, "value.archive")
+        done = subprocess.run(
+            ["sh", "-c", 'exec "$0" "$@" >&- 2>&- <&-', PROGRAM, "archive", "pack", json, "-o", target],
+            env=self.environment,
+        )
+        self.assertEqual(done.returncode, 0)
+        with open(target, "rb") as archive:
+            self.assertEqual(archive.read(8), b"bplist00")
+
+    def test_a_full_disk_is_told(self):
+        with open("/dev/full", "wb") as full:
+            done = subprocess.run([PROGRAM, "time", "now"], stdout=full, stderr=subprocess.PIPE, env=self.environment)
+        self.assertEqual(done.returncode, 1)
+        self.assertIn(b"No space left", done.stderr)
+
+
+if __name__ == "__main__":
+    unittest.main()

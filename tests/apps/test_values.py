@@ -1,0 +1,117 @@
+"""json, archive, settings; compared with Python's json and plistlib."""
+
+import datetime
+import json
+import os
+import plistlib
+import unittest
+
+from support import ProgramTest
+
+VALUE = {"title": "Entrée", "tracks": [1, 2.5, True, "x"], "tags": {"year": 1811}, "big": 2**63 - 1}
+
+
+class Json(ProgramTest):
+    def test_it_prints_the_same_value_one_member_a_line(self):
+        for value in (VALUE, [1, [2]], {}, [], "text", 5, None, True):
+            printed = self.text("json", input=json.dumps(value).encode())
+            self.assertEqual(json.loads(printed), value)
+        self.assertEqual(len(self.text("json", self.file("v.json", b'{"a":[1,2],"b":{}}')).splitlines()), 7)
+
+    def test_what_is_not_json_fails(self):
+        for text in (b"abc", b"", b"{", b'{"a":1}x', b'"\xff"', b"[1,]"):
+            self.assertIn("not valid JSON", self.assert_fails(1, "json", input=text))
+        self.assert_fails(1, "json", os.path.join(self.home, "missing"))
+
+
+class Archive(ProgramTest):
+    def test_packing_and_unpacking_give_the_value_back(self):
+        target = os.path.join(self.home, "value.archive")
+        self.output("archive", "pack", self.file("value.json", json.dumps(VALUE).encode()), "-o", target)
+        self.assertEqual(json.loads(self.text("archive", "unpack", target)), VALUE)
+        packed = self.output("archive", "pack", "-o", "-", input=json.dumps(VALUE).encode())
+        self.assertEqual(json.loads(self.text("archive", "unpack", input=packed)), VALUE)
+
+    def test_an_archive_is_a_property_list_of_the_platform_s_kind(self):
+        packed = plistlib.loads(self.output("archive", "pack", "-o", "-", input=json.dumps(VALUE).encode()))
+        self.assertEqual((packed["$archiver"], packed["$version"]), ("NSKeyedArchiver", 100000))
+        self.assertEqual(list(packed["$top"]), ["Some Key Value"])
+        self.assertIn("Entrée", packed["$objects"])
+
+    def test_dates_and_bytes_are_shown_as_text(self):
+        uid = plistlib.UID
+        archive = {
+            "$archiver": "NSKeyedArchiver",
+            "$version": 100000,
+            "$top": {"Some Key Value": uid(1)},
+            "$objects": [
+                "$null",
+                {"$class": uid(6), "NS.keys": [uid(2), uid(3)], "NS.objects": [uid(4), uid(5)]},
+                "when",
+                "data",
+                {"$class": uid(7), "NS.time": 0.5},
+                b"\x01\xab",
+                {"$classname": "NSDictionary", "$classes": ["NSDictionary", "NSObject"]},
+                {"$classname": "NSDate", "$classes": ["NSDate", "NSObject"]},
+            ],
+        }
+        path = self.file("dates.archive", plistlib.dumps(archive, fmt=plistlib.FMT_BINARY))
+        shown = json.loads(self.text("archive", "unpack", path))
+        self.assertEqual(shown, {"when": "2001-01-01T00:00:00.500000Z", "data": "01ab"})
+
+    def test_failures_are_told(self):
+        good = self.file("good.json", b"{}")
+        self.assert_fails(1, "archive", "unpack", good)
+        self.assert_fails(1, "archive", "unpack", os.path.join(self.home, "missing"))
+        self.assert_fails(1, "archive", "pack", self.file("bad.json", b"{"), "-o", "-")
+        self.assert_fails(1, "archive", "pack", good, "-o", os.path.join(self.home, "no", "folder"))
+
+
+class Settings(ProgramTest):
+    def stored(self, application="vantrel"):
+        path = os.path.join(self.environment["XDG_CONFIG_HOME"], application, "settings.plist")
+        with open(path, "rb") as file:
+            return plistlib.load(file)
+
+    def test_values_are_json_and_any_other_text_is_itself(self):
+        for text, value in [("0.5", 0.5), ("true", True), ('{"a":[1]}', {"a": [1]}), ("Ada", "Ada"), ('"5"', "5"),
+                            ("-3", -3), ("[a]", "[a]"), ("", "")]:
+            self.output("settings", "set", "key", "--", text)
+            self.assertEqual(self.stored()["key"], value)
+            self.assertEqual(json.loads(self.text("settings", "get", "key", "--json")), value)
+            plain = self.text("settings", "get", "key")
+            self.assertEqual(plain if isinstance(value, str) else json.loads(plain), value)
+
+    def test_applications_have_settings_of_their_own(self):
+        self.output("settings", "set", "key", "1")
+        self.output("settings", "set", "key", "2", "--app", "other")
+        self.assertEqual((self.stored(), self.stored("other")), ({"key": 1}, {"key": 2}))
+        self.output("settings", "remove", "key", "--app", "other")
+        self.assertEqual((self.stored(), self.stored("other")), ({"key": 1}, {}))
+        for name in ("", ".", "..", "a/b"):
+            self.assert_fails(2, "settings", "get", "key", "--app", name)
+
+    def test_dates_are_shown_as_text(self):
+        path = os.path.join("config", "vantrel", "settings.plist")
+        date = datetime.datetime(2024, 3, 5, 14, 7, 9)
+        self.file(path, plistlib.dumps({"when": date, "raw": b"\xff"}, fmt=plistlib.FMT_BINARY))
+        self.assertEqual(json.loads(self.text("settings", "get", "when")), "2024-03-05T14:07:09Z")
+        self.assertEqual(json.loads(self.text("settings", "get", "raw")), "ff")
+
+    def test_what_is_absent_or_cannot_be_stored_fails(self):
+        self.assertIn("no setting", self.assert_fails(1, "settings", "get", "key"))
+        self.output("settings", "remove", "key")
+        self.assert_fails(1, "settings", "set", "key", "[null]")
+        self.output("settings", "set", "key", "1")
+        self.output("settings", "set", "key", "null")
+        self.assert_fails(1, "settings", "get", "key")
+
+    def test_a_folder_that_cannot_be_made_is_told(self):
+        self.environment["XDG_CONFIG_HOME"] = self.file("config-file")
+        done = self.run_program("settings", "set", "key", "1")
+        self.assertEqual(done.returncode, 1)
+        self.assertIn(b"cannot write the settings", done.stderr)
+
+
+if __name__ == "__main__":
+    unittest.main()
