@@ -1,0 +1,50 @@
+#pragma once
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include "vantrel/platform/Bytes.h"
+
+namespace vantrel::test {
+
+/// A folder of audio files made by independent programs, gone with this object. Tracks play into nothing.
+class AudioFiles {
+ public:
+  AudioFiles() {
+    ::setenv("VANTREL_AUDIO_SINK", "fakesink", 1);
+    std::string pattern = (std::filesystem::temp_directory_path() / "vantrel-audio-XXXXXX").string();
+    folder_ = ::mkdtemp(pattern.data());
+  }
+  ~AudioFiles() { std::filesystem::remove_all(folder_); }
+  AudioFiles(const AudioFiles&) = delete;
+  AudioFiles& operator=(const AudioFiles&) = delete;
+
+  std::string path(const std::string& name) const { return (folder_ / name).string(); }
+
+  /// Runs a shell command in the folder; the path of the file `name` that it makes, empty when it failed.
+  std::string make(const std::string& name, const std::string& command) const {
+    const std::string line = "cd '" + folder_.string() + "' && " + command;
+    return std::system(line.c_str()) == 0 ? path(name) : "";
+  }
+
+  /// A stereo tone of 1 kHz at -20 dB left and -26 dB right, as `name`.wav.
+  std::string tone(const std::string& name, const std::string& seconds,
+                   const std::string& format = "") const {
+    return make(name + ".wav", "sox -n -R -r 44100 -b 16 -c 2 " + format + " " + name + ".wav synth " +
+                                   seconds + " sine 1000 remix 1v0.1 1v0.0501187");
+  }
+
+  static Bytes read(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    return Bytes(std::vector<std::uint8_t>(std::istreambuf_iterator<char>(file), {}));
+  }
+
+ private:
+  std::filesystem::path folder_;
+};
+
+}  // namespace vantrel::test

@@ -1,0 +1,356 @@
+#include "vantrel/backends/gstreamer/GStreamerFilePlayers.h"
+
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <optional>
+
+#include "tests/backends/AudioFiles.h"
+#include "vantrel/backends/linux/LinuxHost.h"
+#include "vantrel/platform/Host.h"
+#include "vantrel/platform/Log.h"
+#include "vantrel/platform/loop/RunLoop.h"
+
+namespace vantrel {
+namespace {
+
+using namespace std::chrono_literals;
+
+// A sine's root mean square lies 3.01 dB below its peak.
+constexpr double kLeft = -23.01;
+constexpr double kRight = -29.01;
+
+/// Collects the log of the whole process: some lines come once, whichever test is first.
+class EveryLine : public testing::Environment {
+ public:
+  std::vector<std::string> lines;
+
+ private:
+  platform::ScopedLogSink sink_{[this](std::string_view line) { lines.emplace_back(line); }};
+};
+
+auto* const everyLine = static_cast<EveryLine*>(testing::AddGlobalTestEnvironment(new EveryLine));
+
+class GStreamerFilePlayersTest : public testing::Test {
+ protected:
+  /// Runs the main loop until the track has ended; false when it has not within `limit`.
+  bool runToEnd(FilePlayer& player, Duration limit = 5s) {
+    observe(player);
+    player.play();
+    loop_.runFor(limit);
+    return succeeded_.has_value() || error_.has_value();
+  }
+
+  void observe(FilePlayer& player) {
+    FilePlayerObserver observer;
+    observer.audioPlayerDidFinishPlaying_successfully = [this](FilePlayer&, bool ok) {
+      succeeded_ = ok;
+      ++reports_;
+      loop_.stop();
+    };
+    observer.audioPlayerDecodeErrorDidOccur_error = [this](FilePlayer&, const Error& error) {
+      error_ = error;
+      ++reports_;
+      loop_.stop();
+    };
+    player.setObserver(observer);
+  }
+
+  test::AudioFiles files_;
+  RunLoop& loop_ = RunLoop::main();
+  backends::GStreamerFilePlayers factory_;
+  std::optional<bool> succeeded_;
+  std::optional<Error> error_;
+  int reports_ = 0;
+};
+
+struct Format {
+  const char* name;
+  const char* command;
+  double tolerance = 0.05;
+};
+
+class EveryFormat : public GStreamerFilePlayersTest, public testing::WithParamInterface<Format> {};
+
+TEST_P(EveryFormat, KnowsItsLengthAndPlaysAtTheLevelOfItsToneFromFileAndFromMemory) {
+  ASSERT_FALSE(files_.tone("tone", "2.5").empty());
+  const std::string path = files_.make(GetParam().name, GetParam().command);
+  ASSERT_FALSE(path.empty());
+  const Bytes contents = test::AudioFiles::read(path);
+  for (const bool memory : {false, true}) {
+    const auto player = memory ? factory_.openBytes(contents) : factory_.openUrl(path);
+    ASSERT_NE(player, nullptr) << memory;
+    EXPECT_EQ(player->numberOfChannels(), 2U);
+    EXPECT_NEAR(player->duration(), 2.5, GetParam().tolerance) << memory;
+
+    player->setMeteringEnabled(true);
+    ASSERT_TRUE(player->play());
+    loop_.runFor(300ms);
+    player->updateMeters();
+    EXPECT_NEAR(player->currentTime(), 0.3, 0.15);
+    EXPECT_NEAR(player->averagePowerForChannel(0), kLeft, 0.7);
+    EXPECT_NEAR(player->averagePowerForChannel(1), kRight, 0.7);
+
+    player->setCurrentTime(2.0);
+    EXPECT_NEAR(player->currentTime(), 2.0, 0.05);
+    EXPECT_TRUE(player->playing());
+    EXPECT_TRUE(runToEnd(*player));
+    EXPECT_EQ(succeeded_, true);
+    EXPECT_FALSE(player->playing());
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Formats, EveryFormat,
+    testing::Values(Format{"t16.wav", "cp tone.wav t16.wav"}, Format{"t24.wav", "sox tone.wav -b 24 t24.wav"},
+                    Format{"t8.wav", "sox tone.wav -b 8 t8.wav"},
+                    Format{"t.mp3", "lame --quiet tone.wav t.mp3"},
+                    // Without an encoder's header the padding of the first and last frame counts as sound.
+                    Format{"bare.mp3", "lame --quiet -t -V 4 tone.wav bare.mp3", 0.08},
+                    Format{"t.flac", "flac -s tone.wav -o t.flac"},
+                    Format{"t.ogg", "oggenc -Q tone.wav -o t.ogg"},
+                    Format{"t.m4a", "ffmpeg -loglevel error -i tone.wav t.m4a"},
+                    Format{"t.aac", "ffmpeg -loglevel error -i tone.wav t.aac"}),
+    [](const auto& format) {
+      std::string name = format.param.name;
+      for (char& c : name)
+        if (c == '.') c = '_';
+      return name;
+    });
+
+TEST_F(GStreamerFilePlayersTest, OpensNothingThatHoldsNoAudio) {
+  files_.make("",
+              "head -c 100000 /dev/urandom > garbage.mp3; : > empty.wav; yes text | head -1000 > text.txt; "
+              "mkfifo fifo.wav; sox -n tone.wav synth 1 sine 500; head -c 44 tone.wav > header.wav; "
+              "ffmpeg -loglevel error -i tone.wav tone.m4a; head -c 5000 tone.m4a > headless.m4a");
+  for (const char* name :
+       {"garbage.mp3", "empty.wav", "text.txt", "fifo.wav", "header.wav", "headless.m4a", "missing.wav", ""})
+    EXPECT_EQ(factory_.openUrl(files_.path(name)), nullptr) << name;
+  for (const char* url :
+       {"", "tone.wav", "http://127.0.0.1:9/tone.wav", "file://elsewhere/tone.wav", "file://"})
+    EXPECT_EQ(factory_.openUrl(url), nullptr) << url;
+  EXPECT_EQ(factory_.openBytes(Bytes()), nullptr);
+  EXPECT_EQ(factory_.openBytes(test::AudioFiles::read(files_.path("garbage.mp3"))), nullptr);
+}
+
+TEST_F(GStreamerFilePlayersTest, TakesAddressesWithEscapedCharacters) {
+  const std::string made = files_.make("a b#c.wav", "sox -n 'a b#c.wav' synth 0.5 sine 500");
+  std::string url = "file://" + made;
+  url.replace(url.find("a b#c"), 5, "a%20b%23c");
+  EXPECT_NE(factory_.openUrl(url), nullptr);
+  EXPECT_NE(factory_.openUrl(made), nullptr);
+}
+
+TEST_F(GStreamerFilePlayersTest, EndsAShortTrackInRealTimeOnceAndStartsOverAtZero) {
+  const auto player = factory_.openUrl(files_.tone("short", "0.5"));
+  ASSERT_NE(player, nullptr);
+  const auto start = std::chrono::steady_clock::now();
+  ASSERT_TRUE(runToEnd(*player));
+  const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
+  EXPECT_EQ(succeeded_, true);
+  EXPECT_GT(took.count(), 0.4);
+  EXPECT_EQ(player->currentTime(), 0);
+  loop_.runFor(50ms);
+  EXPECT_EQ(reports_, 1);
+
+  ASSERT_TRUE(runToEnd(*player));
+  loop_.runFor(50ms);
+  EXPECT_EQ(reports_, 2);
+}
+
+TEST_F(GStreamerFilePlayersTest, SaysThatATrackWasCutOff) {
+  files_.tone("long", "3");
+  for (const char* command :
+       {"flac -s long.wav -o long.flac && head -c $(($(stat -c %s long.flac) / 3)) long.flac > cut",
+        "ffmpeg -loglevel error -i long.wav -movflags faststart long.m4a && "
+        "head -c $(($(stat -c %s long.m4a) / 3)) long.m4a > cut"}) {
+    succeeded_.reset();
+    error_.reset();
+    const auto player = factory_.openUrl(files_.make("cut", command));
+    ASSERT_NE(player, nullptr) << command;
+    ASSERT_TRUE(runToEnd(*player)) << command;
+    EXPECT_FALSE(succeeded_.value_or(false)) << command;
+  }
+}
+
+TEST_F(GStreamerFilePlayersTest, DamageInTheMiddleEndsTheTrackOneWayOrTheOther) {
+  files_.tone("long", "2");
+  const std::string path =
+      files_.make("long.flac",
+                  "flac -s long.wav && dd status=none if=/dev/urandom of=long.flac bs=1000 seek=15 "
+                  "count=20 conv=notrunc");
+  const auto player = factory_.openUrl(path);
+  ASSERT_NE(player, nullptr);
+  EXPECT_TRUE(runToEnd(*player));
+}
+
+TEST_F(GStreamerFilePlayersTest, StopsAtAPauseKeepsThePositionAndGoesOn) {
+  const auto player = factory_.openUrl(files_.tone("long", "5"));
+  ASSERT_NE(player, nullptr);
+  player->play();
+  loop_.runFor(300ms);
+  player->pause();
+  EXPECT_FALSE(player->playing());
+  const double paused = player->currentTime();
+  EXPECT_NEAR(paused, 0.3, 0.15);
+  loop_.runFor(200ms);
+  EXPECT_NEAR(player->currentTime(), paused, 0.03);
+
+  player->stop();
+  EXPECT_NEAR(player->currentTime(), paused, 0.03);
+  EXPECT_EQ(player->duration(), 5);
+  ASSERT_TRUE(player->play());
+  loop_.runFor(200ms);
+  EXPECT_NEAR(player->currentTime(), paused + 0.2, 0.1);
+}
+
+TEST_F(GStreamerFilePlayersTest, ClampsSeeksToTheTrackInEveryState) {
+  const auto player = factory_.openUrl(files_.tone("long", "5"));
+  ASSERT_NE(player, nullptr);
+  const struct {
+    double target, reached;
+  } cases[] = {{2.5, 2.5}, {-3, 0}, {99, 5}, {1.25, 1.25}, {std::numeric_limits<double>::infinity(), 5},
+               {0, 0}};
+  for (const bool stopped : {false, true}) {
+    if (stopped) player->stop();
+    for (const auto& [target, reached] : cases) {
+      player->setCurrentTime(target);
+      loop_.runFor(30ms);
+      EXPECT_NEAR(player->currentTime(), reached, 0.02) << target << stopped;
+    }
+  }
+  player->setCurrentTime(4.6);
+  player->setCurrentTime(std::nan(""));
+  EXPECT_TRUE(runToEnd(*player, 2s));
+  EXPECT_EQ(succeeded_, true);
+}
+
+TEST_F(GStreamerFilePlayersTest, SeekAwayFromAnEndThatWasNotYetReportedTakesItBack) {
+  const auto player = factory_.openUrl(files_.tone("short", "0.4"));
+  ASSERT_NE(player, nullptr);
+  observe(*player);
+  player->play();
+  // The main loop stands still while the track ends.
+  const auto until = std::chrono::steady_clock::now() + 700ms;
+  while (std::chrono::steady_clock::now() < until) player->updateMeters();
+  player->setCurrentTime(0);
+  loop_.runFor(150ms);
+  EXPECT_EQ(reports_, 0);
+  loop_.runFor(2s);
+  EXPECT_EQ(reports_, 1);
+  EXPECT_EQ(succeeded_, true);
+}
+
+TEST_F(GStreamerFilePlayersTest, MetersTellWhatIsHeardAtTheMoment) {
+  const auto player =
+      factory_.openUrl(files_.make("steps.wav",
+                                   "sox -n -r 44100 -b 16 -c 1 loud.wav synth 1 sine 1000 gain -6 && "
+                                   "sox -n -r 44100 -b 16 -c 1 soft.wav synth 1 sine 1000 gain -40 && "
+                                   "sox loud.wav soft.wav steps.wav"));
+  ASSERT_NE(player, nullptr);
+  player->play();
+  loop_.runFor(200ms);
+  player->updateMeters();
+  EXPECT_EQ(player->averagePowerForChannel(0), -160) << "metering is off at first";
+  player->setMeteringEnabled(true);
+  player->setVolume(0.1F);
+  player->updateMeters();
+  EXPECT_NEAR(player->averagePowerForChannel(0), -9.01, 0.5);
+  EXPECT_EQ(player->averagePowerForChannel(1), -160) << "no such channel";
+  loop_.runFor(500ms);
+  player->updateMeters();
+  EXPECT_NEAR(player->averagePowerForChannel(0), -9.01, 0.5) << "the soft part is decoded, but not yet heard";
+  loop_.runFor(500ms);
+  player->updateMeters();
+  EXPECT_NEAR(player->averagePowerForChannel(0), -43.01, 0.5);
+  player->pause();
+  player->updateMeters();
+  EXPECT_EQ(player->averagePowerForChannel(0), -160);
+}
+
+TEST_F(GStreamerFilePlayersTest, KeepsVolumeBetweenZeroAndOne) {
+  const auto player = factory_.openUrl(files_.tone("short", "0.5"));
+  ASSERT_NE(player, nullptr);
+  EXPECT_EQ(player->volume(), 1);
+  for (const auto& [set, kept] : {std::pair(0.25F, 0.25F), {-1.F, 0.F}, {7.F, 1.F}}) {
+    player->setVolume(set);
+    EXPECT_EQ(player->volume(), kept);
+  }
+  player->setVolume(std::nanf(""));
+  EXPECT_EQ(player->volume(), 1);
+}
+
+TEST_F(GStreamerFilePlayersTest, ReportsToTheLastObserverOnlyAndNeverAfterDestruction) {
+  const std::string path = files_.tone("short", "0.3");
+  int first = 0;
+  auto player = factory_.openUrl(path);
+  auto other = factory_.openUrl(path);
+  ASSERT_TRUE(player && other);
+  FilePlayerObserver observer;
+  observer.audioPlayerDidFinishPlaying_successfully = [&](FilePlayer&, bool) { ++first; };
+  player->setObserver(observer);
+  other->setObserver(observer);
+  player->play();
+  other->play();
+  loop_.runFor(100ms);
+  EXPECT_TRUE(player->playing() && other->playing()) << "two tracks at once";
+  other.reset();
+  EXPECT_TRUE(runToEnd(*player));
+  loop_.runFor(300ms);
+  EXPECT_EQ(first, 0);
+  EXPECT_EQ(reports_, 1);
+}
+
+TEST_F(GStreamerFilePlayersTest, MayBeDestroyedByItsOwnReport) {
+  auto player = factory_.openUrl(files_.tone("short", "0.3"));
+  ASSERT_NE(player, nullptr);
+  FilePlayerObserver observer;
+  observer.audioPlayerDidFinishPlaying_successfully = [&](FilePlayer&, bool) {
+    player.reset();
+    loop_.stop();
+  };
+  player->setObserver(observer);
+  player->play();
+  loop_.runFor(3s);
+  EXPECT_EQ(player, nullptr);
+}
+
+TEST_F(GStreamerFilePlayersTest, PausedTracksWakeNobody) {
+  const auto player = factory_.openUrl(files_.tone("long", "5"));
+  ASSERT_NE(player, nullptr);
+  player->setMeteringEnabled(true);
+  player->play();
+  loop_.runFor(300ms);
+  player->pause();
+  loop_.runFor(100ms);
+  rusage before{};
+  rusage after{};
+  const auto wakeUps = loop_.wakeUps();
+  ::getrusage(RUSAGE_SELF, &before);
+  loop_.runFor(3s);
+  ::getrusage(RUSAGE_SELF, &after);
+  EXPECT_LE(loop_.wakeUps() - wakeUps, 1U);
+  EXPECT_LE(after.ru_nvcsw - before.ru_nvcsw, 3) << "threads of the whole process that woke and slept again";
+}
+
+TEST_F(GStreamerFilePlayersTest, SaysOnceThatThereIsNoSound) {
+  const std::string path = files_.tone("short", "0.3");
+  factory_.openUrl(path);
+  factory_.openUrl(path);
+  const auto& lines = everyLine->lines;
+  EXPECT_EQ(std::count(lines.begin(), lines.end(), "No sound device: audio plays without sound."), 1);
+}
+
+TEST_F(GStreamerFilePlayersTest, IsPartOfTheLinuxHost) {
+  backends::installLinuxHost("players-test");
+  EXPECT_EQ(Host::current().applicationName, "players-test");
+  ASSERT_NE(Host::current().filePlayers, nullptr);
+  EXPECT_NE(Host::current().filePlayers->openUrl(files_.tone("short", "0.3")), nullptr);
+}
+
+}  // namespace
+}  // namespace vantrel
