@@ -1,12 +1,28 @@
 #include "vantrel/platform/Hazard.h"
 
+#include <linux/membarrier.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <mutex>
 #include <utility>
 #include <vector>
 
 namespace vantrel::platform::detail {
+
+constinit std::atomic<bool> retiredWaits{false};
+
+// Until this is initialised readers fence for themselves, which is right at any time.
+const bool writersFence = syscall(SYS_membarrier, MEMBARRIER_CMD_REGISTER_PRIVATE_EXPEDITED, 0, 0) == 0;
+
 namespace {
+
+/// Makes every thread of the process pass a full fence: what a reader announced before is visible here after,
+/// and what it reads after is no older than this. Costs microseconds, but changes are rare.
+void fenceAllThreads() {
+  if (writersFence) syscall(SYS_membarrier, MEMBARRIER_CMD_PRIVATE_EXPEDITED, 0, 0);
+}
 
 using Objects = std::vector<std::shared_ptr<const void>>;
 
@@ -14,7 +30,6 @@ struct Domain {
   std::mutex mutex;
   HazardRecord* records = nullptr;
   Objects retired;
-  std::atomic<bool> retiredWaits{false};
 };
 
 Domain& domain() {
@@ -38,17 +53,16 @@ bool isAnnounced(const Domain& all, const void* object) {
                                      [&](const auto& object) { return isAnnounced(all, object.get()); });
   Objects taken(std::make_move_iterator(unused), std::make_move_iterator(all.retired.end()));
   all.retired.erase(unused, all.retired.end());
-  all.retiredWaits.store(!all.retired.empty(), std::memory_order_relaxed);
+  retiredWaits.store(!all.retired.empty(), std::memory_order_relaxed);
   return taken;
 }
 
-constinit thread_local HazardRecord* recordOfThread = nullptr;
 constinit thread_local bool threadEnds = false;
 
 struct RecordOwner {
-  RecordOwner() { recordOfThread = &record; }
+  RecordOwner() { HazardRecord::current = &record; }
   ~RecordOwner() {
-    recordOfThread = nullptr;
+    HazardRecord::current = nullptr;
     threadEnds = true;
   }
   HazardRecord record;
@@ -71,21 +85,23 @@ HazardRecord::~HazardRecord() {
   if (next) next->link = link;
 }
 
-HazardRecord* HazardRecord::ofThisThread() {
-  if (recordOfThread || threadEnds) return recordOfThread;
+constinit thread_local HazardRecord* HazardRecord::current = nullptr;
+
+HazardRecord* HazardRecord::makeForThisThread() {
+  if (threadEnds) return nullptr;
   static thread_local RecordOwner owner;
-  return recordOfThread;
+  return current;
 }
 
 void retire(std::shared_ptr<const void> object) {
+  // Now, and not again for a later look: who starts to read from here on does not find the object.
+  fenceAllThreads();
   Objects unused;
   Domain& all = domain();
   const std::lock_guard lock(all.mutex);
   all.retired.push_back(std::move(object));
   unused = takeUnused(all);
 }
-
-bool retiredWaits() { return domain().retiredWaits.load(std::memory_order_relaxed); }
 
 void tryReclaim() {
   Objects unused;

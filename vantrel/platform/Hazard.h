@@ -21,7 +21,10 @@ struct HazardRecord {
   HazardRecord& operator=(const HazardRecord&) = delete;
 
   /// The calling thread's; null while the thread ends.
-  static HazardRecord* ofThisThread();
+  static HazardRecord* ofThisThread() { return current ? current : makeForThisThread(); }
+
+  static HazardRecord* makeForThisThread();
+  static constinit thread_local HazardRecord* current;
 
   std::array<std::atomic<const void*>, kSlots> announced{};
   std::size_t used = 0;
@@ -34,7 +37,11 @@ struct HazardRecord {
 void retire(std::shared_ptr<const void> object);
 
 /// Whether something retired still waits.
-bool retiredWaits();
+extern std::atomic<bool> retiredWaits;
+
+/// Whether writers fence for the readers too (see `fenceAllThreads`): the readers' side, which runs often,
+/// then needs no fence of its own.
+extern const bool writersFence;
 
 /// Destroys what nobody announces any more, unless another thread is at it.
 void tryReclaim();
@@ -50,7 +57,12 @@ class HazardGuard {
     for (;;) {
       // The announcement must be visible before the pointer is read again: a writer that misses it has
       // replaced the pointer before that.
-      slot.exchange(object_, std::memory_order_seq_cst);
+      if (writersFence) {
+        slot.store(object_, std::memory_order_release);
+        std::atomic_signal_fence(std::memory_order_seq_cst);
+      } else {
+        slot.exchange(object_, std::memory_order_seq_cst);
+      }
       const T* const again = source.load(std::memory_order_seq_cst);
       if (again == object_) return;
       object_ = again;
@@ -59,7 +71,7 @@ class HazardGuard {
 
   ~HazardGuard() {
     record_->announced[--record_->used].store(nullptr, std::memory_order_release);
-    if (retiredWaits() && record_->used == 0) tryReclaim();
+    if (retiredWaits.load(std::memory_order_relaxed) && record_->used == 0) tryReclaim();
   }
 
   HazardGuard(const HazardGuard&) = delete;
