@@ -11,7 +11,6 @@
 namespace vantrel {
 namespace {
 
-using ::testing::ElementsAre;
 using ::testing::Optional;
 
 constexpr std::int64_t kMost = std::numeric_limits<std::int64_t>::max();
@@ -52,17 +51,17 @@ TEST(AlignmentLength, IsAbsentForAbsentDataAndForWhatNoMemoryHolds) {
 }
 
 TEST(Integers, AreLittleEndianUnlessAskedOtherwise) {
-  EXPECT_THAT(KWTools::uInt32_data(0x12345678), ElementsAre(0x78, 0x56, 0x34, 0x12));
-  EXPECT_THAT(KWTools::uInt32_data_Endian(0x12345678, false), ElementsAre(0x78, 0x56, 0x34, 0x12));
-  EXPECT_THAT(KWTools::uInt32_data_Endian(0x12345678, true), ElementsAre(0x12, 0x34, 0x56, 0x78));
-  EXPECT_THAT(KWTools::uInt16_data(0x1234), ElementsAre(0x34, 0x12));
-  EXPECT_THAT(KWTools::uInt16_data_Endian(0x0102, false), ElementsAre(0x02, 0x01));
-  EXPECT_THAT(KWTools::uInt16_data_Endian(0x0102, true), ElementsAre(0x01, 0x02));
-  EXPECT_THAT(KWTools::uInt8_data(0xFF), ElementsAre(0xFF));
+  EXPECT_EQ(KWTools::uInt32_data(0x12345678), Bytes({0x78, 0x56, 0x34, 0x12}));
+  EXPECT_EQ(KWTools::uInt32_data_Endian(0x12345678, false), Bytes({0x78, 0x56, 0x34, 0x12}));
+  EXPECT_EQ(KWTools::uInt32_data_Endian(0x12345678, true), Bytes({0x12, 0x34, 0x56, 0x78}));
+  EXPECT_EQ(KWTools::uInt16_data(0x1234), Bytes({0x34, 0x12}));
+  EXPECT_EQ(KWTools::uInt16_data_Endian(0x0102, false), Bytes({0x02, 0x01}));
+  EXPECT_EQ(KWTools::uInt16_data_Endian(0x0102, true), Bytes({0x01, 0x02}));
+  EXPECT_EQ(KWTools::uInt8_data(0xFF), Bytes({0xFF}));
 }
 
 TEST(ChangeBigOrSmall, ReversesAnyLength) {
-  EXPECT_THAT(KWTools::changeBigOrSmall(Bytes({1, 2, 3})), ElementsAre(3, 2, 1));
+  EXPECT_EQ(KWTools::changeBigOrSmall(Bytes({1, 2, 3})), Bytes({3, 2, 1}));
   EXPECT_TRUE(KWTools::changeBigOrSmall(Bytes()).empty());
   EXPECT_TRUE(KWTools::changeBigOrSmall(std::nullopt).empty());
 }
