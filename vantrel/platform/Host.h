@@ -50,10 +50,12 @@ struct VANTREL_EXPORT Host {
   std::shared_ptr<Bundle> bundle;
 
   /// The installed host, every member filled but `nowPlayingCenter`, `filePlayers`, `streamPlayers` and
-  /// `localNotifications`, which may be null.
+  /// `localNotifications`, which may be null. The first call installs a host of defaults when the program has
+  /// installed none; that opens no file and starts no thread. Good as long as the host stays installed.
   static const Host& current();
 
-  /// Installs `host`, with the defaults above in place of what is null, and returns the one before.
+  /// Installs `host`, with the defaults above in place of what is null, and returns the one before (never
+  /// null), to be installed again or dropped.
   static std::shared_ptr<const Host> install(Host host);
 };
 

@@ -271,8 +271,8 @@ void SettingsStore::State::finish() {
   wake_.notify_all();
   if (writer.joinable()) {
     // A fork has no writer, and the writer itself may be here: a sink of the log destroyed the store.
-    const bool cannotJoin = process_ != getpid() || writer.get_id() == std::this_thread::get_id();
-    cannotJoin ? writer.detach() : writer.join();
+    const bool isElsewhere = process_ == getpid() && writer.get_id() != std::this_thread::get_id();
+    isElsewhere ? writer.join() : writer.detach();
   }
   if (process_ == getpid()) flush();
 }

@@ -1,4 +1,7 @@
 #include <gtest/gtest.h>
+#ifdef VANTREL_TEST_LIBPLIST
+#include <plist/plist.h>
+#endif
 
 #include <cstdio>
 #include <cstdlib>
@@ -175,15 +178,31 @@ TEST_F(PlistPeersTest, WeReadArchivesOfPython) {
   EXPECT_EQ(keyedarchive::unarchive(contents(), "Some Key Value"), ValueTree::list({5})) << "a set";
 }
 
-TEST_F(PlistPeersTest, LibplistReadsOurPropertyLists) {
-  const auto written = plist::write(ValueTree::dictionary({{"Ω", ValueTree::list({1, "ü€", true, 0.5})}}));
+#ifdef VANTREL_TEST_LIBPLIST
+TEST_F(PlistPeersTest, LibplistAndWeReadEachOther) {
+  const ValueTree value = ValueTree::dictionary({{"Ω", ValueTree::list({1, "ü€𝄞", true, 0.5})},
+                                                 {"data", Bytes::copyOf("data")},
+                                                 {"date", Date{978307200 + 86400}}});
+  const auto written = plist::write(value);
   ASSERT_TRUE(written);
-  put(*written);
-  if (std::system("plistutil --help > /dev/null 2>&1") != 0) GTEST_SKIP() << "plistutil is not installed";
-  const std::string command = "plistutil -f xml -i " + file_.string() + " -o " + file_.string() + ".xml";
-  ASSERT_EQ(std::system(command.c_str()), 0);
-  EXPECT_TRUE(python("assert plistlib.load(open(file + '.xml', 'rb')) == {'Ω': [1, 'ü€', True, 0.5]}\n"));
+  plist_t read = nullptr;
+  plist_from_bin(written->text().data(), static_cast<std::uint32_t>(written->size()), &read);
+  ASSERT_TRUE(read);
+  char* text = nullptr;
+  std::uint32_t length = 0;
+  plist_to_xml(read, &text, &length);
+  put(Bytes::copyOf(std::string_view(text, length)));
+  plist_to_xml_free(text);
+  EXPECT_TRUE(
+      python("assert plistlib.load(open(file, 'rb')) == {'Ω': [1, 'ü€𝄞', True, 0.5], 'data': b'data',"
+             " 'date': datetime.datetime(2001, 1, 2)}\n"));
+  char* binary = nullptr;
+  plist_to_bin(read, &binary, &length);
+  EXPECT_EQ(plist::parse(Bytes::copyOf(std::string_view(binary, length))), value);
+  plist_to_bin_free(binary);
+  plist_free(read);
 }
+#endif
 
 }  // namespace
 }  // namespace vantrel

@@ -67,11 +67,11 @@ bool makeFolders(const Path& folder) {
   return ::mkdir(folder.c_str(), 0700) == 0 || errno == EEXIST;
 }
 
-// True also where the file system knows no locks: better to write than to forget. Errno tells otherwise.
+// True also where the file system knows no locks (or none on folders): better to write than to forget.
 bool lock(const Descriptor& folder) {
   const auto end = std::chrono::steady_clock::now() + kPatience;
   while (::flock(folder.number(), LOCK_EX | LOCK_NB) != 0) {
-    if (errno == EOPNOTSUPP || errno == ENOSYS || errno == ENOLCK || errno == EINVAL) return true;
+    if (errno == EOPNOTSUPP || errno == ENOSYS || errno == ENOLCK || errno == EBADF) return true;
     if (errno != EINTR && errno != EWOULDBLOCK) return false;
     if (std::chrono::steady_clock::now() > end) return false;
     std::this_thread::sleep_for(std::chrono::milliseconds(2));
