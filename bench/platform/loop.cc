@@ -142,9 +142,17 @@ void BM_RoundTrip_asio(benchmark::State& state) {
 
 BENCHMARK(BM_Timer_vantrel)->Name("BM_Timer/vantrel")->Arg(0)->Arg(1000);
 BENCHMARK(BM_Timer_asio)->Name("BM_Timer/asio")->Arg(0)->Arg(1000);
-BENCHMARK(BM_Post_vantrel)->Name("BM_Post/vantrel")->UseManualTime()->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_Post_asio)->Name("BM_Post/asio")->UseManualTime()->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_RoundTrip_vantrel)->Name("BM_RoundTrip/vantrel")->UseRealTime();
-BENCHMARK(BM_RoundTrip_asio)->Name("BM_RoundTrip/asio")->UseRealTime();
+BENCHMARK(BM_Post_vantrel)
+    ->Name("BM_Post/vantrel")
+    ->MeasureProcessCPUTime()
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_Post_asio)
+    ->Name("BM_Post/asio")
+    ->MeasureProcessCPUTime()
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_RoundTrip_vantrel)->Name("BM_RoundTrip/vantrel")->MeasureProcessCPUTime()->UseRealTime();
+BENCHMARK(BM_RoundTrip_asio)->Name("BM_RoundTrip/asio")->MeasureProcessCPUTime()->UseRealTime();
 
 }  // namespace

@@ -183,6 +183,28 @@ TEST_F(RunLoopTest, TheDescriptorIsReadableExactlyWhileSomethingOtherThanTheCloc
   EXPECT_FALSE(readable(loop.pollDescriptor()));
 }
 
+TEST_F(RunLoopTest, ThePollDescriptorShowsWhatIsPostedAfterARunAndAroundNestedTurns) {
+  loop.runFor(0s);
+  loop.post(note("after the run"));
+  EXPECT_TRUE(readable(loop.pollDescriptor()));
+  loop.turn();
+  EXPECT_FALSE(readable(loop.pollDescriptor()));
+
+  const Pipe pipe;
+  pipe.fill();
+  ASSERT_TRUE(loop.watch(pipe.in(), RunLoop::Interest::Read, [&] { pipe.drain(); }));
+  loop.post([&] {
+    loop.turn();
+    pipe.fill();
+    loop.post(note("between"));
+  });
+  loop.turn();
+  EXPECT_TRUE(readable(loop.pollDescriptor()));
+  loop.turn();
+  EXPECT_FALSE(readable(loop.pollDescriptor()));
+  EXPECT_THAT(journal, ElementsAre("after the run", "between"));
+}
+
 TEST_F(RunLoopTest, AStopWithoutARunLeavesTheDescriptorQuietAndEndsTheNextRun) {
   loop.stop();
   loop.turn();

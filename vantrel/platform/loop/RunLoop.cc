@@ -87,12 +87,9 @@ class RunLoop::State {
     return runDescriptors() || tasks || timers;
   }
 
-  /// A host polls after this: what waits by now must show.
   bool turn() {
     const bool any = innerTurn();
-    const std::lock_guard lock(mutex_);
-    asleep_ = true;
-    if (tasksWait()) wake();
+    handOver();
     return any;
   }
 
@@ -108,9 +105,10 @@ class RunLoop::State {
   void runUntil(std::optional<std::chrono::steady_clock::time_point> end) {
     while (!takeStop()) {
       innerTurn();
-      if (end && std::chrono::steady_clock::now() >= *end) return;
+      if (end && std::chrono::steady_clock::now() >= *end) break;
       if (fallAsleep()) sleep(end);
     }
+    handOver();
   }
 
   void close() {
@@ -144,6 +142,13 @@ class RunLoop::State {
  private:
   bool tasksWait() const { return !posted_.empty() || head_ < taken_.size(); }
 
+  /// A host may poll from here on: what waits by now must show, and what comes later must wake.
+  void handOver() {
+    const std::lock_guard lock(mutex_);
+    asleep_ = true;
+    if (tasksWait()) wake();
+  }
+
   /// False when there is something to do; otherwise the next post or stop wakes the loop.
   bool fallAsleep() {
     const std::lock_guard lock(mutex_);
@@ -167,7 +172,8 @@ class RunLoop::State {
   void takePosted() {
     const std::lock_guard lock(mutex_);
     asleep_ = false;
-    if (std::exchange(woken_, false)) waiter_.clearWake();
+    if (std::exchange(woken_, false) && !wakeTaken_) waiter_.clearWake();
+    wakeTaken_ = false;
     if (head_ == taken_.size()) {
       taken_.clear();
       head_ = 0;
@@ -236,7 +242,7 @@ class RunLoop::State {
       const Duration left = *end - std::chrono::steady_clock::now();
       atMost = atMost ? std::min(*atMost, left) : left;
     }
-    waiter_.wait(atMost);
+    wakeTaken_ = waiter_.wait(atMost);
     wakeUps_.fetch_add(1, std::memory_order_relaxed);
   }
 
@@ -258,6 +264,7 @@ class RunLoop::State {
   std::vector<Task> taken_;
   std::size_t head_ = 0;
   std::uint64_t started_ = 0;
+  bool wakeTaken_ = false;  ///< a sleep has taken the wake already
   std::map<TimerId, Task> timers_;
   std::uint64_t serial_ = 0;
   std::unordered_map<int, Watch> watches_;

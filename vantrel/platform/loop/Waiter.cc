@@ -40,7 +40,8 @@ std::uint32_t eventsOf(RunLoop::Interest interest) {
 
 Waiter::Waiter() : poll_(epoll_create1(EPOLL_CLOEXEC)), event_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
   epoll_event event{};
-  event.events = EPOLLIN;
+  // By edges: a wait that reports the wake has taken it, so that it need not be read as well.
+  event.events = EPOLLIN | EPOLLET;
   event.data.u64 = kWakeToken;
   if (poll_ < 0 || event_ < 0 || epoll_ctl(poll_, EPOLL_CTL_ADD, event_, &event) != 0) {
     // Without descriptors no loop can keep its promises, and there is no caller to tell.
@@ -84,15 +85,19 @@ std::vector<std::uint64_t> Waiter::ready(std::size_t most) {
   const int count = epoll_wait(poll_, events.data(), static_cast<int>(events.size()), 0);
   std::vector<std::uint64_t> tokens;
   for (int i = 0; i < count; ++i) {
-    if (events[i].data.u64 != kWakeToken) tokens.push_back(events[i].data.u64);
+    if (events[i].data.u64 != kWakeToken) {
+      tokens.push_back(events[i].data.u64);
+    } else {
+      wake();  // not taken by looking here
+    }
   }
   return tokens;
 }
 
-void Waiter::wait(std::optional<Duration> atMost) {
+bool Waiter::wait(std::optional<Duration> atMost) {
   epoll_event event{};
   // Interrupted by a signal counts as woken: the loop looks again and sleeps on.
-  epoll_wait(poll_, &event, 1, milliseconds(atMost));
+  return epoll_wait(poll_, &event, 1, milliseconds(atMost)) == 1 && event.data.u64 == kWakeToken;
 }
 
 }  // namespace vantrel::platform::detail

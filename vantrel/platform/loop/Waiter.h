@@ -19,7 +19,8 @@ class Waiter {
   Waiter(const Waiter&) = delete;
   Waiter& operator=(const Waiter&) = delete;
 
-  /// Makes `descriptor()` readable and ends a `wait`, now or the next one, until `clearWake`.
+  /// Makes `descriptor()` readable and ends a `wait`, now or the next one, until that `wait` has reported it
+  /// or `clearWake`.
   void wake();
   void clearWake();
 
@@ -31,7 +32,8 @@ class Waiter {
   std::vector<std::uint64_t> ready(std::size_t most);
 
   /// Sleeps until woken, a descriptor is ready or the time is over; without a time for as long as it takes.
-  void wait(std::optional<Duration> atMost);
+  /// True when it has taken a wake.
+  bool wait(std::optional<Duration> atMost);
 
   /// Readable while `wait` would return at once for another reason than time.
   int descriptor() const { return poll_; }
