@@ -2,7 +2,6 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <cmath>
 #include <sstream>
 
 #include "apps/vantrel/Output.h"
@@ -121,7 +120,7 @@ Value<std::optional<double>> Command::secondsOption(const std::string& name, con
   auto value = std::make_shared<std::optional<double>>();
   const auto isLength = [](const std::string& text) -> std::string {
     double seconds = 0;
-    const bool read = CLI::detail::lexical_cast(text, seconds) && std::isfinite(seconds) && seconds >= 0;
+    const bool read = CLI::detail::lexical_cast(text, seconds) && seconds >= 0 && seconds <= 1e9;
     return read ? "" : "not a length of time in seconds: " + text;
   };
   valued(addOption(*app_, name, *value, help), "S")->check(isLength);

@@ -12,7 +12,7 @@
 namespace app {
 namespace {
 
-constexpr int kLeastTitle = 16;
+constexpr int kLeastTitle = 12;
 constexpr int kLeastBar = 10;
 constexpr int kWidestBar = 60;
 constexpr float kSilence = -48;  // decibels below which the meter shows nothing
@@ -45,7 +45,7 @@ std::string repeated(std::string_view text, int times) {
 }
 
 std::string styled(const std::string& text, const char* how, const LineStyle& style) {
-  return style.colours ? how + text + kPlain : text;
+  return style.colours && !text.empty() ? how + text + kPlain : text;
 }
 
 std::string bar(double fraction, int columns, const LineStyle& style) {

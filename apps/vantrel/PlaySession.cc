@@ -50,10 +50,10 @@ int PlaySession::run(const vantrel::MusicList& list) {
   const SignalWatch signals(kSignals, [this](int signal) { onSignal(signal); });
   events_ = vantrel::NotificationBus::shared().addForAll(
       [this](const vantrel::Notification& event) { onEvent(event); });
-  if (options_.seconds)
-    loop.at(loop.clock().now() + vantrel::durationOfSeconds(*options_.seconds), [this] { end(); });
   enterTerminal();
   start(list);
+  if (options_.seconds)
+    loop.at(loop.clock().now() + vantrel::durationOfSeconds(*options_.seconds), [this] { end(); });
   if (!ended_) loop.run();
   finish();
   const int status = finishOutput(anythingPlayed_ ? kDone : kFailed);
@@ -99,8 +99,8 @@ void PlaySession::finish() {
   if (hasPosition && player_->mState() != 0) player_->progressShow();
   player_->didStop();
   KWAudioPlayer::savePlayIndex();
-  player_->setMPlayer(nullptr);
   leaveTerminal();
+  player_->setMPlayer(nullptr);
   events_ = {};
   if (redraw_) redraw_->invalidate();
   if (!anythingPlayed_) message("nothing could be played");
@@ -201,7 +201,7 @@ void PlaySession::onSignal(int signal) {
       stopAsJob(signal);
       break;
     case SIGCONT:
-      leaveTerminal();
+      if (!inForeground()) leaveTerminal();
       enterTerminal();
       followState();
       break;

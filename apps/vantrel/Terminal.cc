@@ -71,13 +71,13 @@ int terminalColumns() {
 }
 
 void KeyInput::enter() {
-  if (entered_ || isatty(STDIN_FILENO) != 1 || !inForeground()) return;
-  if (tcgetattr(STDIN_FILENO, &earlier) != 0) return;
+  if (isatty(STDIN_FILENO) != 1 || !inForeground()) return;
+  if (!entered_ && tcgetattr(STDIN_FILENO, &earlier) != 0) return;
   termios single = earlier;
   single.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO);
   single.c_cc[VMIN] = 1;
   single.c_cc[VTIME] = 0;
-  if (tcsetattr(STDIN_FILENO, TCSANOW, &single) != 0) return;
+  if (tcsetattr(STDIN_FILENO, TCSANOW, &single) != 0 || entered_) return;
   entered_ = true;
   vantrel::RunLoop::main().watch(STDIN_FILENO, vantrel::RunLoop::Interest::Read, [this] { readKeys(); });
 }

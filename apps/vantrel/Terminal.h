@@ -31,6 +31,7 @@ class KeyInput {
   KeyInput(const KeyInput&) = delete;
   KeyInput& operator=(const KeyInput&) = delete;
 
+  /// Entering again sets the terminal again, for a shell may have changed it while the program was stopped.
   void enter();
 
   /// Gives the terminal back as it was.

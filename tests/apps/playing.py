@@ -114,7 +114,7 @@ class Running:
             else:
                 return self.screen[start:].decode(errors="replace")
             left = deadline - time.monotonic()
-            self.test.assertGreater(left, 0, f"{wanted} did not appear on {self.screen!r}")
+            self.test.assertGreater(left, 0, f"{wanted} did not appear on ...{self.screen[-500:]!r}")
             if select.select([self.terminal], [], [], left)[0]:
                 self.screen += os.read(self.terminal, 65536)
 

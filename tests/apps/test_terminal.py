@@ -109,12 +109,12 @@ class Modes(PlayTest):
         self.assert_restored(program)
 
     def test_a_shell_can_stop_it_and_bring_it_back(self):
-        script = 'set -m; "$@"; echo "stopped $?"; stty -a | grep -o " .icanon"; fg; echo "ended $?"'
+        script = 'set -m; "$@"; echo "stopped $? canonical $(stty -a | grep -c " icanon")"; fg; echo "ended $?"'
         path = self.tone("a.wav", 60)
         program = self.start(path, on_terminal=True, wrapped_by=["bash", "-c", script, "bash"])
         program.see("▶", "00:01")
         program.press("\x1a")
-        program.see("⏸", "stopped 148", " icanon")
+        program.see("⏸", "stopped 148 canonical 1")
         program.see("▶", "00:02")
         program.press("q")
         program.see("ended 0")
