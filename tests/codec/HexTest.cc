@@ -87,11 +87,16 @@ TEST(DataToHex, AgreesWithPrintfForEveryByteInBothOperations) {
   }
 }
 
+std::vector<simd::Target> targetsThatRun() {
+  std::vector<simd::Target> targets(simd::kTargets.begin(), simd::kTargets.end());
+  std::erase_if(targets, [](simd::Target target) { return !simd::runs(target); });
+  return targets;
+}
+
 /// Every path that this machine has.
 class HexOnTarget : public ::testing::TestWithParam<simd::Target> {
  protected:
   void SetUp() override {
-    if (!simd::runs(GetParam())) GTEST_SKIP() << "not on this processor";
     limit_.emplace(GetParam());
     ASSERT_EQ(simd::current(), GetParam());
   }
@@ -104,7 +109,7 @@ class HexOnTarget : public ::testing::TestWithParam<simd::Target> {
   std::optional<simd::ScopedTargetLimit> limit_;
 };
 
-INSTANTIATE_TEST_SUITE_P(Targets, HexOnTarget, ::testing::ValuesIn(simd::kTargets),
+INSTANTIATE_TEST_SUITE_P(Targets, HexOnTarget, ::testing::ValuesIn(targetsThatRun()),
                          [](const auto& tested) { return simd::nameOf(tested.param); });
 
 TEST_P(HexOnTarget, ReadsEveryPairOfCharactersLikeStrtol) {

@@ -37,8 +37,9 @@
 #include "hwy/detect_targets.h"
 
 // Highway 1.0 counts AVX-VNNI, the short-vector form of dot products, to its AVX3_DL, and many processors
-// with all of the rest lack it. Taken out of what the compiler may use, it need not be asked for at run time.
-#if HWY_ARCH_X86
+// with all of the rest lack it. Taken out of what the compiler may use, it need not be asked for at run time;
+// where the whole build is for processors that have it, it stays.
+#if HWY_ARCH_X86 && !defined(__AVXVNNI__)
 #undef HWY_PUSH_ATTRIBUTES
 #if HWY_COMPILER_CLANG
 #define HWY_PUSH_ATTRIBUTES(targets) \
