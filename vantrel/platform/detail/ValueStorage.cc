@@ -87,6 +87,12 @@ void Container::indexLast() {
 }
 
 void Container::rebuildIndex() {
+  createIndex();
+  if (index == nullptr) return;
+  for (std::size_t i = 0; i < size; ++i) *slot(members()[i].key()) = i + 1;
+}
+
+void Container::createIndex() {
   if (arena == nullptr) ::operator delete(index);
   index = nullptr;
   if (size <= kUnindexed) return;
@@ -94,7 +100,39 @@ void Container::rebuildIndex() {
   const std::size_t bytes = sizeof(KeyIndex) + slots * sizeof(std::size_t);
   index = new (arena != nullptr ? arena->allocate(bytes) : ::operator new(bytes)) KeyIndex{slots - 1};
   std::fill_n(index->slots(), slots, std::size_t{0});
-  for (std::size_t i = 0; i < size; ++i) *slot(members()[i].key()) = i + 1;
+}
+
+bool Container::mayHoldEqualKeys() noexcept {
+  std::uint64_t seen = 0;
+  for (std::size_t i = 0; i < size; ++i) {
+    const std::string_view key = members()[i].key();
+    const std::size_t first = key.empty() ? 0 : static_cast<unsigned char>(key.front());
+    const std::size_t last = key.empty() ? 0 : static_cast<unsigned char>(key.back());
+    const std::uint64_t bit = std::uint64_t{1} << ((first * 7 + last * 3 + key.size() * 11) & 63);
+    if ((seen & bit) != 0) return true;
+    seen |= bit;
+  }
+  return false;
+}
+
+void Container::mergeEqualKeys() {
+  if (size <= kUnindexed && !mayHoldEqualKeys()) return;
+  createIndex();
+  const std::size_t count = std::exchange(size, 0);
+  for (std::size_t i = 0; i < count; ++i) {
+    ValueTree::Member& member = members()[i];
+    std::size_t* const entry = index != nullptr ? slot(member.key()) : nullptr;
+    const std::size_t earlier = entry != nullptr ? *entry - 1 : position(member.key());
+    // Nothing in an arena is counted, so values are moved byte by byte.
+    if (earlier != kNone) {
+      std::memcpy(static_cast<void*>(&ValueAccess::value(members()[earlier])), &member.value(),
+                  sizeof(ValueTree));
+    } else {
+      if (size != i) std::memcpy(static_cast<void*>(&members()[size]), &member, sizeof member);
+      ++size;
+      if (entry != nullptr) *entry = size;
+    }
+  }
 }
 
 void Container::free() noexcept {

@@ -102,10 +102,17 @@ struct Container : Block {
   void indexLast();
   void rebuildIndex();
 
+  /// For members of an arena that were laid down unchecked: of equal keys, the first place and the last value
+  /// stay. Indexes them too.
+  void mergeEqualKeys();
+
   /// Frees the head and the room behind it, but nothing that the values in it refer to.
   void free() noexcept;
 
  private:
+  void createIndex();
+  bool mayHoldEqualKeys() noexcept;
+
   /// Where the index has `key`, or the free slot where it belongs.
   std::size_t* slot(std::string_view key) noexcept;
 };
@@ -121,6 +128,7 @@ struct ValueAccess {
   static Container* container(const ValueTree& value) noexcept {
     return value.isShared() ? static_cast<Container*>(value.cell_.value.block) : nullptr;
   }
+  static bool isShared(const ValueTree& value) noexcept { return value.isShared(); }
   static ValueTree& value(Member& member) noexcept { return member.value_; }
 
   /// A value whose contents are in `block` (null for an empty container); takes over one count.
@@ -129,6 +137,13 @@ struct ValueAccess {
     if (block == nullptr) return value;
     value.cell_.tag = ValueTree::kShared;
     value.cell_.value.block = block;
+    return value;
+  }
+  /// A string of at most `kInlineText` bytes, of which that many can be read from `text` on.
+  static ValueTree shortText(const char* text, std::size_t length) noexcept {
+    ValueTree value(Kind::String);
+    value.cell_.tag = static_cast<std::uint8_t>(length);
+    std::memcpy(inlineText(value), text, kInlineText);  // a fixed size costs two moves
     return value;
   }
   /// A string of at most `kInlineText` bytes.

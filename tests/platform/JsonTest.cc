@@ -1,0 +1,273 @@
+#include "vantrel/platform/data/Json.h"
+
+#include <gtest/gtest.h>
+
+#include <bit>
+#include <cmath>
+#include <limits>
+#include <nlohmann/json.hpp>
+#include <random>
+#include <string>
+
+namespace vantrel {
+namespace {
+
+using Kind = ValueTree::Kind;
+
+std::string repeated(std::string_view text, std::size_t count) {
+  std::string all;
+  for (std::size_t i = 0; i < count; ++i) all += text;
+  return all;
+}
+
+TEST(Json, ReadsEveryKindOfValue) {
+  const auto value = json::parse(
+      " {\"n\":null,\"t\":true,\"f\":false,\"i\":-12,\"d\":0.5,\"s\":\"x\",\"l\":[1,[],{}],\"o\":{\"a\":1}}"
+      "\r\n\t");
+  ASSERT_TRUE(value);
+  EXPECT_EQ(*value,
+            ValueTree::dictionary({{"n", nullptr},
+                                   {"t", true},
+                                   {"f", false},
+                                   {"i", -12},
+                                   {"d", 0.5},
+                                   {"s", "x"},
+                                   {"l", ValueTree::list({1, ValueTree::list(), ValueTree::dictionary()})},
+                                   {"o", ValueTree::dictionary({{"a", 1}})}}));
+  EXPECT_EQ(value->members()[3].key(), "i");
+}
+
+TEST(Json, KeepsEachNumberAsWhatItWasReadAs) {
+  const struct {
+    const char* text;
+    Kind kind;
+    ValueTree value;
+  } cases[] = {
+      {"0", Kind::Integer, 0},
+      {"-0", Kind::Floating, -0.0},
+      {"9223372036854775807", Kind::Integer, std::numeric_limits<std::int64_t>::max()},
+      {"-9223372036854775808", Kind::Integer, std::numeric_limits<std::int64_t>::min()},
+      {"9223372036854775808", Kind::Integer, 9223372036854775808u},
+      {"18446744073709551615", Kind::Integer, std::numeric_limits<std::uint64_t>::max()},
+      {"18446744073709551616", Kind::Floating, 18446744073709551616.0},
+      {"-9223372036854775809", Kind::Floating, -9223372036854775808.0},
+      {"1.0", Kind::Floating, 1.0},
+      {"1e2", Kind::Floating, 100.0},
+      {"0.1", Kind::Floating, 0.1},
+      {"123456.789", Kind::Floating, 123456.789},
+      {"2.2250738585072011e-308", Kind::Floating, 2.2250738585072011e-308},
+      {"5e-324", Kind::Floating, 5e-324},
+      {"9007199254740993.0", Kind::Floating, 9007199254740992.0},
+      {"1.7976931348623157e308", Kind::Floating, 1.7976931348623157e308},
+      {"1e-400", Kind::Floating, 0.0},
+      {"-0.0000001e-999999999999", Kind::Floating, -0.0},
+  };
+  for (const auto& [text, kind, expected] : cases) {
+    const auto value = json::parse(text);
+    ASSERT_TRUE(value) << text;
+    EXPECT_EQ(value->kind(), kind) << text;
+    EXPECT_EQ(*value, expected) << text;
+  }
+}
+
+TEST(Json, ReadsEscapesAndText) {
+  const struct {
+    std::string_view text;
+    std::string_view value;
+  } cases[] = {
+      {R"("")", ""},
+      {R"("\"\\\/\b\f\n\r\t")", "\"\\/\b\f\n\r\t"},
+      {R"("\u00e4\u20AC")", "ä€"},
+      {R"("\ud83d\ude00")", "\U0001F600"},
+      {R"("a\u0000b")", std::string_view("a\0b", 3)},
+      {"\"ä€\U0001F600\x7f\"", "ä€\U0001F600\x7f"},
+      {R"("fourteen bytes")", "fourteen bytes"},
+      {R"("fifteen bytes..")", "fifteen bytes.."},
+  };
+  for (const auto& [text, expected] : cases) {
+    const auto value = json::parse(text);
+    ASSERT_TRUE(value) << text;
+    EXPECT_EQ(value->asString(), expected) << text;
+  }
+}
+
+TEST(Json, IsAbsentForWhatIsNoJson) {
+  const std::string_view cases[] = {"",
+                                    " ",
+                                    "abc",
+                                    "[1,]",
+                                    "{\"a\":1,}",
+                                    "{\"a\"}",
+                                    "{a:1}",
+                                    "[1 2]",
+                                    "1 2",
+                                    "[] x",
+                                    "[",
+                                    "\"",
+                                    "\"\\x\"",
+                                    "\"\n\"",
+                                    "01",
+                                    "-",
+                                    "1.",
+                                    ".5",
+                                    "1e",
+                                    "+1",
+                                    "NaN",
+                                    "Infinity",
+                                    "nul",
+                                    "1e400",
+                                    "-1e309",
+                                    "// c\n1",
+                                    "\xef\xbb\xbf"
+                                    "1",
+                                    "\"\xc0\xaf\"",
+                                    "\"\xed\xa0\x80\"",
+                                    "\"\xf4\x90\x80\x80\"",
+                                    "\"\xe2\x82\"",
+                                    "\"\x80\"",
+                                    R"("\ud800")",
+                                    R"("\udc00")",
+                                    R"("\ud800\u0041")",
+                                    R"("\uDFFF")",
+                                    R"("\u12G4")",
+                                    std::string_view("1\0", 2),
+                                    std::string_view("[1]\0[2]", 7),
+                                    std::string_view("\"a\0b\"", 5)};
+  for (const std::string_view text : cases) EXPECT_FALSE(json::parse(text)) << text;
+  EXPECT_FALSE(json::parse(repeated("9", 400)));
+}
+
+TEST(Json, OfEqualKeysTheLastOneCounts) {
+  const auto few = json::parse(R"({"a":1,"b":2,"a":3,"a":[4]})");
+  ASSERT_TRUE(few);
+  EXPECT_EQ(*few, ValueTree::dictionary({{"b", 2}, {"a", ValueTree::list({4})}}));
+  EXPECT_EQ(few->members()[0].key(), "a");
+
+  const std::size_t count = 1'000'000;
+  const auto equal = json::parse("{" + repeated("\"k\":1,", count) + "\"k\":2}");
+  ASSERT_TRUE(equal);
+  EXPECT_EQ(*equal, ValueTree::dictionary({{"k", 2}}));
+}
+
+TEST(Json, FindsAMillionDistinctKeys) {
+  std::string text = "{";
+  for (int i = 0; i < 1'000'000; ++i) text += "\"key" + std::to_string(i) + "\":" + std::to_string(i) + ",";
+  text.back() = '}';
+  const auto value = json::parse(text);
+  ASSERT_TRUE(value);
+  ASSERT_EQ(value->size(), 1'000'000u);
+  for (int i = 0; i < 1'000'000; i += 997) EXPECT_EQ((*value)["key" + std::to_string(i)], ValueTree(i));
+  EXPECT_EQ(value->find("key1000000"), nullptr);
+}
+
+TEST(Json, TakesNestingUpToTheBoundInBothDirections) {
+  const std::size_t bound = json::kMaxDepth;
+  const auto deepest = json::parse(repeated("[", bound) + repeated("]", bound));
+  ASSERT_TRUE(deepest);
+  EXPECT_TRUE(json::writePretty(*deepest));
+  EXPECT_FALSE(json::writePretty(ValueTree::list({*deepest})));
+  EXPECT_FALSE(json::parse(repeated("[", bound + 1) + repeated("]", bound + 1)));
+  EXPECT_FALSE(json::parse(repeated("[", 100'000) + repeated("]", 100'000)));
+  EXPECT_FALSE(json::parse(repeated("{\"a\":", 100'000)));
+  ValueTree tall;
+  for (int i = 0; i < 100'000; ++i) tall = ValueTree::list({tall});
+  EXPECT_FALSE(json::writeCompact(tall));
+}
+
+TEST(Json, WritesOneMemberALine) {
+  const auto value = ValueTree::dictionary({{"a", ValueTree::list({1, 2.0})},
+                                            {"e", ValueTree::list()},
+                                            {"o", ValueTree::dictionary({{"x", nullptr}})}});
+  EXPECT_EQ(
+      json::writePretty(value),
+      "{\n    \"a\": [\n        1,\n        2.0\n    ],\n    \"e\": [],\n    \"o\": {\n        \"x\": null\n"
+      "    }\n}");
+  EXPECT_EQ(json::writeCompact(value), R"({"a":[1,2.0],"e":[],"o":{"x":null}})");
+  EXPECT_EQ(json::writeCompact("q\" b\\ n\n c\x01 d\x1f e\x7f ä"), R"("q\" b\\ n\n c\u0001 d\u001f e)"
+                                                                   "\x7f ä\"");
+}
+
+TEST(Json, WritesNothingForWhatJsonCannotHold) {
+  const ValueTree cases[] = {std::nan(""),
+                             std::numeric_limits<double>::infinity(),
+                             Date{1},
+                             Bytes(),
+                             "\xff",
+                             repeated("a", 4095) + "\xc3",
+                             ValueTree::dictionary({{"\xc3", 1}})};
+  for (const ValueTree& value : cases) {
+    EXPECT_FALSE(json::writePretty(value));
+    EXPECT_FALSE(json::writeCompact(ValueTree::list({value})));
+  }
+  // A character that lies across the writer's strides is no damage.
+  const ValueTree across(repeated("a", 4095) + "ä");
+  EXPECT_EQ(json::parse(*json::writePretty(across)), across);
+}
+
+TEST(Json, DoublesSurviveARoundTrip) {
+  std::mt19937_64 random(1);
+  for (int i = 0; i < 20'000; ++i) {
+    const double number = std::bit_cast<double>(random());
+    if (!std::isfinite(number)) continue;
+    const auto text = json::writeCompact(number);
+    ASSERT_TRUE(text);
+    const auto back = json::parse(*text);
+    ASSERT_TRUE(back) << *text;
+    ASSERT_EQ(back->kind(), Kind::Floating) << *text;
+    ASSERT_EQ(std::bit_cast<std::uint64_t>(*back->asDouble()), std::bit_cast<std::uint64_t>(number)) << *text;
+    ASSERT_EQ(nlohmann::json::parse(*text).get<double>(), number) << *text;
+  }
+}
+
+/// A text that is valid more often than not: pieces of JSON, with an occasional byte changed.
+std::string randomText(std::mt19937& random, int depth) {
+  static const char* const scalars[] = {
+      "1",     "-2.5e3",      "true",    "null", "\"\"", "\"k\"", "\"\\u00e9 and more than that\"",
+      "1e308", "12345678901", "\"\\\"\""};
+  const auto pick = [&](unsigned bound) { return random() % bound; };
+  if (depth == 0 || pick(3) == 0) return scalars[pick(std::size(scalars))];
+  const bool isDictionary = pick(2) == 0;
+  std::string text = isDictionary ? "{" : "[";
+  for (unsigned i = 0, count = pick(5); i < count; ++i) {
+    if (i != 0) text += ", ";
+    if (isDictionary) text += "\"k" + std::to_string(pick(4)) + "\" :";
+    text += randomText(random, depth - 1);
+  }
+  text += isDictionary ? '}' : ']';
+  if (pick(30) == 0) text[pick(static_cast<unsigned>(text.size()))] = "x,:\"0]}\\"[pick(8)];
+  return text;
+}
+
+TEST(Json, AgreesWithAnotherImplementation) {
+  std::mt19937 random(7);
+  int accepted = 0;
+  for (int i = 0; i < 5'000; ++i) {
+    const std::string text = randomText(random, 4);
+    const auto theirs = nlohmann::json::parse(text, nullptr, false);
+    const auto ours = json::parse(text);
+    ASSERT_EQ(ours.has_value(), !theirs.is_discarded()) << text;
+    if (!ours) continue;
+    ++accepted;
+    ASSERT_EQ(nlohmann::json::parse(*json::writePretty(*ours)), theirs) << text;
+    ASSERT_EQ(nlohmann::json::parse(*json::writeCompact(*ours)), theirs) << text;
+  }
+  EXPECT_GT(accepted, 1'000);
+}
+
+TEST(Json, APartOutlivesAndNeverChangesItsDocument) {
+  auto document = json::parse(R"({"part":{"text":"longer than what lies inside","list":[1,2]}})");
+  ASSERT_TRUE(document);
+  ValueTree part = (*document)["part"];
+  ValueTree text = part["text"];
+  ValueTree changed = part;
+  changed.set("list", 5);
+  EXPECT_EQ((*document)["part"]["list"], ValueTree::list({1, 2}));
+  document.reset();
+  EXPECT_EQ(part["list"].size(), 2u);
+  part = ValueTree();
+  changed = ValueTree();
+  EXPECT_EQ(text, ValueTree("longer than what lies inside"));
+}
+
+}  // namespace
+}  // namespace vantrel
