@@ -85,8 +85,9 @@ std::vector<std::uint64_t> Waiter::ready(std::size_t most) {
   const int count = epoll_wait(poll_, events.data(), static_cast<int>(events.size()), 0);
   std::vector<std::uint64_t> tokens;
   for (int i = 0; i < count; ++i) {
-    if (events[i].data.u64 != kWakeToken) {
-      tokens.push_back(events[i].data.u64);
+    const std::uint64_t token = events[i].data.u64;  // a copy: the event is packed
+    if (token != kWakeToken) {
+      tokens.push_back(token);
     } else {
       wake();  // not taken by looking here
     }
