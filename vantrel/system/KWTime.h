@@ -27,7 +27,8 @@ namespace vantrel {
 /// Daylight saving, reading local times: a local time that a change of the clock skips names no moment and
 /// does not parse; one that occurs twice is the later of the two moments (the one after the change).
 ///
-/// Threads: any; nothing is shared. As everywhere, TZ must not be changed while another thread reads it.
+/// Threads: any; what is remembered of the zone is shared without a lock. As everywhere, TZ must not be
+/// changed while another thread reads it.
 class VANTREL_EXPORT KWTime {
  public:
   /// Year, month, day, hour, minute, second.
