@@ -90,7 +90,7 @@ TEST(KeyedArchive, HasThePlatformsLayout) {
 TEST(KeyedArchive, RefusesWhatAnArchiveCannotHold) {
   EXPECT_FALSE(keyedarchive::archive("\xff", kKey));
   EXPECT_FALSE(keyedarchive::archive(1, "\xff"));
-  ValueTree deep = ValueTree::list();
+  ValueTree deep = ValueTree::list({Date{1}, Bytes::copyOf("data"), "$null", nullptr});
   for (int level = 1; level < 512; ++level) deep = ValueTree::list({deep});
   const auto deepest = keyedarchive::archive(deep, kKey);
   ASSERT_TRUE(deepest);

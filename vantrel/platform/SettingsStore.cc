@@ -66,9 +66,12 @@ class SettingsStore::State : public std::enable_shared_from_this<State> {
   /// Writes what is pending and ends the writer; a later change starts it again.
   void finish();
 
- private:
+  /// Whether this is the copy in a fork, where the writer is missing and may seem to wait for ever.
+  bool isForked() const { return process_ != getpid(); }
+
   class AtExit;
 
+ private:
   struct Change {
     std::optional<ValueTree> value;  // absent: removed
     std::uint64_t serial;
@@ -112,6 +115,12 @@ class SettingsStore::State::AtExit {
     states_.push_back(state);
   }
 
+  /// Keeps what a fork must not destroy, as its parts would wait for a thread that is not there.
+  void abandon(std::shared_ptr<State> state) {
+    const std::lock_guard lock(mutex_);
+    abandoned_.push_back(std::move(state));
+  }
+
   /// Whether no thread of ours would get to write any more.
   bool begun() const { return begun_; }
 
@@ -130,6 +139,7 @@ class SettingsStore::State::AtExit {
 
   std::mutex mutex_;
   std::vector<std::weak_ptr<State>> states_;
+  std::vector<std::shared_ptr<State>> abandoned_;
   bool installed_ = false;
   std::atomic<bool> begun_ = false;
 };
@@ -237,7 +247,7 @@ bool SettingsStore::State::flush(Lines& lines) {
 }
 
 void SettingsStore::State::startWriter() {
-  if (writerRuns_ || process_ != getpid()) return;
+  if (writerRuns_) return;
   if (writer_.joinable()) writer_.join();  // it has nothing left to do but return
   stopping_ = false;
   try {
@@ -262,6 +272,7 @@ void SettingsStore::State::runWriter() {
 }
 
 void SettingsStore::State::finish() {
+  if (isForked()) return;
   std::thread writer;
   {
     const std::lock_guard lock(mutex_);
@@ -270,16 +281,18 @@ void SettingsStore::State::finish() {
   }
   wake_.notify_all();
   if (writer.joinable()) {
-    // A fork has no writer, and the writer itself may be here: a sink of the log destroyed the store.
-    const bool isElsewhere = process_ == getpid() && writer.get_id() != std::this_thread::get_id();
-    isElsewhere ? writer.join() : writer.detach();
+    // The writer itself may be here: a sink of the log destroyed the store.
+    writer.get_id() == std::this_thread::get_id() ? writer.detach() : writer.join();
   }
-  if (process_ == getpid()) flush();
+  flush();
 }
 
 SettingsStore::SettingsStore(std::filesystem::path file) : state_(std::make_shared<State>(std::move(file))) {}
 
-SettingsStore::~SettingsStore() { state_->finish(); }
+SettingsStore::~SettingsStore() {
+  state_->finish();
+  if (state_->isForked()) State::AtExit::shared().abandon(std::move(state_));
+}
 
 std::filesystem::path SettingsStore::fileOfApplication(std::string_view applicationName) {
   std::string name(applicationName);

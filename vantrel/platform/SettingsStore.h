@@ -26,8 +26,8 @@ namespace vantrel {
 /// file that it leads to is replaced. Nothing is touched, and no thread runs, before the first reading or
 /// change.
 ///
-/// Threads: every operation from any thread. In a fork of the process a store made before it writes nothing
-/// by itself, but `synchronize` works.
+/// Threads: every operation from any thread. A fork of the process may destroy a store made before it, and
+/// exit, which writes nothing; to use settings it makes a store of its own.
 class VANTREL_EXPORT SettingsStore {
  public:
   /// A store over this file; folders are created with the first write.

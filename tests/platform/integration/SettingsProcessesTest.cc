@@ -8,6 +8,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <functional>
+#include <memory>
 #include <random>
 #include <string>
 #include <thread>
@@ -176,17 +177,19 @@ TEST_F(SettingsProcessesTest, ANormalExitWritesWhatIsPendingWherever) {
   unsetenv("XDG_CONFIG_HOME");
 }
 
-TEST_F(SettingsProcessesTest, AForkThatExitsNeitherHangsNorWritesForItsParent) {
-  SettingsStore store(file_);
-  store.setObject_forKey("of the parent", "key");
+TEST_F(SettingsProcessesTest, AForkMayDestroyTheStoreAndExit) {
+  auto store = std::make_unique<SettingsStore>(file_);
+  store->setObject_forKey("of the parent", "key");
   const pid_t child = fork();
   if (child == 0) {
-    store.setObject_forKey("of the child", "key");
+    store.reset();
+    SettingsStore(file_).setObject_forKey("of the child", "other key");
     std::exit(0);
   }
   EXPECT_TRUE(endedWell(child));
-  EXPECT_TRUE(store.synchronize());
-  EXPECT_EQ(SettingsStore(file_).objectForKey("key"), ValueTree("of the parent"));
+  EXPECT_TRUE(store->synchronize());
+  EXPECT_EQ(SettingsStore(file_).all(),
+            ValueTree::dictionary({{"key", "of the parent"}, {"other key", "of the child"}}));
 }
 
 }  // namespace

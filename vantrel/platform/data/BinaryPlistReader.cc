@@ -237,7 +237,8 @@ const TreeBuilder::Built* TreeBuilder::build(std::uint64_t number, std::size_t b
     const std::optional<Object> object = table_.read(number);
     if (!object) return nullptr;
     const bool container = object->type == Object::Type::List || object->type == Object::Type::Dictionary;
-    if (container && below >= kMaxLevels) return nullptr;  // before it can recurse
+    // Before it can recurse much further; what is a leaf in spite of its form may stand one deeper.
+    if (container && below > kMaxLevels) return nullptr;
     if (!make(*object, below, place)) return nullptr;
     place.state = Built::State::Done;
   }

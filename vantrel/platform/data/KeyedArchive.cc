@@ -82,7 +82,7 @@ class ArchiveReader final : public plist::detail::TreeBuilder {
       if (object.leaf.asString() != kNull) place.value = object.leaf;
       return true;
     }
-    if (object.type != Object::Type::Dictionary) return false;
+    if (object.type != Object::Type::Dictionary || leafOnly_) return false;
     return makeInstance(className(follow(entry(object, "$class"))), object, below, place);
   }
 
@@ -152,7 +152,9 @@ class ArchiveReader final : public plist::detail::TreeBuilder {
                 Built& place) {
     std::uint64_t number = entry(object, key);
     if (table_.uid(number)) number = follow(number);
-    const Built* leaf = build(number, below + 1);
+    leafOnly_ = true;  // an instance here could lead on to another, and so on past the stack's end
+    const Built* leaf = build(number, below);
+    leafOnly_ = false;
     if (!leaf) return false;
     place.value = leaf->value;
     // As the text of a string, "$null" is a text like any other.
@@ -161,6 +163,7 @@ class ArchiveReader final : public plist::detail::TreeBuilder {
   }
 
   std::optional<Object> objects_;
+  bool leafOnly_ = false;
   std::unordered_map<std::uint64_t, std::string_view> classes_;  // names by the number of the class object
 };
 
