@@ -103,13 +103,19 @@ void PlaySession::finish() {
   player_->setMPlayer(nullptr);
   events_ = {};
   if (redraw_) redraw_->invalidate();
-  if (!anythingPlayed_) message("nothing could be played");
+  if (!anythingPlayed_ && !outputLost_) message("nothing could be played");
   if (!vantrel::Host::current().settings->synchronize()) message("cannot write the settings");
 }
 
 void PlaySession::end() {
   ended_ = true;
   RunLoop::main().stop();
+}
+
+/// Without anyone to read what it prints the program ends; nobody needs to be told.
+void PlaySession::loseOutput() {
+  outputLost_ = true;
+  end();
 }
 
 void PlaySession::onEvent(const vantrel::Notification& event) {
@@ -129,7 +135,7 @@ void PlaySession::printEvent(const vantrel::Notification& event) {
   if (!options_.json && event.name == "KW_UPDATE" && player_ != nullptr)
     line += " " + std::to_string(player_->play_index() + 1) + "/" + std::to_string(player_->sonyCount()) +
             " " + printable(titleOf(*player_));
-  if (!writeLine(line) || !flushOutput()) end();
+  if (!writeLine(line) || !flushOutput()) loseOutput();
 }
 
 /// A track that cannot be opened counts as started, and the player passes over it a second later, from the
@@ -284,7 +290,7 @@ void PlaySession::draw() {
   playing.end = timeText(end);
   playing.fraction = end > 0 ? now / end : 0;
   const LineStyle style{terminalColumns(), unicode_, stylesWanted()};
-  if (!write("\r" + liveLine(playing, style) + "\033[K") || !flushOutput()) this->end();
+  if (!write("\r" + liveLine(playing, style) + "\033[K") || !flushOutput()) loseOutput();
 }
 
 /// A message in place of the live line, which is drawn again below it.

@@ -46,6 +46,7 @@ class PlaySession {
   void start(const vantrel::MusicList& list);
   void finish();
   void end();
+  void loseOutput();
 
   void onEvent(const vantrel::Notification& event);
   void printEvent(const vantrel::Notification& event);
@@ -76,6 +77,7 @@ class PlaySession {
   bool drawing_ = false;  // the live line is ours to draw: the program is in the foreground
 
   bool ended_ = false;
+  bool outputLost_ = false;
   bool anythingPlayed_ = false;
   bool entryOpened_ = false;           // the current entry could be opened
   std::set<std::int64_t> unplayable_;  // entries passed over since one last played
