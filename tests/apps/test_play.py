@@ -110,6 +110,11 @@ class Events(PlayTest):
         updates = [line for line in self.text("play", os.path.join(self.home, "m")).splitlines() if "UPDATE" in line]
         self.assertEqual(updates, ["KW_UPDATE 1/3 a.wav", "KW_UPDATE 2/3 b.wav", "KW_UPDATE 3/3 2.wav"])
 
+    def test_a_name_in_brackets_is_a_name(self):
+        self.tone("[a,b]/c.wav", 0.3)
+        done = subprocess.run([PROGRAM, "play", "[a,b]"], capture_output=True, cwd=self.home, env=self.environment)
+        self.assertIn(b"KW_UPDATE 1/1 c.wav", done.stdout)
+
     def test_a_reader_that_goes_away_ends_it_quietly_with_1(self):
         process = subprocess.Popen(
             [PROGRAM, "play", "--json", self.tone("a.wav", 30)],

@@ -121,6 +121,13 @@ class Modes(PlayTest):
         program.wait()
 
 
+def watches_threads():
+    """Whether the program is built with ThreadSanitizer, whose own thread wakes up ten times a second."""
+    with open(PROGRAM, "rb") as program:
+        return b"__tsan_init" in program.read()
+
+
+@unittest.skipIf(watches_threads(), "ThreadSanitizer itself wakes up")
 class Wakefulness(PlayTest):
     def switches(self, process):
         """How often the threads of a process have slept and woken."""
