@@ -137,6 +137,16 @@ TEST(Json, IsAbsentForWhatIsNoJson) {
   EXPECT_FALSE(json::parse(repeated("9", 400)));
 }
 
+TEST(Json, RefusesControlCharactersInStringsWhereverTheyStand) {
+  for (char control = 0; control < 0x20; ++control) {
+    for (std::size_t place = 0; place < 40; ++place) {
+      std::string text = '"' + std::string(40, 'a') + '"';
+      text[1 + place] = control;
+      EXPECT_FALSE(json::parse(text)) << static_cast<int>(control) << " at " << place;
+    }
+  }
+}
+
 TEST(Json, OfEqualKeysTheLastOneCounts) {
   const auto few = json::parse(R"({"a":1,"b":2,"a":3,"a":[4]})");
   ASSERT_TRUE(few);

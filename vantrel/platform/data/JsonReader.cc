@@ -2,6 +2,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstring>
+#include <limits>
 #include <memory>
 
 #include "vantrel/platform/data/Json.h"
@@ -179,15 +180,21 @@ class Builder {
   const bool checksStrings_;
 };
 
+/// JSON has these nowhere, and the reader's wide comparisons in strings let some of them (0x1a to 0x1f) pass.
+bool hasForbiddenControls(std::string_view text) {
+  unsigned found = 0;
+  for (const char character : text) found |= static_cast<unsigned char>(character - 0x1a) < 6 ? 1 : 0;
+  return found != 0;
+}
+
 /// Room behind the text: its end mark, and what the reader's and our own wide loads may touch.
 constexpr std::size_t kPadding = 32;
 
 }  // namespace
 
 std::optional<ValueTree> parse(std::string_view text) {
-  if (text.size() > std::numeric_limits<std::uint32_t>::max() || !platform::detail::isUtf8(text)) {
-    return std::nullopt;
-  }
+  if (text.size() > std::numeric_limits<std::uint32_t>::max()) return std::nullopt;
+  if (!platform::detail::isUtf8(text) || hasForbiddenControls(text)) return std::nullopt;
   // Values take about as much room again as the text; what goes past this comes in further chunks.
   Arena* const arena = Arena::create(text.size() * 2 + kPadding);
   char* const copy = static_cast<char*>(arena->allocate(text.size() + kPadding));

@@ -46,7 +46,7 @@ class Output {
   char* end_ = next_;
 };
 
-constexpr std::uint64_t repeated(std::uint8_t byte) { return 0x0101010101010101 * byte; }
+constexpr std::uint64_t repeated(std::uint8_t byte) { return std::uint64_t{0x0101010101010101} * byte; }
 
 /// True when none of eight characters is a quote, a backslash, a control character or beyond ASCII; false is
 /// always safe.
