@@ -51,6 +51,7 @@ void prepareStreams() {
 }
 
 bool write(std::string_view text) {
+  if (text.empty()) return failure == 0;  // its pointer may be null
   return keep(std::fwrite(text.data(), 1, text.size(), stdout) == text.size());
 }
 
