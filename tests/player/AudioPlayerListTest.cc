@@ -301,7 +301,7 @@ TEST_F(AudioPlayerLists, FiltersWithoutTouchingAPlayerAndOpensEverySongOnce) {
   EXPECT_EQ(found.front()->storedTime(), 61u);
   EXPECT_EQ(files_->opened(), 3);
   EXPECT_THAT(journal_.take(), IsEmpty());
-  EXPECT_FALSE(player::detail::PlayerRegistry::shared().me);
+  EXPECT_FALSE(player::detail::PlayerRegistry::shared().ME);
 }
 
 TEST_F(AudioPlayerLists, ReadsLengthsOfAddressesAndFiles) {

@@ -130,7 +130,7 @@ TEST_F(AudioPlayerPersistence, RestoresTheFirstTrackFromItsStartWhenTheListHasSh
 TEST_F(AudioPlayerPersistence, RestoresNothingWithoutPlayerOrList) {
   KWAudioPlayer::recoveryMusicInfo();
   EXPECT_THAT(journal_.take(), IsEmpty());
-  player::detail::PlayerRegistry::shared().playerType = 1;
+  player::detail::PlayerRegistry::shared().PLAYER_TYPE = 1;
   store("KW_AUDIO_PLAYMODE", "2");
   KWAudioPlayer::recoveryMusicInfo();
   EXPECT_THAT(journal_.take(), IsEmpty());

@@ -363,7 +363,7 @@ TEST_F(AudioPlayerTransport, HasNothingToResumeAtTheStartOfTheProcess) {
 
 TEST_F(AudioPlayerTransport, DoesNotChangeTheRememberedStateWhenNothingHasPlayed) {
   withFiles("A")->setMState(1);
-  player::detail::PlayerRegistry::shared().lastState = 2;
+  player::detail::PlayerRegistry::shared().LAST_SATE = 2;
   KWAudioPlayer::didPauseLast();
   EXPECT_EQ(KWAudioPlayer::didLastState(), 2u);
 }

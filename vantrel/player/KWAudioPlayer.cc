@@ -59,30 +59,30 @@ MusicList containing(const std::u16string& keyword, const MusicList& list, TextO
 // ---- instances
 
 std::shared_ptr<KWAudioPlayer> KWAudioPlayer::sharedMe() {
-  auto& me = PlayerRegistry::shared().me;
+  auto& me = PlayerRegistry::shared().ME;
   if (!me) me = initMe();
   return me;
 }
 
 std::shared_ptr<KWAudioPlayer> KWAudioPlayer::sharedMe_1() {
-  auto& me = PlayerRegistry::shared().me1;
+  auto& me = PlayerRegistry::shared().ME_1;
   if (!me) me = init_1();
   return me;
 }
 
 std::shared_ptr<KWAudioPlayer> KWAudioPlayer::sharedMeByPaths(const MusicList& paths) {
-  auto& me = PlayerRegistry::shared().me1;
+  auto& me = PlayerRegistry::shared().ME_1;
   if (!me) me = initByPaths(paths);
   return me;
 }
 
 std::shared_ptr<KWAudioPlayer> KWAudioPlayer::sharedMe_2() {
-  auto& me = PlayerRegistry::shared().me2;
+  auto& me = PlayerRegistry::shared().ME_2;
   if (!me) me = init_2();
   return me;
 }
 
-std::uint64_t KWAudioPlayer::currentType() { return PlayerRegistry::shared().playerType; }
+std::uint64_t KWAudioPlayer::currentType() { return PlayerRegistry::shared().PLAYER_TYPE; }
 
 std::shared_ptr<KWAudioPlayer> KWAudioPlayer::currentPlayer() {
   switch (currentType()) {

@@ -109,13 +109,13 @@ float KWAudioPlayer::getPhoneVolume() { return Host::current().audioSession->out
 
 float KWAudioPlayer::getPlayerVolume() {
   const auto& registry = PlayerRegistry::shared();
-  switch (registry.playerType) {
+  switch (registry.PLAYER_TYPE) {
     case kLibrary:
-      return fileVolume(registry.me);
+      return fileVolume(registry.ME);
     case kFiles:
-      return fileVolume(registry.me1);
+      return fileVolume(registry.ME_1);
     case kStreams:
-      return streamVolume(registry.me2);
+      return streamVolume(registry.ME_2);
     default:
       return 0.0f;
   }

@@ -43,8 +43,8 @@ void KWAudioPlayer::didPlay(std::int64_t index) {
   entry->setIsPlaying(true);
   const float volume = getPhoneVolume();
   platform::log("did play volume:" + twoDecimals(volume));
-  PlayerRegistry::shared().playerType = mType_;
-  PlayerRegistry::shared().lastState = kPlaying;
+  PlayerRegistry::shared().PLAYER_TYPE = mType_;
+  PlayerRegistry::shared().LAST_SATE = kPlaying;
   if (mType_ == kStreams) {
     playStream(*entry, volume);
   } else {
@@ -90,8 +90,8 @@ void KWAudioPlayer::setCurrentPlaying(bool playing) {
 void KWAudioPlayer::didContinue() {
   const auto keep = shared_from_this();
   platform::log("didContinue");
-  PlayerRegistry::shared().playerType = mType_;
-  PlayerRegistry::shared().lastState = kPlaying;
+  PlayerRegistry::shared().PLAYER_TYPE = mType_;
+  PlayerRegistry::shared().LAST_SATE = kPlaying;
   if (mType_ == kStreams) {
     if (mNetPlayer_) mNetPlayer_->didContinue();
     platform::log("didContinue Do 1");
@@ -107,7 +107,7 @@ void KWAudioPlayer::didContinue() {
 
 void KWAudioPlayer::didPause() {
   platform::log("didPause");
-  PlayerRegistry::shared().lastState = kPaused;
+  PlayerRegistry::shared().LAST_SATE = kPaused;
   disSubPause();
 }
 
@@ -128,7 +128,7 @@ void KWAudioPlayer::disSubPause() {
 void KWAudioPlayer::didStop() {
   const auto keep = shared_from_this();
   platform::log("didStop");
-  PlayerRegistry::shared().lastState = kPaused;
+  PlayerRegistry::shared().LAST_SATE = kPaused;
   if (mType_ == kStreams) {
     if (mNetPlayer_) mNetPlayer_->didStop();
   } else {
@@ -230,7 +230,7 @@ void KWAudioPlayer::finishTrack() {
 // ---- all players
 
 void KWAudioPlayer::didContinueLast() {
-  const std::uint64_t last = PlayerRegistry::shared().lastState;
+  const std::uint64_t last = PlayerRegistry::shared().LAST_SATE;
   if (last != 1 && last != 3) return;
   platform::log("didContinueLast");
   if (const auto player = currentPlayer()) player->didContinue();
@@ -239,9 +239,9 @@ void KWAudioPlayer::didContinueLast() {
 void KWAudioPlayer::didAllPause() {
   platform::log("didAllPause");
   const auto& registry = PlayerRegistry::shared();
-  pauseIfThere(registry.me);
-  pauseIfThere(registry.me1);
-  pauseIfThere(registry.me2);
+  pauseIfThere(registry.ME);
+  pauseIfThere(registry.ME_1);
+  pauseIfThere(registry.ME_2);
 }
 
 void KWAudioPlayer::didPauseLast() {
@@ -250,15 +250,15 @@ void KWAudioPlayer::didPauseLast() {
   const auto stateOf = [](const std::shared_ptr<KWAudioPlayer>& player) {
     return player ? player->mState() : std::uint64_t{kStopped};
   };
-  if (registry.playerType == kLibrary) registry.lastState = stateOf(registry.me);
-  if (registry.playerType == kFiles) registry.lastState = stateOf(registry.me1);
-  if (registry.playerType == kStreams) registry.lastState = stateOf(registry.me2);
+  if (registry.PLAYER_TYPE == kLibrary) registry.LAST_SATE = stateOf(registry.ME);
+  if (registry.PLAYER_TYPE == kFiles) registry.LAST_SATE = stateOf(registry.ME_1);
+  if (registry.PLAYER_TYPE == kStreams) registry.LAST_SATE = stateOf(registry.ME_2);
   platform::log("disSubPause");
-  subPauseIfThere(registry.me);
-  subPauseIfThere(registry.me1);
-  subPauseIfThere(registry.me2);
+  subPauseIfThere(registry.ME);
+  subPauseIfThere(registry.ME_1);
+  subPauseIfThere(registry.ME_2);
 }
 
-std::uint64_t KWAudioPlayer::didLastState() { return PlayerRegistry::shared().lastState; }
+std::uint64_t KWAudioPlayer::didLastState() { return PlayerRegistry::shared().LAST_SATE; }
 
 }  // namespace vantrel

@@ -8,13 +8,14 @@
 
 namespace vantrel::player::detail {
 
-/// What the players of the process share. Threads: the main thread only.
+/// What the players of the process share, under its established names; C++ reserves the underscore that two
+/// of them began with. Threads: the main thread only.
 struct VANTREL_EXPORT PlayerRegistry {
-  std::shared_ptr<KWAudioPlayer> me;   ///< the library player
-  std::shared_ptr<KWAudioPlayer> me1;  ///< the file player
-  std::shared_ptr<KWAudioPlayer> me2;  ///< the stream player
-  std::uint64_t playerType = 3;        ///< source type that last started or resumed; 3: none
-  std::uint64_t lastState = 0;         ///< remembered by the forced pause, for the resume after it
+  std::shared_ptr<KWAudioPlayer> ME;    ///< the library player
+  std::shared_ptr<KWAudioPlayer> ME_1;  ///< the file player
+  std::shared_ptr<KWAudioPlayer> ME_2;  ///< the stream player
+  std::uint64_t PLAYER_TYPE = 3;        ///< source type that last started or resumed; 3: none
+  std::uint64_t LAST_SATE = 0;          ///< remembered by the forced pause, for the resume after it
 
   static PlayerRegistry& shared();
 
