@@ -2,9 +2,9 @@
 # shellcheck shell=bash disable=SC2034
 
 build_packages=(
-  build-essential clang cmake ninja-build pkg-config git
+  build-essential cmake ninja-build pkg-config git
   libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev
-  libssl-dev zlib1g-dev rapidjson-dev libicu-dev libhwy-dev libcli11-dev
+  rapidjson-dev libicu-dev libhwy-dev libcli11-dev
 )
 
 run_packages=(
@@ -13,13 +13,13 @@ run_packages=(
 
 # Recordings for the demo and the tools that make tagged ones; servers and programs that tests compare with.
 test_packages=(
-  libgtest-dev libgmock-dev python3 tzdata strace xxd
+  libgtest-dev libgmock-dev nlohmann-json3-dev libplist-dev python3 tzdata strace xxd
   sox libsox-fmt-mp3 lame flac vorbis-tools ffmpeg
   alsa-utils sound-theme-freedesktop pocketsphinx-testdata oxygen-sounds
 )
 
 # What a user would pick instead, for scripts/bench.
-bench_packages=(libbenchmark-dev libboost-dev libasio-dev nlohmann-json3-dev gstreamer1.0-tools)
+bench_packages=(libbenchmark-dev libssl-dev libboost-dev libasio-dev gstreamer1.0-tools)
 
 # For scripts/check.
-check_packages=(clang-format clang-tidy libclang-rt-14-dev shellcheck)
+check_packages=(clang clang-format clang-tidy libclang-rt-14-dev shellcheck)

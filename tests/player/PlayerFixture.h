@@ -41,6 +41,7 @@ class PlayerFixture : public ::testing::Test {
     EXPECT_TRUE(files_->alive().empty());
     EXPECT_TRUE(streams_->alive().empty());
     Host::install(*earlier_);
+    settings_.reset();  // it writes what is pending, so the folder goes after it
     std::filesystem::remove_all(folder_);
   }
 
