@@ -1,5 +1,7 @@
 #include "vantrel/system/KWNotice.h"
 
+#include <array>
+#include <charconv>
 #include <functional>
 #include <optional>
 #include <utility>
@@ -23,8 +25,17 @@ std::string textOf(const std::optional<Error>& error) {
   return text;
 }
 
+/// As printf's "%f" in the C locale, whatever locale the host has set.
+std::string sixDecimals(double number) {
+  // The largest double has 309 digits before the point.
+  std::array<char, 320> text;
+  const auto [end, error] =
+      std::to_chars(text.data(), text.data() + text.size(), number, std::chars_format::fixed, 6);
+  return std::string(text.data(), end);
+}
+
 void logCompletion(double interval, const std::optional<Error>& error) {
-  platform::logFormat("Add local Note time:%f error:%s", interval, textOf(error).c_str());
+  platform::log("Add local Note time:" + sixDecimals(interval) + " error:" + textOf(error));
 }
 
 }  // namespace

@@ -34,10 +34,9 @@ class VANTREL_EXPORT KWNotice {
   static void remove_Own(std::string_view name, const std::weak_ptr<const void>& own);
 
   /// Schedules a notice with a title, a subtitle and a body for the moment `timeText`, 14 digits of local
-  /// time
-  /// ("20240305140709"), in place of a pending one of the same identifier. `badge` is the count shown on the
-  /// application's icon. With `repeat` it is shown again every same interval; the platform repeats nothing
-  /// more often than once a minute, so a notice less than 60 seconds ahead is shown once.
+  /// time ("20240305140709"), in place of a pending one of the same identifier. `badge` is the count shown on
+  /// the application's icon. With `repeat` it is shown again every same interval; the platform repeats
+  /// nothing more often than once a minute, so a notice less than 60 seconds ahead is shown once.
   ///
   /// Whether the notice was taken shows in the log alone, on a thread of the host's service: "Add local Note
   /// time:10.000000 error:(null)", or with a text in place of (null) when the service refuses or the host
