@@ -9,7 +9,7 @@
 namespace vantrel {
 
 /// Random order for lists. The integer sorts are plain functions, see vantrel/system/sort.h.
-/// Threads: any; each thread draws from a generator of its own, seeded by the system.
+/// Threads: any; each call fetches random bits of its own from the system.
 class VANTREL_EXPORT KWSort {
  public:
   KWSort() = delete;
