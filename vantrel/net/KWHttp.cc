@@ -1,5 +1,6 @@
 #include "vantrel/net/KWHttp.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cstdint>
