@@ -39,7 +39,7 @@ struct RemoteEvent {
 ///
 /// Everything that happens is told on the notification bus; the value travels as the event's object:
 ///   - "KW_AU_NOTE" with "KW_PLAY", "KW_CONTINUE", "KW_PAUSE", "KW_FINISH" (list once has ended) or
-///   "KW_ERROR";
+///     "KW_ERROR";
 ///   - "KW_UPDATE" at the end of every `didPlay`;
 ///   - "KW_AU_PROGRESS" with a dictionary: "TIME_NOW", "TIME_END" (texts "mm:ss" or "h:mm:ss") and "PROGRESS"
 ///     (elapsed fraction), every second while a file plays and at every play time report of a stream;
