@@ -165,7 +165,8 @@ TEST_F(SettingsProcessesTest, ANormalExitWritesWhatIsPendingWherever) {
   if (child == 0) {
     Host::install({});
     Host::current().settings->setObject_forKey("of the host", "key");
-    (new SettingsStore(file_))->setObject_forKey("never destroyed", "key");
+    static SettingsStore& neverDestroyed = *new SettingsStore(file_);
+    neverDestroyed.setObject_forKey("never destroyed", "key");
     std::atexit([] { Host::current().settings->setObject_forKey("at exit", "late"); });
     std::exit(0);
   }

@@ -1,5 +1,6 @@
 #include "vantrel/platform/detail/Utf8.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -21,19 +22,11 @@ const unsigned char* skipAscii(const unsigned char* next, const unsigned char* e
   return next;
 }
 
-/// Length of the well-formed sequence at `next`, which starts beyond ASCII; 0 when it is malformed.
-std::ptrdiff_t sequenceLength(const unsigned char* next, const unsigned char* end) noexcept {
-  const unsigned char lead = *next;
-  const std::ptrdiff_t length = lead < 0xe0 ? 2 : lead < 0xf0 ? 3 : 4;
-  if (lead < 0xc2 || lead > 0xf4 || end - next < length) return 0;
-  // The second byte's range shuts out overlong forms, surrogates and what is above U+10FFFF.
-  const unsigned char low = lead == 0xe0 ? 0xa0 : lead == 0xf0 ? 0x90 : 0x80;
-  const unsigned char high = lead == 0xed ? 0x9f : lead == 0xf4 ? 0x8f : 0xbf;
-  if (next[1] < low || next[1] > high) return 0;
-  for (std::ptrdiff_t i = 2; i < length; ++i) {
-    if ((next[i] & 0xc0) != 0x80) return 0;
-  }
-  return length;
+/// The same at the end of a text that need not have anything behind it.
+std::size_t lastSequenceLength(const unsigned char* next, const unsigned char* end) noexcept {
+  char rest[5] = {};
+  std::memcpy(rest, next, std::min<std::size_t>(static_cast<std::size_t>(end - next), 4));
+  return sequenceLength(rest);
 }
 
 }  // namespace
@@ -42,7 +35,8 @@ bool isUtf8(std::string_view text) noexcept {
   const auto* next = reinterpret_cast<const unsigned char*>(text.data());
   const auto* const end = next + text.size();
   for (next = skipAscii(next, end); next != end; next = skipAscii(next, end)) {
-    const std::ptrdiff_t length = sequenceLength(next, end);
+    const std::size_t length =
+        end - next > 4 ? sequenceLength(reinterpret_cast<const char*>(next)) : lastSequenceLength(next, end);
     if (length == 0) return false;
     next += length;
   }

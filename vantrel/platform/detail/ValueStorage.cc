@@ -103,16 +103,14 @@ void Container::createIndex() {
 }
 
 bool Container::mayHoldEqualKeys() noexcept {
-  std::uint64_t seen = 0;
+  std::uint32_t fingerprints[kUnindexed];
+  // Comparing all is cheaper than finding the pairs that are worth it.
+  unsigned equal = 0;
   for (std::size_t i = 0; i < size; ++i) {
-    const std::string_view key = members()[i].key();
-    const std::size_t first = key.empty() ? 0 : static_cast<unsigned char>(key.front());
-    const std::size_t last = key.empty() ? 0 : static_cast<unsigned char>(key.back());
-    const std::uint64_t bit = std::uint64_t{1} << ((first * 7 + last * 3 + key.size() * 11) & 63);
-    if ((seen & bit) != 0) return true;
-    seen |= bit;
+    const std::uint32_t own = fingerprints[i] = ValueAccess::fingerprint(ValueAccess::key(members()[i]));
+    for (std::size_t j = 0; j < i; ++j) equal |= fingerprints[j] == own ? 1 : 0;
   }
-  return false;
+  return equal != 0;
 }
 
 void Container::mergeEqualKeys() {

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <array>
 #include <atomic>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -130,6 +132,7 @@ struct ValueAccess {
   }
   static bool isShared(const ValueTree& value) noexcept { return value.isShared(); }
   static ValueTree& value(Member& member) noexcept { return member.value_; }
+  static const ValueTree& key(const Member& member) noexcept { return member.key_; }
 
   /// A value whose contents are in `block` (null for an empty container); takes over one count.
   static ValueTree make(Kind kind, Block* block) noexcept {
@@ -139,11 +142,20 @@ struct ValueAccess {
     value.cell_.value.block = block;
     return value;
   }
-  /// A string of at most `kInlineText` bytes, of which that many can be read from `text` on.
+  /// A string of at most `kInlineText` bytes; that many can be read from `text` on, whatever its length.
   static ValueTree shortText(const char* text, std::size_t length) noexcept {
+    // Put together in registers: what is stored in parts and loaded as a whole costs a stall.
+    constexpr bool isLittle = std::endian::native == std::endian::little;
+    constexpr int kHead = 8 * kTextOffset;
+    const std::uint64_t kind = static_cast<std::uint8_t>(Kind::String);
+    Words words;
+    std::memcpy(&words[0], text, 8);
+    std::memcpy(&words[1], text + 8 - kTextOffset, 8);
+    words[0] = isLittle ? words[0] << kHead | length << 8 | kind
+                        : words[0] >> kHead | length << (64 - kHead) | kind << 56;
+    words = {words[0] & kMasks[length][0], words[1] & kMasks[length][1]};
     ValueTree value(Kind::String);
-    value.cell_.tag = static_cast<std::uint8_t>(length);
-    std::memcpy(inlineText(value), text, kInlineText);  // a fixed size costs two moves
+    std::memcpy(static_cast<void*>(&value.cell_), &words, sizeof words);
     return value;
   }
   /// A string of at most `kInlineText` bytes.
@@ -157,6 +169,20 @@ struct ValueAccess {
     if (value.isShared()) return static_cast<const Text*>(value.cell_.value.block)->view;
     return {reinterpret_cast<const char*>(&value.cell_) + kTextOffset, value.cell_.tag};
   }
+  /// Equal for equal strings, and for few others.
+  static std::uint32_t fingerprint(const ValueTree& string) noexcept {
+    // A short string's cell is the same for equal strings: behind the text it is zero.
+    Words words;
+    std::memcpy(&words, &string.cell_, sizeof words);
+    if (string.isShared()) {
+      const std::string_view view = text(string);
+      std::memcpy(&words[0], view.data(), 8);
+      std::memcpy(&words[1], view.data() + view.size() - 8, 8);
+      words[0] += view.size();
+    }
+    const std::uint64_t mixed = (words[0] ^ std::rotl(words[1], 29)) * 0x9e3779b97f4a7c15;
+    return static_cast<std::uint32_t>(mixed >> 32);
+  }
   static Member member(ValueTree key, ValueTree value) noexcept {
     return Member(std::move(key), std::move(value));
   }
@@ -169,6 +195,19 @@ struct ValueAccess {
 
  private:
   static constexpr std::size_t kTextOffset = offsetof(ValueTree::Cell, text);
+
+  using Words = std::array<std::uint64_t, 2>;
+
+  /// By a short string's length: ones for the part of its cell that is in use.
+  static constexpr auto kMasks = [] {
+    std::array<Words, kInlineText + 1> masks{};
+    for (std::size_t length = 0; length <= kInlineText; ++length) {
+      std::array<std::uint8_t, sizeof(Words)> bytes{};
+      for (std::size_t i = 0; i < kTextOffset + length; ++i) bytes[i] = 0xff;
+      masks[length] = std::bit_cast<Words>(bytes);
+    }
+    return masks;
+  }();
 
   static char* inlineText(ValueTree& value) noexcept {
     return reinterpret_cast<char*>(&value.cell_) + kTextOffset;
