@@ -15,10 +15,9 @@ inline constexpr std::size_t kMaxDepth = 512;
 
 /// Reads one JSON value, which may be of any kind, with white space around it. Absent for anything else:
 /// invalid UTF-8, trailing text, a byte-order mark, more than `kMaxDepth` levels, a number too large for a
-/// double. Integers that fit int64 or uint64 are kept exactly; other numbers become the nearest double. Of
-/// equal keys the last one counts. "-0" is the floating -0.0, which equals 0. Absent, too, for texts of 4 GiB
-/// and more, and for the reader's limits on odd spellings of numbers: a positive exponent beyond 308 (also of
-/// 0) and more than 308 digits before the point.
+/// double. Integers that fit int64 or uint64 are kept exactly; other numbers become the nearest double,
+/// however they are spelled. Of equal keys the last one counts. "-0" is the floating -0.0, which equals 0.
+/// Takes about four times the text's size in memory for as long as any part of the value is in use.
 VANTREL_EXPORT std::optional<ValueTree> parse(std::string_view text);
 
 /// Writes UTF-8 text with one member a line, indented by four spaces a level. Doubles are written so that
