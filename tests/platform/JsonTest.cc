@@ -275,18 +275,66 @@ TEST(Json, WritesNothingForWhatJsonCannotHold) {
                              Bytes(),
                              "\xff",
                              repeated("a", 4095) + "\xc3",
+                             repeated("ä", 20) + "\x80" + repeated("a", 20),
+                             "\xe2\x82",
+                             "\xf0\x9f\x98",
+                             "\xed\xa0\x80",
                              ValueTree::dictionary({{"\xc3", 1}})};
   for (const ValueTree& value : cases) {
     EXPECT_FALSE(json::writePretty(value));
     EXPECT_FALSE(json::writeCompact(ValueTree::list({value})));
   }
-  // A character that lies across the writer's strides is no damage.
-  const ValueTree across(repeated("a", 4095) + "ä");
-  EXPECT_EQ(json::parse(*json::writePretty(across)), across);
+}
+
+TEST(Json, StringsSurviveARoundTripWhateverStandsWhere) {
+  const char* const pieces[] = {"ä", "€", "\U0001F600", "\"", "\\", "\x01", "\x7f"};
+  for (const std::string_view piece : pieces) {
+    for (std::size_t before = 0; before < 40; ++before) {
+      for (const std::size_t behind : {0, 1, 7, 8, 15, 16, 17}) {
+        const std::string text = repeated("a", before) + std::string(piece) + repeated("b", behind);
+        ASSERT_EQ(json::parse(*json::writeCompact(text)), ValueTree(text)) << text;
+      }
+    }
+    const std::string only = repeated(piece, 5'000);
+    EXPECT_EQ(json::parse(*json::writePretty(only)), ValueTree(only)) << piece;
+  }
+}
+
+TEST(Json, WritesDoublesWithTheFewestDigitsAsDoubles) {
+  const struct {
+    double value;
+    const char* text;
+  } cases[] = {{0.0, "0.0"},
+               {-0.0, "-0.0"},
+               {1.0, "1.0"},
+               {-2.5, "-2.5"},
+               {0.1, "0.1"},
+               {0.1 + 0.2, "0.30000000000000004"},
+               {0.001, "0.001"},
+               {123456789.123456, "123456789.123456"},
+               {999999999.999999, "999999999.999999"},
+               {999999999.9999999, "999999999.9999999"},
+               {-14285.714286, "-14285.714286"},
+               {100.000001, "100.000001"},
+               {0.0012345, "0.0012345"},
+               {1e22, "1e+22"},
+               {5e-324, "5e-324"}};
+  for (const auto& [value, text] : cases) EXPECT_EQ(json::writeCompact(value), text);
 }
 
 TEST(Json, DoublesSurviveARoundTrip) {
   std::mt19937_64 random(1);
+  for (int i = 0; i < 20'000; ++i) {
+    // Beside decimal numbers of few places, where the writer takes a shorter way.
+    const double decimal =
+        static_cast<double>(static_cast<std::int64_t>(random() % 2'000'000'000'000'000)) / 1e6;
+    for (const double number : {decimal, -std::nextafter(decimal, 0.0), std::nextafter(decimal, 1e300)}) {
+      const auto back = json::parse(*json::writeCompact(number));
+      ASSERT_TRUE(back);
+      ASSERT_EQ(back->asDouble(), number);
+      ASSERT_EQ(back->kind(), Kind::Floating);
+    }
+  }
   for (int i = 0; i < 20'000; ++i) {
     const double number = std::bit_cast<double>(random());
     if (!std::isfinite(number)) continue;

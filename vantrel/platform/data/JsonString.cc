@@ -3,7 +3,6 @@
 #include <cstdint>
 #include <cstring>
 
-#include "vantrel/platform/data/JsonCharacters.h"
 #include "vantrel/platform/detail/Utf8.h"
 
 namespace vantrel::json::detail {
@@ -93,8 +92,7 @@ char* readEscape(char* next, char*& to) noexcept {
 
 }  // namespace
 
-char* readString(char* next, std::string_view& value) noexcept {
-  char* const start = next;
+char* readStringOn(char* start, char* next, std::string_view& value) noexcept {
   next = skipPlain(next);
   char* to = next;
   while (next != nullptr && *next == '\\') {

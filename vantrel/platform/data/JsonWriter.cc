@@ -1,10 +1,13 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <cstdint>
 #include <cstring>
+#include <memory>
 #include <vector>
 
 #include "vantrel/platform/data/Json.h"
+#include "vantrel/platform/data/JsonCharacters.h"
 #include "vantrel/platform/detail/Utf8.h"
 
 namespace vantrel::json {
@@ -16,6 +19,10 @@ using Kind = ValueTree::Kind;
 /// A text that grows; what is put has to be reserved before.
 class Output {
  public:
+  Output() = default;
+  Output(const Output&) = delete;
+  Output& operator=(const Output&) = delete;
+
   void reserve(std::size_t size) {
     if (size > static_cast<std::size_t>(end_ - next_)) grow(size);
   }
@@ -28,36 +35,53 @@ class Output {
   char* next() { return next_; }
   void advanceTo(char* next) { next_ = next; }
 
-  std::string take() {
-    text_.resize(static_cast<std::size_t>(next_ - text_.data()));
-    return std::move(text_);
-  }
+  std::string text() const { return {begin_, next_}; }
 
  private:
   void grow(std::size_t size) {
-    const auto used = static_cast<std::size_t>(next_ - text_.data());
-    text_.resize(std::max(text_.size() * 2, used + size + 1024));
-    next_ = text_.data() + used;
-    end_ = text_.data() + text_.size();
+    const auto used = static_cast<std::size_t>(next_ - begin_);
+    const std::size_t room = used * 2 + size;
+    // No `std::string`, which would fill its room with zeros first.
+    std::unique_ptr<char[]> larger(new char[room]);
+    std::memcpy(larger.get(), begin_, used);
+    begin_ = larger.get();
+    next_ = begin_ + used;
+    end_ = begin_ + room;
+    memory_ = std::move(larger);
   }
 
-  std::string text_;
-  char* next_ = text_.data();
-  char* end_ = next_;
+  char first_[4096];
+  std::unique_ptr<char[]> memory_;
+  char* begin_ = first_;
+  char* next_ = first_;
+  char* end_ = first_ + sizeof first_;
 };
 
-constexpr std::uint64_t repeated(std::uint8_t byte) { return std::uint64_t{0x0101010101010101} * byte; }
-
-/// True when none of eight characters is a quote, a backslash, a control character or beyond ASCII; false is
-/// always safe.
-bool arePlain(std::uint64_t characters) {
-  const auto hasZero = [](std::uint64_t word) { return (word - repeated(1)) & ~word; };
-  const std::uint64_t special = hasZero(characters ^ repeated('"')) | hasZero(characters ^ repeated('\\')) |
-                                (characters - repeated(0x20)) | characters;
-  return (special & repeated(0x80)) == 0;
+/// Writes a double that is a decimal number of up to six places, as most are, null for others. Of decimal
+/// numbers with up to 15 digits no two are the same double, so that there is no shorter one.
+char* putDecimal(char* next, double value) {
+  constexpr int kPlaces = 6;
+  constexpr double kScale = 1e6;
+  const double size = std::fabs(value);
+  if (!(size >= 1e-3 && size < 1e9)) return nullptr;
+  const auto scaled = static_cast<std::int64_t>(size * kScale + 0.5);
+  // Both are exact as doubles, so that this is what reading the digits gives.
+  if (static_cast<double>(scaled) / kScale != size) return nullptr;
+  if (value < 0) *next++ = '-';
+  next = std::to_chars(next, next + 10, scaled / 1'000'000).ptr;
+  auto fraction = static_cast<std::uint32_t>(scaled % 1'000'000);
+  *next = '.';
+  for (int place = kPlaces; place > 0; --place, fraction /= 10) {
+    next[place] = static_cast<char>('0' + fraction % 10);
+  }
+  char* last = next + kPlaces;
+  while (*last == '0' && last != next + 1) --last;
+  return last + 1;
 }
 
-bool isBeyondAscii(char character) { return static_cast<signed char>(character) < 0; }
+bool isPlain(char character) {
+  return static_cast<signed char>(character) >= 0x20 && character != '"' && character != '\\';
+}
 
 class Writer {
  public:
@@ -68,7 +92,7 @@ class Writer {
     while (!open_.empty()) {
       if (!step()) return std::nullopt;
     }
-    return output_.take();
+    return output_.text();
   }
 
  private:
@@ -81,7 +105,6 @@ class Writer {
 
   static constexpr std::size_t kLongestNumber = 32;
   static constexpr std::size_t kLongestEscape = 6;
-  static constexpr std::size_t kStride = 4096;
 
   /// Writes the innermost open container's next value, or closes it.
   bool step() {
@@ -165,7 +188,8 @@ class Writer {
   bool writeDouble(double value) {
     if (!std::isfinite(value)) return false;
     char* const next = output_.next();
-    char* const end = std::to_chars(next, next + kLongestNumber - 2, value).ptr;
+    char* end = putDecimal(next, value);
+    if (end == nullptr) end = std::to_chars(next, next + kLongestNumber - 2, value).ptr;
     const bool looksInteger =
         std::string_view(next, static_cast<std::size_t>(end - next)).find_first_of(".e") ==
         std::string_view::npos;
@@ -174,43 +198,50 @@ class Writer {
     return true;
   }
 
+  /// From the opening quote to the closing one there is always room for all that is left if it is plain.
   bool writeString(std::string_view text) {
-    output_.reserve(2);
+    output_.reserve(text.size() + 2);
     output_.put('"');
-    bool isChecked = false;
+    while (text.size() >= 16) {
+      if (!putPlain<16>(text, detail::plainAmong16(text.data()))) return false;
+    }
+    while (text.size() >= 8) {
+      if (!putPlain<8>(text, detail::plainAmong8(text.data()))) return false;
+    }
     while (!text.empty()) {
-      output_.reserve(kStride * kLongestEscape + 2);
-      const std::size_t stride = std::min(text.size(), kStride);
-      if (!isChecked && std::any_of(text.begin(), text.begin() + stride, isBeyondAscii)) {
-        // What stands before this is ASCII, so what is left can be checked by itself.
-        if (!platform::detail::isUtf8(text)) return false;
-        isChecked = true;
-      }
-      putEscaped(text.substr(0, stride));
-      text.remove_prefix(stride);
+      if (!putPlain<1>(text, isPlain(text.front()) ? 1 : 0)) return false;
     }
     output_.put('"');
     return true;
   }
 
-  void putEscaped(std::string_view text) {
-    for (; text.size() >= 8; text.remove_prefix(8)) {
-      std::uint64_t characters;
-      std::memcpy(&characters, text.data(), 8);
-      if (arePlain(characters)) {
-        output_.put(text.substr(0, 8));
-      } else {
-        for (const char character : text.substr(0, 8)) putCharacter(character);
-      }
-    }
-    for (const char character : text) putCharacter(character);
+  /// Puts the first `count` characters, which are plain, and, if these are fewer than the width that was
+  /// looked at, the one behind them.
+  template <std::size_t width>
+  bool putPlain(std::string_view& text, std::size_t count) {
+    std::memcpy(output_.next(), text.data(), width);
+    output_.advanceTo(output_.next() + count);
+    text.remove_prefix(count);
+    return count == width || putOther(text);
   }
 
-  void putCharacter(char character) {
+  bool putOther(std::string_view& text) {
+    output_.reserve(kLongestEscape + text.size() + 1);
+    std::size_t length = 1;
+    if (static_cast<signed char>(text.front()) < 0) {
+      length = platform::detail::sequenceLength(text);
+      output_.put(text.substr(0, length));
+    } else {
+      putEscaped(text.front());
+    }
+    text.remove_prefix(length);
+    return length != 0;
+  }
+
+  void putEscaped(char character) {
     constexpr std::string_view kNamed = "\"\\\b\f\n\r\t";
     constexpr std::string_view kNames = "\"\\bfnrt";
     const auto code = static_cast<unsigned char>(character);
-    if (code >= 0x20 && character != '"' && character != '\\') return output_.put(character);
     output_.put('\\');
     if (const std::size_t named = kNamed.find(character); named != std::string_view::npos) {
       return output_.put(kNames[named]);

@@ -5,11 +5,8 @@
 
 namespace vantrel::platform::detail {
 
-/// Well-formed UTF-8 (RFC 3629): no overlong forms, no surrogates, nothing above U+10FFFF.
-bool isUtf8(std::string_view text) noexcept;
-
-/// Length of the well-formed sequence at `text`, which starts beyond ASCII; 0 when it is malformed. Reads no
-/// byte behind one that cannot belong to it, so any ASCII character ends the text well enough.
+/// Length of the UTF-8 sequence (RFC 3629) at `text`, which starts beyond ASCII; 0 when it is malformed.
+/// Reads no byte behind one that cannot belong to it, so any ASCII character ends the text well enough.
 inline std::size_t sequenceLength(const char* text) noexcept {
   const auto* const bytes = reinterpret_cast<const unsigned char*>(text);
   const auto isTail = [](unsigned char byte) { return (byte & 0xc0) == 0x80; };
@@ -22,6 +19,14 @@ inline std::size_t sequenceLength(const char* text) noexcept {
   if (bytes[1] < low || bytes[1] > high || !isTail(bytes[2])) return 0;
   if (lead < 0xf0) return 3;
   return isTail(bytes[3]) ? 4 : 0;
+}
+
+/// The same where `text` is not empty and nothing behind it may be read.
+inline std::size_t sequenceLength(std::string_view text) noexcept {
+  if (text.size() >= 4) return sequenceLength(text.data());
+  char padded[4] = {};
+  text.copy(padded, 3);
+  return sequenceLength(padded);
 }
 
 }  // namespace vantrel::platform::detail
