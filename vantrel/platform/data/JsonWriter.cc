@@ -3,7 +3,8 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
-#include <memory>
+#include <string>
+#include <utility>
 #include <vector>
 
 #include "vantrel/platform/data/Json.h"
@@ -35,24 +36,28 @@ class Output {
   char* next() { return next_; }
   void advanceTo(char* next) { next_ = next; }
 
-  std::string text() const { return {begin_, next_}; }
-
- private:
-  void grow(std::size_t size) {
-    const auto used = static_cast<std::size_t>(next_ - begin_);
-    const std::size_t room = used * 2 + size;
-    // No `std::string`, which would fill its room with zeros first.
-    std::unique_ptr<char[]> larger(new char[room]);
-    std::memcpy(larger.get(), begin_, used);
-    begin_ = larger.get();
-    next_ = begin_ + used;
-    end_ = begin_ + room;
-    memory_ = std::move(larger);
+  std::string take() {
+    const auto size = static_cast<std::size_t>(next_ - begin());
+    if (large_.empty()) return {first_, size};
+    large_.resize(size);
+    return std::move(large_);
   }
 
+ private:
+  char* begin() { return large_.empty() ? first_ : large_.data(); }
+
+  void grow(std::size_t size) {
+    const auto used = static_cast<std::size_t>(next_ - begin());
+    if (large_.empty()) large_.assign(first_, used);
+    large_.resize(used * 2 + size);
+    next_ = large_.data() + used;
+    end_ = large_.data() + large_.size();
+  }
+
+  // A small text is put together here, so that it takes one allocation in the end. A large one is never
+  // copied as a whole, because untouched memory costs more than anything that is written to it.
   char first_[4096];
-  std::unique_ptr<char[]> memory_;
-  char* begin_ = first_;
+  std::string large_;
   char* next_ = first_;
   char* end_ = first_ + sizeof first_;
 };
@@ -92,7 +97,7 @@ class Writer {
     while (!open_.empty()) {
       if (!step()) return std::nullopt;
     }
-    return output_.text();
+    return output_.take();
   }
 
  private:
