@@ -74,8 +74,11 @@ char* skipSpace(char* next) {
   return next;
 }
 
-/// Reads a text in place and lays its values down in the arena. The text ends with a zero byte and
-/// `kStringPadding` bytes more; as JSON has no place for a zero byte, nothing ever reads on past it.
+/// Bytes behind a text that the steps of reading may look at.
+constexpr std::size_t kPadding = std::max(detail::kStringPadding, detail::kNumberPadding);
+
+/// Reads a text in place and lays its values down in the arena. Behind the text stand `kPadding` zero bytes;
+/// as JSON has no place for a zero byte, nothing ever reads on past the first.
 ///
 /// Each step takes the place in the text where it starts and gives the one where it ended, null for what is
 /// no JSON.
@@ -200,10 +203,10 @@ std::size_t roomForValues(std::size_t textSize) {
 }  // namespace
 
 std::optional<ValueTree> parse(std::string_view text) {
-  Arena* const arena = Arena::create(text.size() + detail::kStringPadding + roomForValues(text.size()));
-  char* const copy = static_cast<char*>(arena->allocate(text.size() + detail::kStringPadding));
+  Arena* const arena = Arena::create(text.size() + kPadding + roomForValues(text.size()));
+  char* const copy = static_cast<char*>(arena->allocate(text.size() + kPadding));
   text.copy(copy, text.size());
-  std::memset(copy + text.size(), 0, detail::kStringPadding);
+  std::memset(copy + text.size(), 0, kPadding);
 
   Reader reader(arena);
   if (reader.read(copy) != copy + text.size()) {
