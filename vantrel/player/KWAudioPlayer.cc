@@ -11,6 +11,7 @@
 #include "vantrel/player/detail/PlayerEvents.h"
 #include "vantrel/player/detail/PlayerRegistry.h"
 #include "vantrel/player/detail/TextSearch.h"
+#include "vantrel/system/FileContents.h"
 #include "vantrel/system/KWAction.h"
 #include "vantrel/system/KWNotice.h"
 
@@ -197,7 +198,7 @@ void KWAudioPlayer::resetPaths(const MusicList& paths) {
   const float volume = getPhoneVolume();
   platform::log("reset paths volume:" + twoDecimals(volume));
   const auto& path = entryAt(0)->mPath();
-  const auto contents = path ? readWholeFile(*path) : std::nullopt;
+  const auto contents = path ? system::detail::readFile(*path) : std::nullopt;
   if (contents && !contents->empty()) {
     if (mPlayer_) mPlayer_->stop();
     takePlayer(openBytes(contents), volume);
@@ -230,7 +231,7 @@ std::uint32_t KWAudioPlayer::songTimeIpod(const std::optional<std::string>& url)
 }
 
 std::uint32_t KWAudioPlayer::songTimePath(const std::string& path) const {
-  return wholeDuration(openBytes(readWholeFile(path)));
+  return wholeDuration(openBytes(system::detail::readFile(path)));
 }
 
 }  // namespace vantrel

@@ -11,6 +11,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
+#include <new>
+#include <vector>
 
 #include "vantrel/system/Descriptor.h"
 
@@ -34,6 +36,22 @@ bool isRegular(int file, struct stat& status) {
 std::string folderOf(const std::string& path) {
   const auto slash = path.rfind('/');
   return slash == path.npos ? "." : path.substr(0, slash + 1);
+}
+
+// The size may be wrong by now, and is 0 for what the kernel makes up on the fly.
+std::optional<std::vector<std::uint8_t>> readToEnd(int file, std::size_t expected) {
+  std::vector<std::uint8_t> contents(expected + 1);
+  for (std::size_t length = 0;;) {
+    if (length == contents.size()) contents.resize(std::max<std::size_t>(4096, 2 * length));
+    const ssize_t count = ::read(file, contents.data() + length, contents.size() - length);
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0 || length > kLargestReadFile) return std::nullopt;
+    if (count == 0) {
+      contents.resize(length);
+      return contents;
+    }
+    length += static_cast<std::size_t>(count);
+  }
 }
 
 // Links are followed, so that the file they lead to is replaced and not the link.
@@ -68,24 +86,19 @@ void syncFolder(const std::string& folder) {
 
 }  // namespace
 
-std::optional<std::string> readFile(const std::string& path) {
+std::optional<Bytes> readFile(std::string_view path) {
+  const auto name = systemPath(path);
+  if (!name) return std::nullopt;
   // Not blocking, or a pipe without a writer would hang the caller.
-  const Descriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+  const Descriptor file(::open(name->c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
   struct stat status {};
   if (!file || !isRegular(file.get(), status)) return std::nullopt;
   if (static_cast<std::uint64_t>(status.st_size) > kLargestReadFile) return std::nullopt;
-  std::string contents(static_cast<std::size_t>(status.st_size) + 1, '\0');
-  for (std::size_t length = 0;;) {
-    // The size may be wrong by now, and is 0 for what the kernel makes up on the fly.
-    if (length == contents.size()) contents.resize(std::max<std::size_t>(4096, 2 * length));
-    const ssize_t count = ::read(file.get(), contents.data() + length, contents.size() - length);
-    if (count < 0 && errno == EINTR) continue;
-    if (count < 0 || length > kLargestReadFile) return std::nullopt;
-    if (count == 0) {
-      contents.resize(length);
-      return contents;
-    }
-    length += static_cast<std::size_t>(count);
+  try {
+    auto contents = readToEnd(file.get(), static_cast<std::size_t>(status.st_size));
+    return contents ? std::optional<Bytes>(std::move(*contents)) : std::nullopt;
+  } catch (const std::bad_alloc&) {
+    return std::nullopt;
   }
 }
 

@@ -162,10 +162,7 @@ std::optional<std::string> KWFile::find(std::string_view name) {
 }
 
 std::optional<ValueTree> KWFile::JsonPath(std::optional<std::string_view> path) {
-  const auto file = systemPath(path.value_or(""));
-  const auto contents = file ? system::detail::readFile(*file) : std::nullopt;
-  if (!contents) return std::nullopt;
-  return json::parse(*contents);
+  return JsonData(system::detail::readFile(path.value_or("")));
 }
 
 std::optional<ValueTree> KWFile::JsonData(const std::optional<Bytes>& data) {
@@ -174,10 +171,9 @@ std::optional<ValueTree> KWFile::JsonData(const std::optional<Bytes>& data) {
 }
 
 std::optional<std::string> KWFile::stringPath(std::optional<std::string_view> path) {
-  const auto file = systemPath(path.value_or(""));
-  auto contents = file ? system::detail::readFile(*file) : std::nullopt;
-  if (!contents || !text::isValidUtf8(*contents)) return std::nullopt;
-  return contents;
+  const auto contents = system::detail::readFile(path.value_or(""));
+  if (!contents || !text::isValidUtf8(contents->text())) return std::nullopt;
+  return std::string(contents->text());
 }
 
 std::optional<std::vector<std::string>> KWFile::subPaths(std::optional<std::string_view> path) {

@@ -72,7 +72,7 @@ std::string userFolder(std::string_view name, std::string_view otherwise) {
   if (!settings) return found;
   std::string key = "XDG_";
   key.append(name).append("_DIR=");
-  for (std::string_view rest = *settings; !rest.empty();) {
+  for (std::string_view rest = settings->text(); !rest.empty();) {
     std::string_view line = rest.substr(0, rest.find('\n'));
     rest.remove_prefix(std::min(rest.size(), line.size() + 1));
     line.remove_prefix(std::min(line.size(), line.find_first_not_of(" \t")));

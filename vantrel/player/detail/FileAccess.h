@@ -16,10 +16,6 @@ namespace vantrel::player::detail {
 /// The last component of a path: "/a/b.mp3" and "/a/b.mp3/" give "b.mp3", "/" gives "/".
 std::string lastPathComponent(std::string_view path);
 
-/// The contents of a regular file. Absent when it is missing, no regular file (a folder, a pipe or a device
-/// might never end), cannot be read, or is larger than 2 GiB.
-std::optional<Bytes> readWholeFile(const std::string& path);
-
 /// A file player on an asset's address, on a file's contents; null when it cannot be opened, on an absent
 /// address, on empty or absent contents, and when the host plays no files.
 std::unique_ptr<FilePlayer> openUrl(const std::optional<std::string>& url);
