@@ -4,7 +4,7 @@
 build_packages=(
   build-essential cmake ninja-build pkg-config git
   libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev
-  rapidjson-dev libicu-dev libhwy-dev libcli11-dev
+  libicu-dev libhwy-dev libcli11-dev
 )
 
 run_packages=(
@@ -19,7 +19,7 @@ test_packages=(
 )
 
 # What a user would pick instead, for scripts/bench.
-bench_packages=(libbenchmark-dev libssl-dev libboost-dev libasio-dev gstreamer1.0-tools)
+bench_packages=(libbenchmark-dev rapidjson-dev libssl-dev libboost-dev libasio-dev gstreamer1.0-tools)
 
 # For scripts/check.
 check_packages=(clang clang-format clang-tidy libclang-rt-14-dev shellcheck)
