@@ -14,7 +14,7 @@
 namespace app {
 namespace {
 
-constexpr std::size_t kPiece = 64 * 1024;
+constexpr std::size_t kPiece = std::size_t{64} << 10;
 
 /// Fills the piece as far as there is input: pipes give less than is asked for. Negative when reading failed.
 ssize_t fill(int descriptor, std::vector<std::uint8_t>& piece) {

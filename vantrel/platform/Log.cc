@@ -42,13 +42,12 @@ void log(std::string_view line) {
 void logFormat(const char* format, ...) {
   std::va_list arguments;
   va_start(arguments, format);
-  std::va_list again;
-  va_copy(again, arguments);
   const int length = std::vsnprintf(nullptr, 0, format, arguments);
   va_end(arguments);
   std::string line(length > 0 ? static_cast<std::size_t>(length) : 0, '\0');
-  std::vsnprintf(line.data(), line.size() + 1, format, again);
-  va_end(again);
+  va_start(arguments, format);
+  std::vsnprintf(line.data(), line.size() + 1, format, arguments);
+  va_end(arguments);
   log(line);
 }
 

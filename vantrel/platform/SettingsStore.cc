@@ -41,7 +41,7 @@ std::filesystem::path homeFolder() {
   if (const char* home = std::getenv("HOME"); home && *home == '/') return home;
   passwd entry{};
   passwd* found = nullptr;
-  std::vector<char> buffer(16 * 1024);
+  std::vector<char> buffer(std::size_t{16} << 10);
   if (getpwuid_r(geteuid(), &entry, buffer.data(), buffer.size(), &found) == 0 && found) return found->pw_dir;
   return "/";
 }

@@ -33,7 +33,8 @@ constexpr std::uint64_t kPaused = 2;
 constexpr std::uint64_t kStopped = 3;
 
 float wholeSecondsOf(MediaTime time) {
-  return time.timescale > 0 ? static_cast<float>(time.value / time.timescale) : 0.0f;
+  const std::int64_t seconds = time.timescale > 0 ? time.value / time.timescale : 0;
+  return static_cast<float>(seconds);
 }
 
 }  // namespace

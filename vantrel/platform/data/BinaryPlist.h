@@ -8,11 +8,11 @@
 /// by object number.
 namespace vantrel::plist::detail {
 
-inline constexpr std::size_t kMaxLevels = 512;                   ///< of containers
-inline constexpr std::uint64_t kMaxContents = 64 * 1024 * 1024;  ///< bytes of a file
-inline constexpr std::uint64_t kMaxValues = 4'000'000;           ///< counted wherever they are referred to
-inline constexpr std::uint64_t kMaxObjects = 2 * kMaxValues;     ///< in a file's table
-inline constexpr std::uint64_t kMaxKeyBytes = 128 * 1024 * 1024;
+inline constexpr std::size_t kMaxLevels = 512;                          ///< of containers
+inline constexpr std::uint64_t kMaxContents = std::uint64_t{64} << 20;  ///< bytes of a file
+inline constexpr std::uint64_t kMaxValues = 4'000'000;        ///< counted wherever they are referred to
+inline constexpr std::uint64_t kMaxObjects = 2 * kMaxValues;  ///< in a file's table
+inline constexpr std::uint64_t kMaxKeyBytes = std::uint64_t{128} << 20;
 
 inline constexpr std::size_t kHeaderSize = 8;
 inline constexpr std::size_t kTrailerSize = 32;

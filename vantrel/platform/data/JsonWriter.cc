@@ -69,7 +69,8 @@ char* putDecimal(char* next, double value) {
   constexpr double kScale = 1e6;
   const double size = std::fabs(value);
   if (!(size >= 1e-3 && size < 1e9)) return nullptr;
-  const auto scaled = static_cast<std::int64_t>(size * kScale + 0.5);
+  // Rounded cheaply; where that goes wrong, the comparison below fails.
+  const auto scaled = static_cast<std::int64_t>(size * kScale + 0.5);  // NOLINT(bugprone-incorrect-roundings)
   // Both are exact as doubles, so that this is what reading the digits gives.
   if (static_cast<double>(scaled) / kScale != size) return nullptr;
   if (value < 0) *next++ = '-';

@@ -123,10 +123,11 @@ void Container::mergeEqualKeys() {
     const std::size_t earlier = entry != nullptr ? *entry - 1 : position(member.key());
     // Nothing in an arena is counted, so values are moved byte by byte.
     if (earlier != kNone) {
-      std::memcpy(static_cast<void*>(&ValueAccess::value(members()[earlier])), &member.value(),
-                  sizeof(ValueTree));
+      std::memcpy(static_cast<void*>(&ValueAccess::value(members()[earlier])),
+                  static_cast<const void*>(&member.value()), sizeof(ValueTree));
     } else {
-      if (size != i) std::memcpy(static_cast<void*>(&members()[size]), &member, sizeof member);
+      void* const place = &members()[size];
+      if (size != i) std::memcpy(place, static_cast<const void*>(&member), sizeof member);
       ++size;
       if (entry != nullptr) *entry = size;
     }

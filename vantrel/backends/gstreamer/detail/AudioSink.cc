@@ -30,7 +30,7 @@ std::string openableSink() {
 
 std::string chooseSink() {
   const char* wanted = std::getenv("VANTREL_AUDIO_SINK");
-  const std::string sink = wanted && *wanted ? wanted : openableSink();
+  std::string sink = wanted && *wanted ? wanted : openableSink();
   if (sink == kSilent) platform::log("No sound device: audio plays without sound.");
   return sink;
 }

@@ -12,7 +12,7 @@ namespace vantrel::backends::gstreamer::detail {
 namespace {
 
 constexpr std::size_t kHeader = 7;
-constexpr std::size_t kMostGarbage = 64 * 1024;
+constexpr std::size_t kMostGarbage = std::size_t{64} << 10;
 constexpr int kFewestFrames = 3;
 
 using Header = std::array<std::uint8_t, kHeader>;

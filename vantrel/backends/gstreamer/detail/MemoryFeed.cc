@@ -32,7 +32,7 @@ class MemoryFeed {
   }
 
  private:
-  static constexpr guint64 kLargestBlock = 64 * 1024;
+  static constexpr guint64 kLargestBlock = guint64{64} << 10;
 
   void give(GstAppSrc* source, guint wanted) {
     references_.fetch_add(1, std::memory_order_acq_rel);

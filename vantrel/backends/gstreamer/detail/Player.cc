@@ -184,11 +184,11 @@ void Player::finish() {
   if (report) report(*this, !early);
 }
 
-void Player::fail(const Error& error) {
-  const Error copy = error;
+// By value: unloading may destroy what the error came from.
+void Player::fail(Error error) {
   unload(heard());
   const auto report = observer_.audioPlayerDecodeErrorDidOccur_error;
-  if (report) report(*this, copy);
+  if (report) report(*this, error);
 }
 
 }  // namespace vantrel::backends::gstreamer::detail

@@ -48,7 +48,7 @@ class Player final : public FilePlayer {
   void onEnd(const Pipeline::End& end);
   bool goOnSilently();
   void finish();
-  void fail(const Error& error);
+  void fail(Error error);
 
   Source source_;
   Pipeline pipeline_;
