@@ -9,6 +9,7 @@ import sys
 from collections import defaultdict
 
 UNITS = {"ns": 1, "us": 1e3, "ms": 1e6, "s": 1e9}
+CLOCKS = ("real_time", "process_time", "manual_time")
 
 
 def medians(files):
@@ -32,7 +33,7 @@ def main():
     tasks = defaultdict(dict)
     for name, time in medians(sys.argv[1:]).items():
         parts = name.removeprefix("BM_").split("/")
-        parts = [part for part in parts if part not in ("real_time", "process_time", "manual_time")]
+        parts = [part for part in parts if part not in CLOCKS and not part.startswith("min_time:")]
         if len(parts) < 2:
             sys.exit(f"{name}: not of the form BM_<task>/<who>/<case>")
         tasks[(parts[0], "/".join(parts[2:]))][parts[1]] = time
