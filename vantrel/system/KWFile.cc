@@ -86,10 +86,10 @@ bool KWFile::createPath(std::string_view path) {
 
 std::string KWFile::createOn_MiddlePath_File(std::uint64_t base, std::optional<std::string_view> middle,
                                              std::optional<std::string_view> file) {
-  const std::string folder = join(system::detail::standardFolder(base), middle.value_or(""));
+  std::string folder = join(system::detail::standardFolder(base), middle.value_or(""));
   if (systemPath(folder) && !exists(folder)) createFolders(folder);
   if (!file) return folder;
-  const std::string path = join(folder, *file);
+  std::string path = join(folder, *file);
   if (systemPath(path) && !exists(path)) createEmptyFile(path);
   return path;
 }

@@ -238,8 +238,8 @@ Date KWTime::changeMonth_onDate(std::int32_t months, Date date) {
   const LocalTime from = split(*local);
   const std::int64_t target = std::int64_t{from.year()} * 12 + from.month() - 1 + months;
   if (target < std::int64_t{-9'999} * 12 || target >= std::int64_t{10'000} * 12) return date;
-  const auto year = static_cast<int>((target - (target < 0 ? 11 : 0)) / 12);
-  const auto month = std::chrono::year{year} / static_cast<int>(target - year * 12 + 1);
+  const std::int64_t year = (target - (target < 0 ? 11 : 0)) / 12;
+  const auto month = std::chrono::year{static_cast<int>(year)} / static_cast<int>(target - year * 12 + 1);
   const auto day = std::min(from.date.day(), (month / std::chrono::last).day());
   return moveTo(month / day, from.secondOfDay, date, zone);
 }
