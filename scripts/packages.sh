@@ -4,7 +4,7 @@
 build_packages=(
   build-essential cmake ninja-build pkg-config git
   libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev
-  libicu-dev libhwy-dev libcli11-dev
+  libicu-dev libhwy-dev libcli11-dev zlib1g-dev libssl-dev
 )
 
 run_packages=(
@@ -13,13 +13,16 @@ run_packages=(
 
 # Recordings for the demo and the tools that make tagged ones; servers and programs that tests compare with.
 test_packages=(
-  libgtest-dev libgmock-dev nlohmann-json3-dev libplist-dev python3 tzdata strace xxd
+  libgtest-dev libgmock-dev nlohmann-json3-dev libplist-dev python3 tzdata strace xxd openssl gzip
   sox libsox-fmt-mp3 lame flac vorbis-tools ffmpeg
   alsa-utils sound-theme-freedesktop pocketsphinx-testdata oxygen-sounds
 )
 
 # What a user would pick instead, for scripts/bench.
-bench_packages=(libbenchmark-dev rapidjson-dev libssl-dev libboost-dev libasio-dev gstreamer1.0-tools)
+bench_packages=(
+  libbenchmark-dev rapidjson-dev libboost-dev libboost-thread-dev libasio-dev gstreamer1.0-tools
+  libisal-dev libdeflate-dev libmbedtls-dev libgcrypt20-dev libjack-jackd2-dev
+)
 
 # For scripts/check.
 check_packages=(clang clang-format clang-tidy libclang-rt-14-dev shellcheck)
