@@ -1,0 +1,86 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstdint>
+#include <cstring>
+#include <random>
+#include <thread>
+#include <vector>
+
+#include "vantrel/buffers/KWRing.h"
+
+namespace vantrel {
+
+/// The bytes that go through a ring between two threads: random ones that start over after a prime number of
+/// bytes, so that what is lost, doubled or swapped is seen, and stand in a row, so that checking is cheap.
+class RingBytes {
+ public:
+  static constexpr std::uint32_t kMostAtOnce = 9000;
+
+  RingBytes() : bytes_(kPeriod + kMostAtOnce) {
+    std::mt19937 random(1);
+    for (std::size_t i = 0; i < bytes_.size(); ++i)
+      bytes_[i] = i < kPeriod ? static_cast<std::uint8_t>(random()) : bytes_[i - kPeriod];
+  }
+
+  /// The bytes from the given place in the stream on, at least kMostAtOnce.
+  const std::uint8_t* from(std::uint64_t place) const { return bytes_.data() + place % kPeriod; }
+
+ private:
+  static constexpr std::size_t kPeriod = 65'537;
+  std::vector<std::uint8_t> bytes_;
+};
+
+/// Sizes from 0 to kMostAtOnce, often small ones.
+class RingSizes {
+ public:
+  explicit RingSizes(std::uint32_t seed) : random_(seed) {}
+  std::uint32_t next() {
+    const std::uint32_t drawn = random_();
+    return drawn % 4 == 0 ? drawn / 4 % 32 : drawn / 4 % (RingBytes::kMostAtOnce + 1);
+  }
+
+ private:
+  std::minstd_rand random_;
+};
+
+/// One thread puts `total` bytes in random sizes, another one gets and checks them.
+inline void transferThroughRing(std::int32_t ringSize, std::uint64_t total, std::uint32_t seed) {
+  SCOPED_TRACE(testing::Message() << "ring of " << ringSize << ", seed " << seed);
+  KWRing ring;
+  ASSERT_TRUE(ring.ringMakeSize(ringSize));
+  const RingBytes bytes;
+  std::atomic<bool> wrong{false};
+
+  std::thread producer([&] {
+    RingSizes sizes(seed);
+    for (std::uint64_t sent = 0; sent < total && !wrong.load(std::memory_order_relaxed);) {
+      const auto size = static_cast<std::uint32_t>(std::min<std::uint64_t>(sizes.next(), total - sent));
+      const std::uint32_t taken = ring.ringPut_Size(bytes.from(sent), size);
+      sent += taken;
+      if (taken < size) std::this_thread::yield();
+    }
+  });
+
+  RingSizes sizes(seed + 1);
+  std::vector<std::uint8_t> got(RingBytes::kMostAtOnce);
+  std::uint64_t received = 0;
+  while (received < total) {
+    const std::uint32_t size = sizes.next();
+    const std::uint32_t given = ring.ringGet_Size(got.data(), size);
+    if (given > size || std::memcmp(got.data(), bytes.from(received), given) != 0) {
+      wrong = true;
+      break;
+    }
+    received += given;
+    if (given < size) std::this_thread::yield();
+  }
+  producer.join();
+  EXPECT_FALSE(wrong) << "a byte is wrong among the " << RingBytes::kMostAtOnce << " after " << received;
+  EXPECT_EQ(received, total);
+  ring.ringRelease();
+}
+
+}  // namespace vantrel

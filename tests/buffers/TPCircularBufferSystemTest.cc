@@ -1,0 +1,138 @@
+// What the mirrored ring does when the system refuses one of its steps, once or more often.
+#include "vantrel/buffers/detail/TPCircularBufferSystem.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <map>
+#include <set>
+#include <string>
+
+namespace {
+
+using testing::IsEmpty;
+using testing::MatchesRegex;
+
+enum class Step { kObject, kReservation, kFirstHalf, kMirror, kMirrorElsewhere };
+
+/// The real calls, of which one refuses as often as wanted, and what they have left in place.
+struct UnwillingSystem {
+  Step step{};
+  int refusals = 0;
+  int attempts = 0;
+  std::set<int> objects;
+  std::map<std::uint8_t*, std::size_t> mapped;  // start and length, whole reservations and strays
+
+  bool refuses(Step asked) {
+    if (asked != step || refusals == 0) return false;
+    --refusals;
+    errno = ENOMEM;
+    return true;
+  }
+};
+
+UnwillingSystem unwilling;
+
+int makeObject(std::size_t length) {
+  ++unwilling.attempts;
+  if (unwilling.refuses(Step::kObject)) return -1;
+  const int object = TPCircularBufferLinux.makeObject(length);
+  unwilling.objects.insert(object);
+  return object;
+}
+
+void* reserve(std::size_t length) {
+  if (unwilling.refuses(Step::kReservation)) return MAP_FAILED;
+  void* start = TPCircularBufferLinux.reserve(length);
+  unwilling.mapped[static_cast<std::uint8_t*>(start)] = length;
+  return start;
+}
+
+void* mapObject(void* at, std::size_t length, int object) {
+  const bool mirror = !unwilling.mapped.contains(static_cast<std::uint8_t*>(at));
+  if (unwilling.refuses(mirror ? Step::kMirror : Step::kFirstHalf)) return MAP_FAILED;
+  if (mirror && unwilling.refuses(Step::kMirrorElsewhere))
+    at = reserve(length);  // as a system does that takes addresses for a wish
+  return TPCircularBufferLinux.mapObject(at, length, object);
+}
+
+int unmap(void* start, std::size_t length) {
+  const auto found = unwilling.mapped.find(static_cast<std::uint8_t*>(start));
+  if (found == unwilling.mapped.end() || found->second != length) {
+    ADD_FAILURE() << "unmaps what was not mapped";
+    return -1;
+  }
+  unwilling.mapped.erase(found);
+  errno = EINVAL;  // undoing must not hide the code of the step that failed
+  return TPCircularBufferLinux.unmap(start, length);
+}
+
+int closeObject(int object) {
+  EXPECT_EQ(unwilling.objects.erase(object), 1U);
+  errno = EINVAL;
+  return TPCircularBufferLinux.closeObject(object);
+}
+
+constexpr TPCircularBufferSystem kUnwilling{makeObject, reserve, mapObject, unmap, closeObject};
+
+struct Case {
+  Step step;
+  const char* message;
+};
+
+class TPCircularBufferSystemTest : public testing::TestWithParam<Case> {};
+
+INSTANTIATE_TEST_SUITE_P(
+    Steps, TPCircularBufferSystemTest,
+    testing::Values(
+        Case{Step::kObject, "TPCircularBuffer\\.c:[0-9]+: Buffer allocation: Cannot allocate memory\n"},
+        Case{Step::kReservation, "TPCircularBuffer\\.c:[0-9]+: Buffer allocation: Cannot allocate memory\n"},
+        Case{Step::kFirstHalf, "TPCircularBuffer\\.c:[0-9]+: Buffer deallocation: Cannot allocate memory\n"},
+        Case{Step::kMirror, "TPCircularBuffer\\.c:[0-9]+: Remap buffer memory: Cannot allocate memory\n"},
+        Case{Step::kMirrorElsewhere, "Couldn't map buffer memory to end of buffer\n"}));
+
+TEST_P(TPCircularBufferSystemTest, ThreeRefusalsAreTriedAgain) {
+  for (int refusals = 0; refusals <= 3; ++refusals) {
+    SCOPED_TRACE(refusals);
+    unwilling = {GetParam().step, refusals, 0, {}, {}};
+    TPCircularBuffer ring{};
+    testing::internal::CaptureStdout();
+    const bool made = TPCircularBufferInitOn(&kUnwilling, &ring, 10000);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+    ASSERT_TRUE(made);
+    EXPECT_EQ(unwilling.attempts, refusals + 1);
+    EXPECT_THAT(unwilling.objects, IsEmpty());
+    const std::map<std::uint8_t*, std::size_t> wholeRing{
+        {ring.buffer, 2 * static_cast<std::size_t>(ring.length)}};
+    EXPECT_EQ(unwilling.mapped, wholeRing);
+    ring.buffer[ring.length + 5] = 0x5a;
+    EXPECT_EQ(ring.buffer[5], 0x5a);
+    TPCircularBufferCleanup(&ring);
+  }
+}
+
+TEST_P(TPCircularBufferSystemTest, TheFourthRefusalIsFinalAndLeavesNothingBehind) {
+  unwilling = {GetParam().step, 1000, 0, {}, {}};
+  std::uint8_t byte = 0;
+  TPCircularBuffer ring{&byte, 1, 2, 3, 4, false};
+  testing::internal::CaptureStdout();
+  EXPECT_FALSE(TPCircularBufferInitOn(&kUnwilling, &ring, 10000));
+  EXPECT_THAT(testing::internal::GetCapturedStdout(), MatchesRegex(GetParam().message));
+  EXPECT_EQ(unwilling.attempts, 4);
+  EXPECT_THAT(unwilling.objects, IsEmpty());
+  EXPECT_THAT(unwilling.mapped, IsEmpty());
+
+  const auto page = static_cast<std::int32_t>(sysconf(_SC_PAGESIZE));
+  EXPECT_EQ(ring.length, (10000 + page - 1) / page * page);
+  EXPECT_EQ(ring.buffer, &byte);
+  EXPECT_EQ(ring.tail, 2);
+  EXPECT_EQ(ring.head, 3);
+  EXPECT_EQ(ring.fillCount, 4);
+  EXPECT_FALSE(ring.atomic);
+}
+
+}  // namespace

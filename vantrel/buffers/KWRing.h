@@ -1,0 +1,65 @@
+#pragma once
+
+#include <cstdint>
+
+#include "vantrel/buffers/TPCircularBuffer.h"
+#include "vantrel/platform/Export.h"
+
+namespace vantrel {
+
+/// A ring of bytes that copies in and out and counts: one thread puts, another one gets, neither blocks.
+///
+/// The operations that take or give bytes do no locking, no allocation and no system call, so either side may
+/// be a real-time audio thread.
+///
+/// Threads: one thread puts, one gets; ringUsable serves both sides (its answer is a lower bound for the
+/// producer). ringClean belongs to the consumer. ringMakeSize, ringRelease and setLen_total need the ring for
+/// themselves.
+///
+/// Ownership: the destructor does not give the ring's memory back; the owner calls ringRelease first. A ring
+/// is neither copied nor moved.
+///
+/// A ring without memory (new, released, or one whose making failed) takes 0 bytes and delivers 0 bytes.
+class VANTREL_EXPORT KWRing {
+ public:
+  KWRing() = default;
+  KWRing(const KWRing&) = delete;
+  KWRing& operator=(const KWRing&) = delete;
+
+  /// Makes an empty ring of at least `size` bytes, rounded up to whole pages: 1000 gives one page, which
+  /// len_total then says. A ring that had memory abandons it: release it before.
+  ///
+  /// False without memory when the system refuses (a line on standard output says why); len_total is the
+  /// rounded size also then. False and nothing changed when `size` is not positive or, rounded up, exceeds 32
+  /// bits.
+  bool ringMakeSize(std::int32_t size);
+
+  /// Takes as many of the `size` bytes at `source` as there is space for, in order, and says how many: 10
+  /// bytes into a ring with 4 free give 4, then 0. The rest stays the caller's. A producer's call.
+  std::uint32_t ringPut_Size(const void* source, std::uint32_t size);
+
+  /// Delivers up to `size` bytes to `destination`, oldest first, and says how many: 100 of a ring that holds
+  /// 30 give 30, then 0. A consumer's call.
+  std::uint32_t ringGet_Size(void* destination, std::uint32_t size);
+
+  /// Free bytes; 0 without memory.
+  std::uint32_t ringUsable() const;
+
+  /// Drops all that the ring holds at this moment. A consumer's call.
+  void ringClean();
+
+  /// Gives the memory back; the ring is as new then and may be made again. A second call does nothing.
+  void ringRelease();
+
+  /// Capacity in bytes as ringMakeSize found it; 0 when new and released.
+  std::int32_t len_total() const { return len_total_; }
+
+  /// Sets what len_total says, and nothing else: neither the memory nor the free space changes.
+  void setLen_total(std::int32_t length) { len_total_ = length; }
+
+ private:
+  TPCircularBuffer buffer_{};
+  std::int32_t len_total_ = 0;
+};
+
+}  // namespace vantrel
