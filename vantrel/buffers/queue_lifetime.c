@@ -1,0 +1,112 @@
+/* How a queue comes to be and how it goes. */
+#define _POSIX_C_SOURCE 200809L /* nanosleep */
+
+#include <errno.h>
+#include <stdlib.h>
+#include <time.h>
+
+#include "vantrel/buffers/queue_internal.h"
+
+void* (*queue_allocate_internal)(size_t size) = malloc;
+
+static queue_guard* create_guard(void) {
+  queue_guard* const guard = queue_allocate_internal(sizeof *guard);
+  if (!guard) return NULL;
+  if (pthread_mutex_init(&guard->mutex, NULL) == 0) {
+    if (pthread_cond_init(&guard->all_left, NULL) == 0) {
+      guard->waiting_get = guard->waiting_put = 0;
+      guard->destroying = 0;
+      return guard;
+    }
+    pthread_mutex_destroy(&guard->mutex);
+  }
+  free(guard);
+  return NULL;
+}
+
+static pthread_cond_t* create_condition(void) {
+  pthread_cond_t* const condition = queue_allocate_internal(sizeof *condition);
+  if (condition && pthread_cond_init(condition, NULL) != 0) {
+    free(condition);
+    return NULL;
+  }
+  return condition;
+}
+
+static void release_condition(pthread_cond_t* condition) {
+  if (!condition) return;
+  pthread_cond_destroy(condition);
+  free(condition);
+}
+
+/* The conditions that there are, and the record. */
+static void release_record(queue_state* queue) {
+  release_condition(queue->cond_get);
+  release_condition(queue->cond_put);
+  free(queue);
+}
+
+queue_state* queue_create_limited(uint16_t max_count) {
+  queue_state* const queue = queue_allocate_internal(sizeof *queue);
+  if (!queue) return NULL;
+  *queue = (queue_state){.max_count = max_count, .new_data = 1, .ascending = 1};
+  queue_guard* const guard = create_guard();
+  if (guard) {
+    queue->mutex = &guard->mutex;
+    queue->cond_get = create_condition();
+    queue->cond_put = queue->cond_get ? create_condition() : NULL;
+    if (queue->cond_put) return queue;
+    pthread_cond_destroy(&guard->all_left);
+    pthread_mutex_destroy(&guard->mutex);
+    free(guard);
+  }
+  release_record(queue);
+  return NULL;
+}
+
+queue_state* queue_create(void) { return queue_create_limited(0); }
+
+queue_state* queue_create_limited_sorted(uint16_t max_count, int8_t ascending, queue_compare compare) {
+  if (!compare) return NULL;
+  queue_state* const queue = queue_create_limited(max_count);
+  if (!queue) return NULL;
+  queue->sorted = 1;
+  queue->ascending = (uint8_t)ascending;
+  queue->compare = compare;
+  return queue;
+}
+
+queue_state* queue_create_sorted(int8_t ascending, queue_compare compare) {
+  return queue_create_limited_sorted(0, ascending, compare);
+}
+
+/* Someone else may still hold the mutex or wait on a condition of their own with it. */
+static int destroy_mutex(pthread_mutex_t* mutex) {
+  const struct timespec pause = {0, 100 * 1000 * 1000};
+  int result;
+  while ((result = pthread_mutex_destroy(mutex)) == EBUSY) nanosleep(&pause, NULL);
+  return result;
+}
+
+int8_t queue_destroy_internal(queue_state* queue, uint8_t release_items, queue_free release) {
+  if (!queue) return QUEUE_ERR_NULL;
+  queue_set_new_data(queue, 0);
+  queue_lock_internal(queue);
+  queue_flush_internal(queue, release_items, release);
+
+  /* The woken have to take the mutex to leave, read the record and let the mutex go. Each counts itself off
+   * with the mutex held; so once this thread has it and the counts are zero, the last one has let it go and
+   * touches nothing more. */
+  queue_guard* const guard = queue_guard_of(queue);
+  guard->destroying = 1;
+  while (guard->waiting_get + guard->waiting_put > 0) {
+    if (pthread_cond_wait(&guard->all_left, &guard->mutex) != 0) break;
+  }
+  queue_unlock_internal(queue);
+
+  const int result = destroy_mutex(&guard->mutex);
+  pthread_cond_destroy(&guard->all_left);
+  free(guard);
+  release_record(queue);
+  return (int8_t)result;
+}
