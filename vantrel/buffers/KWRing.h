@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 
 #include "vantrel/buffers/TPCircularBuffer.h"
@@ -58,8 +59,19 @@ class VANTREL_EXPORT KWRing {
   void setLen_total(std::int32_t length) { len_total_ = length; }
 
  private:
+  /// What one side has moved since the ring was made. Each has a cache line of its own, which the other side
+  /// reads only when what it last saw does not suffice.
+  struct alignas(64) Side {
+    std::atomic<std::uint64_t> moved{0};  ///< bytes put or got
+    std::uint64_t otherMoved = 0;         ///< of the other side, as last seen
+    std::int32_t offset = 0;              ///< moved modulo length
+  };
+
+  void startWith(const TPCircularBuffer& memory, std::int32_t length);
+
   TPCircularBuffer buffer_{};
   std::int32_t len_total_ = 0;
+  Side producer_, consumer_;
 };
 
 }  // namespace vantrel

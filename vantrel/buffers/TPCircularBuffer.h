@@ -109,7 +109,7 @@ static inline uint8_t* TPCircularBufferReadRegion(TPCircularBuffer* buffer, int3
   return buffer->buffer + buffer->tail;
 }
 
-/* For the two functions below: (offset + amount) modulo length, for an amount from 0 to length. */
+/* (offset + amount) modulo length, for an offset below length and an amount from 0 to length. */
 static inline int32_t TPCircularBufferMoved(int32_t offset, int32_t amount, int32_t length) {
   const uint32_t moved = (uint32_t)offset + (uint32_t)amount;
   return (int32_t)(moved < (uint32_t)length ? moved : moved - (uint32_t)length);
