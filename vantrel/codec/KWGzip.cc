@@ -1,0 +1,189 @@
+#include "vantrel/codec/KWGzip.h"
+
+#define ZLIB_CONST
+#include <zlib.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstddef>
+#include <cstdlib>
+#include <limits>
+#include <memory>
+#include <new>
+
+#include "vantrel/platform/Log.h"
+
+namespace vantrel {
+namespace {
+
+constinit std::atomic<std::uint64_t> limit{KWGzip::kDefaultUncompressedLimit};
+
+constexpr char kGzipData[] = "+[KWGzip gzipData:]";
+
+// The interface that is called; zlib refuses it when it has become another.
+constexpr char kZlibInterface[] = "1.2.11";
+
+constexpr int kGzip = 15 + 16;        // a window of 32 KiB and a gzip header
+constexpr int kGzipOrZlib = 15 + 32;  // the same and either header
+constexpr int kMemoryLevel = 8;
+
+constexpr std::uint64_t kMostInput = std::numeric_limits<uInt>::max();
+
+// Memory for a result: not cleared before it is written, enlarged where it lies when that is possible, and
+// handed over without a copy.
+class Room {
+ public:
+  std::uint8_t* data() { return memory_.get(); }
+  std::size_t size() const { return size_; }
+
+  bool resize(std::uint64_t size) {
+    if (size > std::numeric_limits<std::ptrdiff_t>::max()) return false;
+    const std::size_t wanted = std::max<std::size_t>(1, size);  // asked for none, realloc frees
+    auto* moved = static_cast<std::uint8_t*>(std::realloc(memory_.get(), wanted));
+    if (moved == nullptr) return false;
+    static_cast<void>(memory_.release());
+    memory_.reset(moved);
+    size_ = size;
+    return true;
+  }
+
+  std::optional<Bytes> take(std::size_t length) try {
+    if (length == 0) return Bytes();
+    resize(length);  // when that fails, what there is serves as well
+    const std::shared_ptr<const std::uint8_t> owner(std::move(memory_));
+    return Bytes::sharing({owner.get(), length}, owner);
+  } catch (const std::bad_alloc&) {
+    return std::nullopt;
+  }
+
+ private:
+  struct Free {
+    void operator()(std::uint8_t* memory) const { std::free(memory); }
+  };
+  std::unique_ptr<std::uint8_t, Free> memory_;
+  std::size_t size_ = 0;
+};
+
+z_stream streamOf(const Bytes& data) {
+  z_stream stream{};
+  stream.next_in = data.data();
+  stream.avail_in = static_cast<uInt>(data.size());
+  return stream;
+}
+
+// What is free behind the output so far, as much of it as zlib can count.
+void offer(Room& room, z_stream& stream) {
+  stream.next_out = room.data() + stream.total_out;
+  stream.avail_out = static_cast<uInt>(std::min<std::uint64_t>(room.size() - stream.total_out, kMostInput));
+}
+
+const char* describeStart(int code) {
+  switch (code) {
+    case Z_VERSION_ERROR:
+      return "The version of zlib.h and the version of the library linked do not match.";
+    case Z_MEM_ERROR:
+      return "Insufficient memory.";
+    case Z_STREAM_ERROR:
+      return "Invalid parameter passed in to function.";
+    default:
+      return "Unknown error code.";
+  }
+}
+
+const char* describeEnd(int code) {
+  switch (code) {
+    case Z_VERSION_ERROR:
+      return "The version of zlib.h and the version of the library linked do not match.";
+    case Z_BUF_ERROR:
+      return "Ran out of output buffer for writing compressed bytes.";
+    case Z_MEM_ERROR:
+      return "Memory could not be allocated for processing.";
+    case Z_DATA_ERROR:
+      return "The deflate data was invalid or incomplete.";
+    case Z_STREAM_ERROR:
+      return "The stream state was inconsistent (e.g., next_in or next_out was NULL).";
+    case Z_ERRNO:
+      return "Error occured while reading file.";
+    default:
+      return "Unknown error code.";
+  }
+}
+
+const char* messageOf(const z_stream& stream) { return stream.msg == nullptr ? "(null)" : stream.msg; }
+
+int deflateInto(Room& room, z_stream& stream) {
+  const auto most = static_cast<double>(stream.avail_in) * 1.01 + 21;
+  if (!room.resize(static_cast<std::uint64_t>(most))) return Z_MEM_ERROR;
+  int result = Z_OK;
+  while (result == Z_OK) {
+    offer(room, stream);
+    result = deflate(&stream, Z_FINISH);
+  }
+  return result;
+}
+
+// Stops with Z_BUF_ERROR when the output has filled `most` bytes and goes on.
+int inflateInto(Room& room, z_stream& stream, std::uint64_t most) {
+  const std::uint32_t size = stream.avail_in;
+  const std::uint32_t step = size / 2;
+  // The sum may wrap around, which only makes the first room smaller.
+  if (!room.resize(std::min<std::uint64_t>(most, size + step))) return Z_MEM_ERROR;
+  int result = Z_OK;
+  while (result == Z_OK) {
+    if (stream.total_out == room.size() && !room.resize(std::min(most, std::uint64_t{room.size()} + step)))
+      return Z_MEM_ERROR;
+    if (stream.total_out == room.size()) return Z_BUF_ERROR;
+    offer(room, stream);
+    result = inflate(&stream, Z_SYNC_FLUSH);
+  }
+  return result;
+}
+
+}  // namespace
+
+std::optional<Bytes> KWGzip::gzipData(const std::optional<Bytes>& data) {
+  if (!data || data->empty()) {
+    platform::logFormat("%s: Error: Can't compress an empty or nil NSData object", kGzipData);
+    return std::nullopt;
+  }
+  if (data->size() > kMostInput) {
+    platform::logFormat("%s: Error: Can't compress an NSData object of 2^32 bytes or more", kGzipData);
+    return std::nullopt;
+  }
+  z_stream stream = streamOf(*data);
+  const int started = deflateInit2_(&stream, Z_DEFAULT_COMPRESSION, Z_DEFLATED, kGzip, kMemoryLevel,
+                                    Z_DEFAULT_STRATEGY, kZlibInterface, sizeof stream);
+  if (started != Z_OK) {
+    platform::logFormat("%s:deflateInit2() Error: \"%s\" Message: \"%s\"", kGzipData, describeStart(started),
+                        messageOf(stream));
+    return std::nullopt;
+  }
+  Room room;
+  const int result = deflateInto(room, stream);
+  if (result != Z_STREAM_END) {
+    platform::logFormat("%s:zlib error while attempting compression: \"%s\" Message: \"%s\"", kGzipData,
+                        describeEnd(result), messageOf(stream));
+  }
+  deflateEnd(&stream);
+  return result == Z_STREAM_END ? room.take(stream.total_out) : std::nullopt;
+}
+
+std::optional<Bytes> KWGzip::uncompressZippedData(const std::optional<Bytes>& data) {
+  if (!data || data->empty()) return data;
+  if (data->size() > kMostInput) return std::nullopt;
+  const std::uint64_t allowed = uncompressedLimit();
+  // A byte more shows that there is more, while a stream of just as much as allowed can still end.
+  const std::uint64_t most = std::max(allowed, allowed + 1);
+  z_stream stream = streamOf(*data);
+  if (inflateInit2_(&stream, kGzipOrZlib, kZlibInterface, sizeof stream) != Z_OK) return std::nullopt;
+  Room room;
+  const int result = inflateInto(room, stream, most);
+  const bool ended = inflateEnd(&stream) == Z_OK && result == Z_STREAM_END;
+  return ended && stream.total_out <= allowed ? room.take(stream.total_out) : std::nullopt;
+}
+
+std::uint64_t KWGzip::uncompressedLimit() { return limit.load(std::memory_order_relaxed); }
+
+void KWGzip::setUncompressedLimit(std::uint64_t bytes) { limit.store(bytes, std::memory_order_relaxed); }
+
+}  // namespace vantrel

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "vantrel/platform/Bytes.h"
+#include "vantrel/platform/Export.h"
+
+namespace vantrel {
+
+/// Compression to gzip streams (RFC 1952), and back from gzip and zlib streams (RFC 1950). No operation
+/// throws; absent is the result of every failure.
+///
+/// Threads: any.
+class VANTREL_EXPORT KWGzip {
+ public:
+  KWGzip() = delete;
+
+  /// What `uncompressedLimit` is until it is set: 1 GiB.
+  static constexpr std::uint64_t kDefaultUncompressedLimit = std::uint64_t{1} << 30;
+
+  /// The data as one gzip member with zlib's default level, without a file name or time. Why it is absent is
+  /// told in one line of the log:
+  ///
+  ///   - the data are absent or empty, or 2^32 bytes or more;
+  ///   - the stream would be longer than 1.01 times the data and 21 bytes, as with less than 200 bytes that
+  ///   do
+  ///     not shrink: their stream is up to 23 bytes longer than they are;
+  ///   - memory ran out.
+  static std::optional<Bytes> gzipData(const std::optional<Bytes>& data);
+
+  /// The contents of a gzip or zlib stream, which of them its first bytes tell. Only the first gzip member
+  /// counts; what follows it is ignored. Absent and empty data come back as they are; a stream of nothing
+  /// gives empty.
+  ///
+  /// Absent, without a line in the log, for a stream that is cut off, damaged, has a wrong checksum or needs
+  /// a preset dictionary, for raw deflate data, for 2^32 bytes or more, for contents of more than
+  /// `uncompressedLimit`, and when memory ran out. The memory taken on the way is one and a half times the
+  /// data, enlarged by half of the data as it fills, and never more than one byte past the limit (beside the
+  /// 50 KiB or so that zlib needs).
+  static std::optional<Bytes> uncompressZippedData(const std::optional<Bytes>& data);
+
+  /// The most bytes that the contents of a stream may have; for the whole process. A few kilobytes can unpack
+  /// to a thousand times as much, so a program that takes streams from strangers sets what it expects. A call
+  /// that is running keeps the limit that it began with.
+  static std::uint64_t uncompressedLimit();
+  static void setUncompressedLimit(std::uint64_t bytes);
+};
+
+}  // namespace vantrel
