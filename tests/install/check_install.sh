@@ -16,7 +16,7 @@ sanitize=$(cached VANTREL_SANITIZE)
 cmake --install "$build" --prefix "$temporary/prefix" > "$temporary/install.log"
 [ -n "$(find "$temporary/prefix" -name VantrelConfigVersion.cmake)" ] || fail "no version file"
 
-for project in codec_only everything; do
+for project in codec_only checksum_only everything; do
   cmake -S "$here/$project" -B "$temporary/$project" -G Ninja -DCMAKE_CXX_COMPILER="$cxx" \
     -DCMAKE_CXX_FLAGS="$flags" -DCMAKE_PREFIX_PATH="$temporary/prefix" > "$temporary/$project.log" \
     || { cat "$temporary/$project.log"; fail "$project does not configure"; }
@@ -26,11 +26,18 @@ done
 [ "$("$temporary/codec_only/codec_only")" = 0a0bff ] || fail "codec_only prints something else"
 [ "$("$temporary/everything/everything" 2>/dev/null)" = "01:05 a%20b 0 2" ] || fail "everything prints something else"
 
-# A user of the hex operations alone gets no library but those of C and C++.
+[ "$("$temporary/checksum_only/checksum_only")" = 31c3 ] || fail "checksum_only prints something else"
+
+# Who uses the hex operations or a checksum alone gets no library but those of C and C++, and little code.
 if [ -z "$sanitize" ] && [ "$(cached BUILD_SHARED_LIBS)" != ON ]; then
-  others=$(ldd "$temporary/codec_only/codec_only" |
-    grep -v -E 'linux-vdso|ld-linux|libstdc\+\+|libgcc_s|libc\.so|libm\.so' || true)
-  [ -z "$others" ] || fail "codec_only needs $others"
+  for project in codec_only checksum_only; do
+    others=$(ldd "$temporary/$project/$project" |
+      grep -v -E 'linux-vdso|ld-linux|libstdc\+\+|libgcc_s|libc\.so|libm\.so' || true)
+    [ -z "$others" ] || fail "$project needs $others"
+  done
+  strip -o "$temporary/stripped" "$temporary/checksum_only/checksum_only"
+  size=$(stat -c %s "$temporary/stripped")
+  [ "$size" -lt $((200 * 1024)) ] || fail "checksum_only takes $size bytes"
 fi
 
 pc=$(dirname "$(find "$temporary/prefix" -name vantrel-codec.pc)")
@@ -39,4 +46,4 @@ read -r -a extra <<< "$flags"
 "$cxx" -std=c++20 "${extra[@]}" -o "$temporary/by_pkg_config" "$here/codec_only/main.cc" "${arguments[@]}"
 [ "$(LD_LIBRARY_PATH=$pc/.. "$temporary/by_pkg_config")" = 0a0bff ] || fail "the pkg-config build prints something else"
 PKG_CONFIG_PATH=$pc pkg-config --exact-version=0.1.0 vantrel || fail "pkg-config does not know vantrel"
-echo "installed tree serves both projects"
+echo "installed tree serves all projects"
