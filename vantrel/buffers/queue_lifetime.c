@@ -14,8 +14,9 @@ static queue_guard* create_guard(void) {
   if (!guard) return NULL;
   if (pthread_mutex_init(&guard->mutex, NULL) == 0) {
     if (pthread_cond_init(&guard->all_left, NULL) == 0) {
-      guard->waiting_get = guard->waiting_put = 0;
+      guard->waiting_get = guard->waiting_put = guard->stepped_aside = 0;
       guard->destroying = 0;
+      guard->spare = NULL;
       return guard;
     }
     pthread_mutex_destroy(&guard->mutex);
@@ -99,14 +100,21 @@ int8_t queue_destroy_internal(queue_state* queue, uint8_t release_items, queue_f
    * touches nothing more. */
   queue_guard* const guard = queue_guard_of(queue);
   guard->destroying = 1;
-  while (guard->waiting_get + guard->waiting_put > 0) {
+  while (guard->waiting_get + guard->waiting_put + guard->stepped_aside > 0) {
     if (pthread_cond_wait(&guard->all_left, &guard->mutex) != 0) break;
   }
   queue_unlock_internal(queue);
 
   const int result = destroy_mutex(&guard->mutex);
   pthread_cond_destroy(&guard->all_left);
+  free(guard->spare);
   free(guard);
   release_record(queue);
   return (int8_t)result;
+}
+
+int8_t queue_destroy(queue_state* queue) { return queue_destroy_internal(queue, 0, NULL); }
+
+int8_t queue_destroy_complete(queue_state* queue, queue_free release) {
+  return queue_destroy_internal(queue, 1, release);
 }
