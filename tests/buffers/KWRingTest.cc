@@ -4,7 +4,7 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
-#include <cstring>
+#include <algorithm>
 #include <deque>
 #include <limits>
 #include <random>
@@ -134,14 +134,19 @@ TEST_F(KWRingTest, TakesTheSpaceThereIsOfAnySize) {
   }
 }
 
-TEST_F(KWRingTest, CleanDropsWhatIsHeld) {
+TEST_F(KWRingTest, CleanDropsWhatIsHeldAndNoMore) {
   ASSERT_TRUE(ring_.ringMakeSize(1));
   for (int round = 0; round < 20; ++round) {
-    std::vector<char> bytes(500, static_cast<char>(round));
-    ASSERT_EQ(ring_.ringPut_Size(bytes.data(), 500), 500U);
+    const std::vector<char> dropped(500, 'x'), kept(300, static_cast<char>(round));
+    ASSERT_EQ(ring_.ringPut_Size(dropped.data(), 500), 500U);
+    ring_.ringClean();
     ring_.ringClean();
     EXPECT_EQ(ring_.ringUsable(), page());
-    EXPECT_EQ(ring_.ringGet_Size(bytes.data(), 500), 0U);
+    std::vector<char> got(300);
+    EXPECT_EQ(ring_.ringGet_Size(got.data(), 300), 0U);
+    ASSERT_EQ(ring_.ringPut_Size(kept.data(), 300), 300U);
+    EXPECT_EQ(ring_.ringGet_Size(got.data(), 300), 300U);
+    EXPECT_EQ(got, kept);
   }
 }
 
@@ -158,7 +163,7 @@ TEST_F(KWRingTest, KeepsBytesInOrderThroughAnySizes) {
   SCOPED_TRACE(testing::Message() << "seed " << kSeed);
   ASSERT_TRUE(ring_.ringMakeSize(1));
   std::deque<std::uint8_t> model;
-  std::vector<std::uint8_t> bytes(2 * page());
+  std::vector<std::uint8_t> bytes(std::size_t{2} * page());
   for (int i = 0; i < 3000; ++i) {
     const auto size = static_cast<std::uint32_t>(random() % (i % 3 == 0 ? bytes.size() : 300));
     if (random() % 2 == 0) {

@@ -33,21 +33,27 @@ class RingBytes {
   std::vector<std::uint8_t> bytes_;
 };
 
-/// Sizes from 0 to kMostAtOnce, often small ones.
+/// Sizes from 0 to `most` (at most kMostAtOnce), often small ones.
 class RingSizes {
  public:
-  explicit RingSizes(std::uint32_t seed) : random_(seed) {}
+  explicit RingSizes(std::uint32_t seed, std::uint32_t most = RingBytes::kMostAtOnce)
+      : random_(seed), most_(most) {}
   std::uint32_t next() {
     const std::uint32_t drawn = random_();
-    return drawn % 4 == 0 ? drawn / 4 % 32 : drawn / 4 % (RingBytes::kMostAtOnce + 1);
+    return drawn % 4 == 0 ? drawn / 4 % 32 : drawn / 4 % (most_ + 1);
   }
 
  private:
   std::minstd_rand random_;
+  std::uint32_t most_;
 };
 
-/// One thread puts `total` bytes in random sizes, another one gets and checks them.
-inline void transferThroughRing(std::int32_t ringSize, std::uint64_t total, std::uint32_t seed) {
+/// One thread puts `total` bytes in random sizes of up to `mostPut`, another one gets up to `mostGet` and
+/// checks them. The side that moves more at a time is at the other one's heels: the ring is mostly empty or
+/// mostly full.
+inline void transferThroughRing(std::int32_t ringSize, std::uint64_t total, std::uint32_t seed,
+                                std::uint32_t mostPut = RingBytes::kMostAtOnce,
+                                std::uint32_t mostGet = RingBytes::kMostAtOnce) {
   SCOPED_TRACE(testing::Message() << "ring of " << ringSize << ", seed " << seed);
   KWRing ring;
   ASSERT_TRUE(ring.ringMakeSize(ringSize));
@@ -55,7 +61,7 @@ inline void transferThroughRing(std::int32_t ringSize, std::uint64_t total, std:
   std::atomic<bool> wrong{false};
 
   std::thread producer([&] {
-    RingSizes sizes(seed);
+    RingSizes sizes(seed, mostPut);
     for (std::uint64_t sent = 0; sent < total && !wrong.load(std::memory_order_relaxed);) {
       const auto size = static_cast<std::uint32_t>(std::min<std::uint64_t>(sizes.next(), total - sent));
       const std::uint32_t taken = ring.ringPut_Size(bytes.from(sent), size);
@@ -64,7 +70,7 @@ inline void transferThroughRing(std::int32_t ringSize, std::uint64_t total, std:
     }
   });
 
-  RingSizes sizes(seed + 1);
+  RingSizes sizes(seed + 1, mostGet);
   std::vector<std::uint8_t> got(RingBytes::kMostAtOnce);
   std::uint64_t received = 0;
   while (received < total) {

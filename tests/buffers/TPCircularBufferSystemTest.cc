@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstring>
 #include <map>
+#include <ostream>
 #include <set>
 #include <string>
 
@@ -80,20 +81,27 @@ int closeObject(int object) {
 constexpr TPCircularBufferSystem kUnwilling{makeObject, reserve, mapObject, unmap, closeObject};
 
 struct Case {
+  const char* name;
   Step step;
   const char* message;
 };
+
+void PrintTo(const Case& one, std::ostream* out) { *out << one.name; }
 
 class TPCircularBufferSystemTest : public testing::TestWithParam<Case> {};
 
 INSTANTIATE_TEST_SUITE_P(
     Steps, TPCircularBufferSystemTest,
-    testing::Values(
-        Case{Step::kObject, "TPCircularBuffer\\.c:[0-9]+: Buffer allocation: Cannot allocate memory\n"},
-        Case{Step::kReservation, "TPCircularBuffer\\.c:[0-9]+: Buffer allocation: Cannot allocate memory\n"},
-        Case{Step::kFirstHalf, "TPCircularBuffer\\.c:[0-9]+: Buffer deallocation: Cannot allocate memory\n"},
-        Case{Step::kMirror, "TPCircularBuffer\\.c:[0-9]+: Remap buffer memory: Cannot allocate memory\n"},
-        Case{Step::kMirrorElsewhere, "Couldn't map buffer memory to end of buffer\n"}));
+    testing::Values(Case{"object", Step::kObject,
+                         "TPCircularBuffer\\.c:[0-9]+: Buffer allocation: Cannot allocate memory\n"},
+                    Case{"reservation", Step::kReservation,
+                         "TPCircularBuffer\\.c:[0-9]+: Buffer allocation: Cannot allocate memory\n"},
+                    Case{"first_half", Step::kFirstHalf,
+                         "TPCircularBuffer\\.c:[0-9]+: Buffer deallocation: Cannot allocate memory\n"},
+                    Case{"mirror", Step::kMirror,
+                         "TPCircularBuffer\\.c:[0-9]+: Remap buffer memory: Cannot allocate memory\n"},
+                    Case{"mirror_elsewhere", Step::kMirrorElsewhere,
+                         "Couldn't map buffer memory to end of buffer\n"}));
 
 TEST_P(TPCircularBufferSystemTest, ThreeRefusalsAreTriedAgain) {
   for (int refusals = 0; refusals <= 3; ++refusals) {
