@@ -113,7 +113,8 @@ bool _TPCircularBufferInit(TPCircularBuffer* buffer, int32_t length, size_t stru
 
 void TPCircularBufferCleanup(TPCircularBuffer* buffer) {
   if (buffer->buffer) munmap(buffer->buffer, 2 * (size_t)buffer->length);
-  memset(buffer, 0, sizeof *buffer);
+  const TPCircularBuffer zeroed = {0};
+  *buffer = zeroed;
 }
 
 void TPCircularBufferClear(TPCircularBuffer* buffer) {
