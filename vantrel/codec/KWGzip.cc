@@ -34,22 +34,19 @@ constexpr std::uint64_t kMostInput = std::numeric_limits<uInt>::max();
 class Room {
  public:
   std::uint8_t* data() { return memory_.get(); }
-  std::size_t size() const { return size_; }
+  std::uint64_t size() const { return size_; }
 
-  bool resize(std::uint64_t size) {
-    if (size > std::numeric_limits<std::ptrdiff_t>::max()) return false;
-    const std::size_t wanted = std::max<std::size_t>(1, size);  // asked for none, realloc frees
-    auto* moved = static_cast<std::uint8_t*>(std::realloc(memory_.get(), wanted));
-    if (moved == nullptr) return false;
-    static_cast<void>(memory_.release());
-    memory_.reset(moved);
-    size_ = size;
-    return true;
+  // More room at the end, `most` bytes of it in all. An allocator that moves what it enlarges would copy a
+  // bomb's contents thousands of times, so memory for half as much again is set aside, not yet touched.
+  bool enlarge(std::uint64_t by, std::uint64_t most) {
+    size_ = std::min(most, size_ + by);
+    if (size_ <= reserved_) return true;
+    return reserve(std::min(most, std::max(size_, reserved_ + reserved_ / 2))) || reserve(size_);
   }
 
   std::optional<Bytes> take(std::size_t length) try {
     if (length == 0) return Bytes();
-    resize(length);  // when that fails, what there is serves as well
+    reserve(length);  // when that fails, what there is serves as well
     const std::shared_ptr<const std::uint8_t> owner(std::move(memory_));
     return Bytes::sharing({owner.get(), length}, owner);
   } catch (const std::bad_alloc&) {
@@ -60,8 +57,20 @@ class Room {
   struct Free {
     void operator()(std::uint8_t* memory) const { std::free(memory); }
   };
+
+  bool reserve(std::uint64_t size) {
+    if (size > std::numeric_limits<std::ptrdiff_t>::max()) return false;
+    auto* moved = static_cast<std::uint8_t*>(std::realloc(memory_.get(), size));
+    if (moved == nullptr) return false;
+    static_cast<void>(memory_.release());
+    memory_.reset(moved);
+    reserved_ = size;
+    return true;
+  }
+
   std::unique_ptr<std::uint8_t, Free> memory_;
-  std::size_t size_ = 0;
+  std::uint64_t reserved_ = 0;
+  std::uint64_t size_ = 0;
 };
 
 z_stream streamOf(const Bytes& data) {
@@ -74,7 +83,7 @@ z_stream streamOf(const Bytes& data) {
 // What is free behind the output so far, as much of it as zlib can count.
 void offer(Room& room, z_stream& stream) {
   stream.next_out = room.data() + stream.total_out;
-  stream.avail_out = static_cast<uInt>(std::min<std::uint64_t>(room.size() - stream.total_out, kMostInput));
+  stream.avail_out = static_cast<uInt>(std::min(room.size() - stream.total_out, kMostInput));
 }
 
 const char* describeStart(int code) {
@@ -112,8 +121,8 @@ const char* describeEnd(int code) {
 const char* messageOf(const z_stream& stream) { return stream.msg == nullptr ? "(null)" : stream.msg; }
 
 int deflateInto(Room& room, z_stream& stream) {
-  const auto most = static_cast<double>(stream.avail_in) * 1.01 + 21;
-  if (!room.resize(static_cast<std::uint64_t>(most))) return Z_MEM_ERROR;
+  const auto most = static_cast<std::uint64_t>(static_cast<double>(stream.avail_in) * 1.01 + 21);
+  if (!room.enlarge(most, most)) return Z_MEM_ERROR;
   int result = Z_OK;
   while (result == Z_OK) {
     offer(room, stream);
@@ -127,11 +136,10 @@ int inflateInto(Room& room, z_stream& stream, std::uint64_t most) {
   const std::uint32_t size = stream.avail_in;
   const std::uint32_t step = size / 2;
   // The sum may wrap around, which only makes the first room smaller.
-  if (!room.resize(std::min<std::uint64_t>(most, size + step))) return Z_MEM_ERROR;
+  if (!room.enlarge(size + step, most)) return Z_MEM_ERROR;
   int result = Z_OK;
   while (result == Z_OK) {
-    if (stream.total_out == room.size() && !room.resize(std::min(most, std::uint64_t{room.size()} + step)))
-      return Z_MEM_ERROR;
+    if (stream.total_out == room.size() && !room.enlarge(step, most)) return Z_MEM_ERROR;
     if (stream.total_out == room.size()) return Z_BUF_ERROR;
     offer(room, stream);
     result = inflate(&stream, Z_SYNC_FLUSH);

@@ -35,9 +35,9 @@ class VANTREL_EXPORT KWGzip {
   ///
   /// Absent, without a line in the log, for a stream that is cut off, damaged, has a wrong checksum or needs
   /// a preset dictionary, for raw deflate data, for 2^32 bytes or more, for contents of more than
-  /// `uncompressedLimit`, and when memory ran out. The memory taken on the way is one and a half times the
-  /// data, enlarged by half of the data as it fills, and never more than one byte past the limit (beside the
-  /// 50 KiB or so that zlib needs).
+  /// `uncompressedLimit`, and when memory ran out. Room for the contents is one and a half times the data at
+  /// first and grows by half of the data as it fills, to one byte past the limit at most; memory for half as
+  /// much again, within that bound, may be set aside untouched.
   static std::optional<Bytes> uncompressZippedData(const std::optional<Bytes>& data);
 
   /// The most bytes that the contents of a stream may have; for the whole process. A few kilobytes can unpack
