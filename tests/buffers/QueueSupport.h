@@ -9,6 +9,15 @@
 
 namespace vantrel::tests {
 
+// ThreadSanitizer calls the misuse of a mutex an error of the program, also where a test is about just that.
+#if defined(__SANITIZE_THREAD__)
+inline constexpr bool kMutexesAreWatched = true;
+#elif defined(__has_feature)
+inline constexpr bool kMutexesAreWatched = __has_feature(thread_sanitizer);
+#else
+inline constexpr bool kMutexesAreWatched = false;
+#endif
+
 struct DestroyQueue {
   void operator()(queue_state* queue) const { queue_destroy(queue); }
 };

@@ -1,0 +1,175 @@
+// What happens without memory, and when the mutex will not be locked or unlocked.
+#include <gmock/gmock.h>
+
+#include <cstdlib>
+#include <functional>
+#include <utility>
+
+#include "tests/buffers/QueueSupport.h"
+
+namespace vantrel::tests {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+/// Lets so many allocations of queues through and no more.
+class AllocationLimit {
+ public:
+  explicit AllocationLimit(int allowed) {
+    allowed_ = allowed;
+    asked_ = 0;
+    queue_allocate_internal = [](std::size_t size) {
+      return asked_++ < allowed_ ? std::malloc(size) : nullptr;
+    };
+  }
+  ~AllocationLimit() { queue_allocate_internal = std::malloc; }
+  AllocationLimit(const AllocationLimit&) = delete;
+
+  [[nodiscard]] static int asked() { return asked_; }
+
+ private:
+  static inline int allowed_ = 0;
+  static inline int asked_ = 0;
+};
+
+const std::function<queue_state*()> kCreates[] = {
+    queue_create,
+    [] { return queue_create_limited(3); },
+    [] { return queue_create_sorted(1, compareNumbers); },
+    [] { return queue_create_limited_sorted(3, 0, compareNumbers); },
+};
+
+// The sanitizers see what a half-made queue would leave behind.
+TEST(QueueFailureTest, EveryAllocationOfACreateCanFail) {
+  for (const auto& create : kCreates) {
+    for (int allowed = 0; allowed < 4; ++allowed) {
+      const AllocationLimit limit(allowed);
+      EXPECT_EQ(create(), nullptr);
+      EXPECT_EQ(AllocationLimit::asked(), allowed + 1) << "stops at the first failure";
+    }
+    const AllocationLimit limit(4);
+    const QueueHandle queue(create());
+    EXPECT_NE(queue, nullptr);
+    EXPECT_EQ(AllocationLimit::asked(), 4);
+  }
+}
+
+TEST(QueueFailureTest, ACreateWithoutAComparisonAllocatesNothing) {
+  const AllocationLimit limit(100);
+  EXPECT_EQ(queue_create_sorted(1, nullptr), nullptr);
+  EXPECT_EQ(queue_create_limited_sorted(3, 1, nullptr), nullptr);
+  EXPECT_EQ(AllocationLimit::asked(), 0);
+}
+
+TEST(QueueFailureTest, EveryAllocationOfAPutCanFail) {
+  using Put = std::function<int(queue_state*, void*)>;
+  const std::pair<Put, bool> puts[] = {
+      {queue_put, false},
+      {queue_put_wait, false},
+      {[](queue_state* queue, void* put) { return queue_flush_put(queue, nullptr, put); }, true},
+      {[](queue_state* queue, void* put) {
+         return queue_flush_complete_put(
+             queue, [](void*) {}, put);
+       },
+       true},
+  };
+  for (const auto& create : kCreates) {
+    for (const auto& [put, flushes] : puts) {
+      const QueueHandle queue(create());
+      for (int held = 0; held < 3; ++held) {
+        {
+          const AllocationLimit limit(0);
+          EXPECT_EQ(put(queue.get(), item(7)), QUEUE_ERR_MEMORY);
+          EXPECT_EQ(AllocationLimit::asked(), 1);
+        }
+        EXPECT_EQ(queue_elements(queue.get()), flushes ? 0 : held);
+        EXPECT_EQ(queue_put(queue.get(), item(7)), QUEUE_OK);
+      }
+    }
+  }
+}
+
+TEST(QueueFailureTest, AFailedPutLeavesTheQueueAsItWas) {
+  const QueueHandle queue(queue_create_sorted(1, compareNumbers));
+  for (int i : {2, 1}) queue_put(queue.get(), item(i));
+  {
+    const AllocationLimit limit(0);
+    EXPECT_EQ(queue_put(queue.get(), item(3)), QUEUE_ERR_MEMORY);
+  }
+  EXPECT_THAT(contents(queue.get()), ElementsAre(1, 2));
+}
+
+/// Puts a mutex that notices misuse in place of the queue's.
+void makeMutexChecking(queue_state* queue) {
+  pthread_mutexattr_t attributes;
+  pthread_mutexattr_init(&attributes);
+  pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_ERRORCHECK);
+  pthread_mutex_destroy(queue->mutex);
+  pthread_mutex_init(queue->mutex, &attributes);
+  pthread_mutexattr_destroy(&attributes);
+}
+
+TEST(QueueFailureTest, AMutexThatCannotBeLockedIsAnErrorOfEveryOperation) {
+  const QueueHandle queue(queue_create());
+  queue_put(queue.get(), item(1));
+  makeMutexChecking(queue.get());
+  void* out = nullptr;
+  const std::function<int(queue_state*)> operations[] = {
+      queue_lock_internal,
+      queue_flush,
+      queue_empty,
+      [](queue_state* q) { return queue_flush_complete(q, nullptr); },
+      [](queue_state* q) { return queue_set_new_data(q, 0); },
+      [](queue_state* q) { return queue_put(q, item(2)); },
+      [](queue_state* q) { return queue_put_wait(q, item(2)); },
+      [](queue_state* q) { return queue_flush_put(q, nullptr, item(2)); },
+      [](queue_state* q) { return queue_flush_complete_put(q, nullptr, item(2)); },
+      [&](queue_state* q) { return queue_get_pre(q, &(out = item(9))); },
+      [&](queue_state* q) { return queue_get(q, &(out = item(9))); },
+      [&](queue_state* q) { return queue_get_wait(q, &(out = item(9))); },
+      [&](queue_state* q) { return queue_get_filtered(q, &(out = item(9)), selectSame, item(1)); },
+  };
+  ASSERT_EQ(pthread_mutex_lock(queue->mutex), 0);  // a second time would be a deadlock
+  for (const auto& operation : operations) {
+    EXPECT_EQ(operation(queue.get()), QUEUE_ERR_LOCK);
+    EXPECT_EQ(out, nullptr);
+  }
+  EXPECT_EQ(queue_elements(queue.get()), 65535);
+  EXPECT_EQ(queue_get_new_data(queue.get()), 0);
+  ASSERT_EQ(pthread_mutex_unlock(queue->mutex), 0);
+  EXPECT_EQ(queue_get_new_data(queue.get()), 1) << "the refused operation changed nothing";
+  EXPECT_THAT(contents(queue.get()), ElementsAre(1));
+}
+
+// The callbacks run under the mutex, so one that lets it go makes the unlocking fail.
+queue_state* leaky = nullptr;
+int unlockAndCompare(void* a, void* b) {
+  pthread_mutex_unlock(leaky->mutex);
+  return compareNumbers(a, b);
+}
+int unlockAndSelect(void**, void*) {
+  pthread_mutex_unlock(leaky->mutex);
+  return 0;
+}
+void unlockAndRelease(void*) { pthread_mutex_unlock(leaky->mutex); }
+
+TEST(QueueFailureTest, WorkThatWasDoneIsStillAnErrorWithoutUnlocking) {
+  if (kMutexesAreWatched) GTEST_SKIP() << "unlocks a mutex twice";
+  const QueueHandle queue(queue_create_sorted(1, unlockAndCompare));
+  leaky = queue.get();
+  makeMutexChecking(queue.get());
+  ASSERT_EQ(queue_put(queue.get(), item(2)), QUEUE_OK) << "nothing to compare with";
+  EXPECT_EQ(queue_put(queue.get(), item(1)), QUEUE_ERR_LOCK);
+  EXPECT_THAT(contents(queue.get()), ElementsAre(1, 2));
+  void* out = nullptr;
+  EXPECT_EQ(queue_get_filtered(queue.get(), &out, unlockAndSelect, nullptr), QUEUE_ERR_LOCK);
+  EXPECT_EQ(number(out), 1);
+  EXPECT_THAT(contents(queue.get()), ElementsAre(2));
+  EXPECT_EQ(queue_unlock_internal(queue.get()), QUEUE_ERR_LOCK) << "not locked";
+  EXPECT_EQ(queue_flush_complete(queue.get(), unlockAndRelease), QUEUE_ERR_LOCK);
+  EXPECT_THAT(contents(queue.get()), IsEmpty());
+}
+
+}  // namespace
+}  // namespace vantrel::tests

@@ -1,0 +1,209 @@
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+#include <deque>
+#include <span>
+#include <string>
+
+#include "vantrel/buffers/queue.h"
+
+namespace vantrel::tests {
+namespace program {
+
+// An item is its key, by which it is sorted, and a serial number, which tells it from its equals.
+inline constexpr std::uintptr_t kSerials = std::uintptr_t{1} << 24;
+
+inline std::uintptr_t numberOf(void* item) { return reinterpret_cast<std::uintptr_t>(item); }
+inline std::uintptr_t keyOf(std::uintptr_t number) { return number / kSerials; }
+
+inline int compareKeys(void* a, void* b) {
+  return static_cast<int>(keyOf(numberOf(a))) - static_cast<int>(keyOf(numberOf(b)));
+}
+
+/// What a filter of the program selects: keys with a remainder by eight.
+inline int selectRemainder(void** slot, void* argument) {
+  return keyOf(numberOf(*slot)) % 8 == *static_cast<std::uint8_t*>(argument) % 8 ? 0 : -7;
+}
+
+inline std::uintptr_t releasedSum = 0;
+inline void addToReleased(void* item) { releasedSum += numberOf(item); }
+
+class Machine {
+ public:
+  explicit Machine(std::uint8_t kind)
+      : maximum_(kind & 7), sorted_((kind & 8) != 0), ascending_((kind & 16) != 0), queue_(create()) {
+    releasedSum = 0;
+  }
+  ~Machine() {
+    if (queue_) queue_destroy(queue_);
+  }
+  Machine(const Machine&) = delete;
+
+  void step(std::uint8_t operation, std::uint8_t operand) {
+    switch (operation % 17) {
+      case 0:
+      case 1:
+      case 2:
+        return put(operand, queue_put, false);
+      case 3:
+        return putMany(operand);
+      case 4:
+        return blocksPutter() ? void() : put(operand, queue_put_wait, true);
+      case 5:
+        return take(queue_get, !held_.empty(), QUEUE_ERR_COUNT, true);
+      case 6:
+        return take(queue_get_pre, !held_.empty(), QUEUE_ERR_COUNT, false);
+      case 7:
+        if (held_.empty() && open_ != 0) return;  // would block
+        return take(queue_get_wait, !held_.empty(), QUEUE_ERR_CLOSED, true);
+      case 8:
+      case 9:
+        return takeFiltered(operand);
+      case 10:
+        return flush(queue_flush(queue_), false);
+      case 11:
+        return flush(queue_flush_complete(queue_, addToReleased), true);
+      case 12:
+        return flushPut(operand, queue_flush_put, false);
+      case 13:
+        return flushPut(operand, queue_flush_complete_put, true);
+      case 14:
+        open_ = operand % 4;  // open three times out of four
+        return expect(queue_set_new_data(queue_, open_), QUEUE_OK, "set_new_data");
+      case 15:
+        return expect(queue_get_new_data(queue_), open_, "get_new_data");
+      case 16:
+        return expect(queue_empty(queue_), held_.empty() ? 1 : 0, "empty");
+    }
+  }
+
+  void look() {
+    expect(queue_elements(queue_), static_cast<int>(held_.size()), "elements");
+    expect(releasedSum == expectedSum_ ? 1 : 0, 1, "released items");
+  }
+
+  void finish(bool complete) {
+    std::size_t index = 0;
+    for (const queue_entry* entry = queue_->first; entry; entry = entry->next) {
+      if (index < held_.size()) expect(numberOf(entry->item) == held_[index] ? 1 : 0, 1, "item in its place");
+      ++index;
+    }
+    expect(static_cast<int>(index), static_cast<int>(held_.size()), "entries");
+    if (complete) addHeldToExpected();
+    expect(complete ? queue_destroy_complete(queue_, addToReleased) : queue_destroy(queue_), 0, "destroy");
+    queue_ = nullptr;
+    expect(releasedSum == expectedSum_ ? 1 : 0, 1, "items released by the destroy");
+  }
+
+  [[nodiscard]] const std::string& difference() const { return difference_; }
+
+ private:
+  queue_state* create() const {
+    if (sorted_) return queue_create_limited_sorted(maximum_, ascending_ ? 1 : 0, compareKeys);
+    return queue_create_limited(maximum_);
+  }
+
+  void expect(int got, int expected, const char* what) {
+    if (got == expected || !difference_.empty()) return;
+    difference_ = std::string(what) + ": " + std::to_string(got) + " for " + std::to_string(expected);
+  }
+
+  [[nodiscard]] bool full() const {
+    return held_.size() == 65534 || (maximum_ != 0 && held_.size() == maximum_);
+  }
+  [[nodiscard]] bool blocksPutter() const { return open_ != 0 && full(); }
+
+  void* make(std::uint8_t key) {
+    serial_ = (serial_ + 1) % kSerials;
+    return reinterpret_cast<void*>(key * kSerials + serial_);
+  }
+
+  void insert(std::uintptr_t number) {
+    const auto before = [&](std::uintptr_t held) {
+      return ascending_ ? keyOf(held) < keyOf(number) : keyOf(held) > keyOf(number);
+    };
+    held_.insert(sorted_ ? std::partition_point(held_.begin(), held_.end(), before) : held_.end(), number);
+  }
+
+  void put(std::uint8_t key, std::int8_t (*operation)(queue_state*, void*), bool waits) {
+    void* const item = make(key);
+    const int expected = open_ == 0 ? QUEUE_ERR_CLOSED : full() ? QUEUE_ERR_COUNT : QUEUE_OK;
+    expect(operation(queue_, item), expected, waits ? "put_wait" : "put");
+    if (expected == QUEUE_OK) insert(numberOf(item));
+  }
+
+  // Seldom, and in unsorted queues alone, because it takes long; two of them fill any queue.
+  void putMany(std::uint8_t operand) {
+    if (sorted_ || operand != 255) return;
+    for (int i = 0; i < 40000; ++i) put(1, queue_put, false);
+  }
+
+  void take(std::int8_t (*operation)(queue_state*, void**), bool has, int otherwise, bool removes) {
+    void* out = this;
+    expect(operation(queue_, &out), has ? QUEUE_OK : otherwise, "get");
+    expect(numberOf(out) == (has ? held_.front() : 0) ? 1 : 0, 1, "item of a get");
+    if (has && removes) held_.erase(held_.begin());
+  }
+
+  void takeFiltered(std::uint8_t remainder) {
+    const auto found = std::find_if(held_.begin(), held_.end(),
+                                    [&](std::uintptr_t held) { return keyOf(held) % 8 == remainder % 8; });
+    void* out = this;
+    const int result = queue_get_filtered(queue_, &out, selectRemainder, &remainder);
+    if (found == held_.end()) {
+      expect(result, held_.empty() ? QUEUE_ERR_COUNT : QUEUE_ERR_NO_MATCH, "get_filtered of none");
+      return expect(out == nullptr ? 1 : 0, 1, "no item of a filtered get");
+    }
+    expect(result, QUEUE_OK, "get_filtered");
+    expect(numberOf(out) == *found ? 1 : 0, 1, "item of a filtered get");
+    held_.erase(found);
+  }
+
+  void addHeldToExpected() {
+    for (const std::uintptr_t number : held_) expectedSum_ += number;
+  }
+
+  void flush(int result, bool complete) {
+    expect(result, QUEUE_OK, "flush");
+    if (complete) addHeldToExpected();
+    held_.clear();
+  }
+
+  void flushPut(std::uint8_t key, std::int8_t (*operation)(queue_state*, queue_free, void*), bool complete) {
+    void* const item = make(key);
+    if (complete) addHeldToExpected();
+    held_.clear();
+    expect(operation(queue_, addToReleased, item), open_ == 0 ? QUEUE_ERR_CLOSED : QUEUE_OK, "flush_put");
+    if (open_ != 0) held_.push_back(numberOf(item));
+  }
+
+  const std::uint16_t maximum_;
+  const bool sorted_;
+  const bool ascending_;
+  queue_state* queue_;
+  std::deque<std::uintptr_t> held_;
+  std::uint8_t open_ = 1;
+  std::uintptr_t serial_ = 0;
+  std::uintptr_t expectedSum_ = 0;
+  std::string difference_;
+};
+
+}  // namespace program
+
+/// Runs bytes as a program of operations on a queue and on a plain deque side by side. The first byte
+/// chooses the kind of queue; then an operation and an operand take turns. Returns what differed first, empty
+/// when nothing did.
+inline std::string runQueueProgram(std::span<const std::uint8_t> bytes) {
+  if (bytes.empty()) return {};
+  program::Machine machine(bytes[0]);
+  for (std::size_t at = 1; at + 1 < bytes.size(); at += 2) {
+    machine.step(bytes[at], bytes[at + 1]);
+    machine.look();
+    if (!machine.difference().empty()) return machine.difference() + " at byte " + std::to_string(at);
+  }
+  machine.finish((bytes[0] & 32) != 0);
+  return machine.difference();
+}
+
+}  // namespace vantrel::tests
