@@ -7,6 +7,7 @@ namespace app {
 
 void registerPlayCommand(Command& program);
 void registerByteCommands(Command& program);
+void registerCodecCommands(Command& program);
 void registerValueCommands(Command& program);
 void registerTimeCommands(Command& program);
 void registerFileCommands(Command& program);

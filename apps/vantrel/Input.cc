@@ -1,12 +1,14 @@
 #include "apps/vantrel/Input.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <charconv>
 #include <cmath>
 #include <cstring>
+#include <new>
 #include <vector>
 
 #include "apps/vantrel/Output.h"
@@ -43,7 +45,7 @@ std::optional<T> parseWhole(std::string_view digits, int base) {
 bool readPieces(const std::string& path, const std::function<bool(const vantrel::Bytes&)>& take) {
   const bool standard = path == "-";
   const int descriptor = standard ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  const auto tell = [&] { message((standard ? "standard input" : path) + ": " + std::strerror(errno)); };
+  const auto tell = [&] { message(nameOfInput(path) + ": " + std::strerror(errno)); };
   if (descriptor < 0) {
     tell();
     return false;
@@ -70,6 +72,40 @@ std::optional<vantrel::Bytes> readAll(const std::string& path) {
   if (!read) return std::nullopt;
   return vantrel::Bytes(std::move(contents));
 }
+
+std::optional<vantrel::Bytes> readAtMost(const std::string& path, std::uint64_t most) try {
+  const std::uint64_t expected = sizeOfInput(path).value_or(0);
+  bool fits = expected <= most;
+  bool read = true;
+  std::vector<std::uint8_t> contents;
+  if (fits) {
+    contents.reserve(expected);
+    read = readPieces(path, [&](const vantrel::Bytes& piece) {
+      fits = piece.size() <= most - contents.size();
+      if (fits) contents.insert(contents.end(), piece.begin(), piece.end());
+      return fits;
+    });
+  }
+  if (!fits) message(nameOfInput(path) + ": too large: more than " + std::to_string(most) + " bytes");
+  if (!fits || !read) return std::nullopt;
+  return vantrel::Bytes(std::move(contents));
+} catch (const std::bad_alloc&) {
+  message(nameOfInput(path) + ": not enough memory");
+  return std::nullopt;
+}
+
+std::optional<std::uint64_t> sizeOfInput(const std::string& path) {
+  struct stat status {};
+  const bool standard = path == "-";
+  if ((standard ? fstat(STDIN_FILENO, &status) : stat(path.c_str(), &status)) != 0) return std::nullopt;
+  // What the kernel makes up on the fly has the size 0.
+  if (!S_ISREG(status.st_mode) || status.st_size == 0) return std::nullopt;
+  const off_t from = standard ? lseek(STDIN_FILENO, 0, SEEK_CUR) : 0;
+  if (from < 0) return std::nullopt;
+  return from < status.st_size ? static_cast<std::uint64_t>(status.st_size - from) : 0;
+}
+
+std::string nameOfInput(const std::string& path) { return path == "-" ? "standard input" : path; }
 
 std::optional<std::uint64_t> parseUnsigned(const std::string& text) {
   if (text.starts_with("0x") || text.starts_with("0X"))

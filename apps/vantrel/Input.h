@@ -17,6 +17,15 @@ bool readPieces(const std::string& path, const std::function<bool(const vantrel:
 /// The whole contents.
 std::optional<vantrel::Bytes> readAll(const std::string& path);
 
+/// The whole contents, when they are `most` bytes at most. A larger file is refused before it is read.
+std::optional<vantrel::Bytes> readAtMost(const std::string& path, std::uint64_t most);
+
+/// How many bytes there are to read; absent for what only its end tells, like a pipe.
+std::optional<std::uint64_t> sizeOfInput(const std::string& path);
+
+/// What messages call the input.
+std::string nameOfInput(const std::string& path);
+
 /// A whole decimal or 0x-hexadecimal number, absent for anything else and past 64 bits.
 std::optional<std::uint64_t> parseUnsigned(const std::string& text);
 std::optional<std::int64_t> parseSigned(const std::string& text);

@@ -6,6 +6,7 @@ int main(int argc, char** argv) {
   return app::runProgram(argc, argv, VANTREL_VERSION, [](app::Command& program) {
     registerPlayCommand(program);
     registerByteCommands(program);
+    registerCodecCommands(program);
     registerValueCommands(program);
     registerTimeCommands(program);
     registerFileCommands(program);
