@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "vantrel/buffers/KWRing.h"
+#include "vantrel/buffers/TPCircularBuffer.h"
 
 namespace {
 
@@ -32,6 +33,32 @@ struct Vantrel {
     return ring.ringGet_Size(to, static_cast<std::uint32_t>(size));
   }
   vantrel::KWRing ring;
+};
+
+/// The mirrored buffer that our ring's memory is, used by itself: one count that both sides change under a
+/// full barrier.
+struct Mirrored {
+  Mirrored() { TPCircularBufferInit(&ring, kRingSize); }
+  ~Mirrored() { TPCircularBufferCleanup(&ring); }
+  std::size_t put(const char* from, std::size_t size) {
+    std::int32_t space = 0;
+    std::uint8_t* to = TPCircularBufferWriteRegion(&ring, &space);
+    if (!to) return 0;
+    const std::size_t taken = std::min(size, static_cast<std::size_t>(space));
+    std::memcpy(to, from, taken);
+    TPCircularBufferProduce(&ring, static_cast<std::int32_t>(taken));
+    return taken;
+  }
+  std::size_t get(char* to, std::size_t size) {
+    std::int32_t filled = 0;
+    const std::uint8_t* from = TPCircularBufferReadRegion(&ring, &filled);
+    if (!from) return 0;
+    const std::size_t given = std::min(size, static_cast<std::size_t>(filled));
+    std::memcpy(to, from, given);
+    TPCircularBufferConsume(&ring, static_cast<std::int32_t>(given));
+    return given;
+  }
+  TPCircularBuffer ring{};
 };
 
 struct Boost {
@@ -154,10 +181,12 @@ void twoThreads(benchmark::State& state) {
     benchmark::RegisterBenchmark(name, body)->Arg(256)->Arg(4096)->UseManualTime();
   };
   one("BM_RingOneThread/vantrel", oneThread<Vantrel>);
+  one("BM_RingOneThread/mirrored", oneThread<Mirrored>);
   one("BM_RingOneThread/boost", oneThread<Boost>);
   one("BM_RingOneThread/jack", oneThread<Jack>);
   one("BM_RingOneThread/memcpy", oneThread<Memcpy>);
   two("BM_RingTwoThreads/vantrel", twoThreads<Vantrel>);
+  two("BM_RingTwoThreads/mirrored", twoThreads<Mirrored>);
   two("BM_RingTwoThreads/boost", twoThreads<Boost>);
   two("BM_RingTwoThreads/jack", twoThreads<Jack>);
   return true;
