@@ -7,7 +7,7 @@ import unittest
 
 from support import PROGRAM, ProgramTest
 
-GROUPS = ["archive", "settings", "time", "files", "url"]
+GROUPS = ["aes", "archive", "settings", "time", "files", "url"]
 
 
 class Usage(ProgramTest):

@@ -85,8 +85,8 @@ VANTREL_EXPORT __attribute__((noreturn, cold)) void TPCircularBufferAssertionFai
 
 /* Which order pairs with which:
  *
- *  - The producer copies bytes in, then adds to fillCount in Produce. The consumer reads fillCount in
- * ReadRegion, then the bytes. The add releases, the read acquires: who sees the count sees the bytes.
+ *  - The producer copies bytes in, then adds to fillCount in Produce. The consumer reads fillCount with
+ *    ReadRegion, then the bytes. The add releases, the read acquires: who sees the count sees the bytes.
  *  - The consumer copies bytes out, then subtracts from fillCount in Consume. The producer reads fillCount in
  *    WriteRegion, then writes over those bytes. The subtraction releases, the read acquires: no byte is
  *    overwritten before it has been copied out.

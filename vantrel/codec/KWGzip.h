@@ -19,14 +19,11 @@ class VANTREL_EXPORT KWGzip {
   /// What `uncompressedLimit` is until it is set: 1 GiB.
   static constexpr std::uint64_t kDefaultUncompressedLimit = std::uint64_t{1} << 30;
 
-  /// The data as one gzip member with zlib's default level, without a file name or time. Why it is absent is
-  /// told in one line of the log:
+  /// The data as one gzip member with zlib's default level, without a file name or time.
   ///
-  ///   - the data are absent or empty, or 2^32 bytes or more;
-  ///   - the stream would be longer than 1.01 times the data and 21 bytes, as with less than 200 bytes that
-  ///   do
-  ///     not shrink: their stream is up to 23 bytes longer than they are;
-  ///   - memory ran out.
+  /// Absent, with one line in the log that tells why, for absent and empty data, for 2^32 bytes or more, when
+  /// the stream would be longer than 1.01 times the data and 21 bytes (less than 200 bytes that do not shrink
+  /// become up to 23 bytes longer), and when memory ran out.
   static std::optional<Bytes> gzipData(const std::optional<Bytes>& data);
 
   /// The contents of a gzip or zlib stream, which of them its first bytes tell. Only the first gzip member
