@@ -80,17 +80,36 @@ TEST_F(KWRingTest, RefusesSizesThatCannotBeAndStaysAsItWas) {
 }
 
 TEST_F(KWRingTest, IsWithoutMemoryWhenTheSystemRefuses) {
-  rlimit before{};
-  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
-  const rlimit none{0, before.rlim_max};
-  testing::internal::CaptureStdout();
-  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
-  const bool made = ring_.ringMakeSize(1000);
-  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
-  EXPECT_NE(testing::internal::GetCapturedStdout(), "");
-  EXPECT_FALSE(made);
-  EXPECT_EQ(ring_.len_total(), static_cast<std::int32_t>(page()));
-  expectWithoutMemory();
+  for (bool hadMemory : {false, true}) {
+    SCOPED_TRACE(hadMemory);
+    if (hadMemory) {
+      ASSERT_TRUE(ring_.ringMakeSize(1));
+      ring_.ringPut_Size("abc", 3);
+    }
+    rlimit before{};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
+    const rlimit none{0, before.rlim_max};
+    testing::internal::CaptureStdout();
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+    const bool made = ring_.ringMakeSize(static_cast<std::int32_t>(page()) + 1);
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
+    EXPECT_NE(testing::internal::GetCapturedStdout(), "");
+    EXPECT_FALSE(made);
+    EXPECT_EQ(ring_.len_total(), static_cast<std::int32_t>(2 * page()));
+    expectWithoutMemory();
+  }
+}
+
+TEST_F(KWRingTest, IsEmptyWhenMadeAnew) {
+  ASSERT_TRUE(ring_.ringMakeSize(1));
+  ring_.ringPut_Size("abc", 3);
+  ASSERT_TRUE(ring_.ringMakeSize(1));
+  EXPECT_EQ(ring_.ringUsable(), page());
+  char byte = 0;
+  EXPECT_EQ(ring_.ringGet_Size(&byte, 1), 0U);
+  EXPECT_EQ(ring_.ringPut_Size("x", 1), 1U);
+  EXPECT_EQ(ring_.ringGet_Size(&byte, 1), 1U);
+  EXPECT_EQ(byte, 'x');
 }
 
 TEST_F(KWRingTest, TakesAndGivesWhatFits) {
