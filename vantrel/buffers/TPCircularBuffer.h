@@ -59,8 +59,7 @@ typedef struct {
  *
  * `structSize` is the size of TPCircularBuffer as the caller's header has it. Any other than the library's
  * own means a layout that does not fit: a message on standard error, and the process aborts. */
-VANTREL_EXPORT bool
-_TPCircularBufferInit(  // NOLINT(bugprone-reserved-identifier): the name of the call since long
+VANTREL_EXPORT bool _TPCircularBufferInit(  // NOLINT(bugprone-reserved-identifier): what callers know it by
     TPCircularBuffer* buffer, int32_t length, size_t structSize);
 
 /* The same with the size of the caller's record filled in. */
