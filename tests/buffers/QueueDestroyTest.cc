@@ -16,7 +16,7 @@ constexpr int kRounds = 500;
 
 /// Returns once so many threads are blocked or on the way there.
 void awaitInside(queue_state* queue, unsigned threads) {
-  for (bool reached = false; !reached; std::this_thread::yield()) {
+  for (bool reached = false; !reached;) {  // without a pause, to meet them before they sleep
     queue_lock_internal(queue);
     const queue_guard* const guard = queue_guard_of(queue);
     reached = guard->waiting_get + guard->waiting_put + guard->stepped_aside == threads;
@@ -92,6 +92,23 @@ TEST(QueueDestroyTest, PuttersThatWereLetInLeaveToo) {
     threads.clear();
     ASSERT_EQ(put + refused, 3);
     ASSERT_LE(put, 1) << "one was taken, so there was room for one";
+  }
+}
+
+TEST(QueueDestroyTest, AThreadOnItsWayToWaitLeavesFirstToo) {
+  for (int round = 0; round < kRounds; ++round) {
+    queue_state* const queue = queue_create_limited(1);
+    const bool puts = round % 2 == 0;
+    if (puts) queue_put(queue, item(1));
+    int result = 99;
+    std::jthread thread([&] {
+      void* out = nullptr;
+      result = puts ? queue_put_wait(queue, item(2)) : queue_get_wait(queue, &out);
+    });
+    awaitInside(queue, 1);
+    ASSERT_EQ(queue_destroy(queue), 0);
+    thread.join();
+    ASSERT_EQ(result, QUEUE_ERR_CLOSED);
   }
 }
 

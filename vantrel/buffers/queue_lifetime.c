@@ -1,9 +1,7 @@
 /* How a queue comes to be and how it goes. */
-#define _POSIX_C_SOURCE 200809L /* nanosleep */
-
 #include <errno.h>
 #include <stdlib.h>
-#include <time.h>
+#include <threads.h>
 
 #include "vantrel/buffers/queue_internal.h"
 
@@ -83,9 +81,9 @@ queue_state* queue_create_sorted(int8_t ascending, queue_compare compare) {
 
 /* Someone else may still hold the mutex or wait on a condition of their own with it. */
 static int destroy_mutex(pthread_mutex_t* mutex) {
-  const struct timespec pause = {0, 100 * 1000 * 1000};
+  const struct timespec pause = {0, 100000000}; /* 100 ms */
   int result;
-  while ((result = pthread_mutex_destroy(mutex)) == EBUSY) nanosleep(&pause, NULL);
+  while ((result = pthread_mutex_destroy(mutex)) == EBUSY) thrd_sleep(&pause, NULL);
   return result;
 }
 
