@@ -204,13 +204,6 @@ TEST(AESx, LeavesWhatBlockByBlockLeavesForEveryOverlap) {
   });
 }
 
-TEST(AESx, KeepsBlocksApart) {
-  const auto twice = std::vector<std::uint8_t>(32, 0x5A);
-  std::vector<std::uint8_t> out(32);
-  aes().Dcs_EnCodeSrc_Des_Lenghts_Key(twice.data(), out.data(), 32, kKey.data());
-  EXPECT_TRUE(std::equal(out.begin(), out.begin() + 16, out.begin() + 16));
-}
-
 TEST(AESx, WorksStepByStepOnItsArrays) {
   // FIPS 197, appendix B: the states of round 1 and the first and last round keys, in column order.
   aes().Dcs_SetKey(block("2b7e151628aed2a6abf7158809cf4f3c").data());

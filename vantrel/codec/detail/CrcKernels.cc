@@ -14,8 +14,8 @@
 // as its value times x^n, and may be replaced by anything with the same remainder: its two halves, each
 // multiplied without carry by the remainder of the power of x that it stands for. So blocks are folded
 // forward onto later ones until one is left (V. Gopal et al., "Fast CRC computation for generic polynomials
-// using PCLMULQDQ instruction", 2009). Several accumulators hide the latency of the
-// multiplication; what bounds long messages is then how many of them the processor starts in a cycle.
+// using PCLMULQDQ instruction", 2009). Several accumulators hide the latency of the multiplication; what
+// bounds long messages is then how many of them the processor starts in a cycle.
 
 HWY_BEFORE_NAMESPACE();
 namespace vantrel::codec::detail::HWY_NAMESPACE {
