@@ -1,119 +1,70 @@
-#include <gtest/gtest.h>
-
 #include <array>
-#include <atomic>
-#include <cstring>
-#include <thread>
 
 #include "tests/buffers/RingTransfer.h"
+#include "tests/buffers/Sanitizers.h"
 #include "vantrel/buffers/TPCircularBuffer.h"
 
 namespace vantrel {
 namespace {
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr std::uint64_t kBytes = 100'000'000;
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-constexpr std::uint64_t kBytes = 100'000'000;
-#else
-constexpr std::uint64_t kBytes = 1'000'000'000;
-#endif
-#else
-constexpr std::uint64_t kBytes = 1'000'000'000;
-#endif
+constexpr std::uint64_t kBytes = tests::kSanitized ? 100'000'000 : 1'000'000'000;
 
-TEST(RingThreads, DeliverEveryByteInOrder) { transferThroughRing(65'536, kBytes, 1); }
+/// The mirrored buffer with the copying calls of a KWRing, which keeps counts of its own.
+class CopyingBuffer {
+ public:
+  bool ringMakeSize(std::int32_t size) { return TPCircularBufferInit(&buffer_, size); }
+  void ringRelease() { TPCircularBufferCleanup(&buffer_); }
+  void ringClean() { TPCircularBufferClear(&buffer_); }
 
-TEST(RingThreads, DeliverEveryByteInOrderThroughOnePage) { transferThroughRing(1, kBytes / 10, 2); }
-
-TEST(RingThreads, DeliverEveryByteInOrderThroughARingMostlyEmpty) {
-  transferThroughRing(65'536, kBytes / 10, 5, 700, RingBytes::kMostAtOnce);
-}
-
-TEST(RingThreads, DeliverEveryByteInOrderThroughARingMostlyFull) {
-  transferThroughRing(65'536, kBytes / 10, 6, RingBytes::kMostAtOnce, 700);
-}
-
-TEST(RingThreads, WriteAndReadInPlace) {
-  TPCircularBuffer ring{};
-  ASSERT_TRUE(TPCircularBufferInit(&ring, 16'384));
-  const RingBytes bytes;
-  const std::uint64_t total = kBytes / 10;
-  std::atomic<bool> wrong{false};
-
-  std::thread producer([&] {
-    RingSizes sizes(3);
-    for (std::uint64_t sent = 0; sent < total && !wrong.load(std::memory_order_relaxed);) {
-      std::int32_t space = 0;
-      std::uint8_t* to = TPCircularBufferWriteRegion(&ring, &space);
-      const auto size = static_cast<std::int32_t>(
-          std::min<std::uint64_t>(total - sent, std::min(sizes.next(), static_cast<std::uint32_t>(space))));
-      if (size == 0) {
-        std::this_thread::yield();
-        continue;
-      }
-      std::memcpy(to, bytes.from(sent), static_cast<std::size_t>(size));
-      TPCircularBufferProduce(&ring, size);
-      sent += static_cast<std::uint64_t>(size);
-    }
-  });
-
-  RingSizes sizes(4);
-  std::uint64_t received = 0;
-  while (received < total) {
-    std::int32_t filled = 0;
-    const std::uint8_t* from = TPCircularBufferReadRegion(&ring, &filled);
-    const auto size = static_cast<std::int32_t>(std::min(sizes.next(), static_cast<std::uint32_t>(filled)));
-    if (size == 0) {
-      std::this_thread::yield();
-      continue;
-    }
-    if (std::memcmp(from, bytes.from(received), static_cast<std::size_t>(size)) != 0) {
-      wrong = true;
-      break;
-    }
-    TPCircularBufferConsume(&ring, size);
-    received += static_cast<std::uint64_t>(size);
+  std::uint32_t ringUsable() {
+    std::int32_t space = 0;
+    TPCircularBufferWriteRegion(&buffer_, &space);
+    return static_cast<std::uint32_t>(space);
   }
-  producer.join();
-  EXPECT_EQ(received, total);
-  TPCircularBufferCleanup(&ring);
-}
+  std::uint32_t ringPut_Size(const void* source, std::uint32_t size) {
+    std::int32_t space = 0;
+    std::uint8_t* const to = TPCircularBufferWriteRegion(&buffer_, &space);
+    const std::uint32_t taken = std::min(size, static_cast<std::uint32_t>(space));
+    if (taken > 0) std::memcpy(to, source, taken);
+    TPCircularBufferProduce(&buffer_, static_cast<std::int32_t>(taken));
+    return taken;
+  }
+  std::uint32_t ringGet_Size(void* destination, std::uint32_t size) {
+    std::int32_t filled = 0;
+    const std::uint8_t* const from = TPCircularBufferReadRegion(&buffer_, &filled);
+    const std::uint32_t given = std::min(size, static_cast<std::uint32_t>(filled));
+    if (given > 0) std::memcpy(destination, from, given);
+    TPCircularBufferConsume(&buffer_, static_cast<std::int32_t>(given));
+    return given;
+  }
 
-/// Clearing takes only what was there when it looked: the producer's count never runs ahead of the ring.
-TEST(RingThreads, ClearBesideAProducerKeepsTheCountsRight) {
-  TPCircularBuffer ring{};
-  ASSERT_TRUE(TPCircularBufferInit(&ring, 1));
-  constexpr int kPuts = 50'000;
-  std::atomic<bool> done{false};
-  std::thread producer([&] {
-    for (int i = 0; i < kPuts;) {
-      std::int32_t space = 0;
-      if (!TPCircularBufferWriteRegion(&ring, &space) || space < 100) {
-        std::this_thread::yield();
-        continue;
-      }
-      TPCircularBufferProduce(&ring, 100);
-      ++i;
-    }
-    done = true;
-  });
-  while (!done) TPCircularBufferClear(&ring);
-  producer.join();
-  TPCircularBufferClear(&ring);
-  EXPECT_EQ(ring.fillCount, 0);
-  EXPECT_EQ(ring.head, 100LL * kPuts % ring.length);
-  EXPECT_EQ(ring.tail, ring.head);
-  TPCircularBufferCleanup(&ring);
+ private:
+  TPCircularBuffer buffer_{};
+};
+
+template <typename Ring>
+class RingThreads : public testing::Test {};
+
+using Rings = testing::Types<KWRing, CopyingBuffer>;
+TYPED_TEST_SUITE(RingThreads, Rings, );
+
+TYPED_TEST(RingThreads, DeliverEveryByteInOrder) {
+  const RingTransfer transfers[] = {
+      {65'536, kBytes, 1},
+      {1, kBytes / 10, 2},
+      {65'536, kBytes / 10, 5, 700, RingBytes::kMostAtOnce},
+      {65'536, kBytes / 10, 6, RingBytes::kMostAtOnce, 700},
+  };
+  for (const RingTransfer& transfer : transfers) transferThroughRing<TypeParam>(transfer);
 }
 
 /// Messages of one repeated number: cleaning may drop some of them, but what is got is whole and in order.
-TEST(RingThreads, CleanBesideAProducerDropsWholePuts) {
+TYPED_TEST(RingThreads, CleanBesideAProducerDropsWholePuts) {
   using Message = std::array<std::uint64_t, 8>;
   constexpr std::uint64_t kMessages = 300'000;
-  KWRing ring;
+  TypeParam ring;
   ASSERT_TRUE(ring.ringMakeSize(1));
+  const std::uint32_t capacity = ring.ringUsable();
   std::atomic<bool> done{false};
   std::thread producer([&] {
     Message message{};
@@ -141,7 +92,7 @@ TEST(RingThreads, CleanBesideAProducerDropsWholePuts) {
   EXPECT_EQ(wrong, 0U);
   EXPECT_GT(got, 0U);
   EXPECT_LE(last, kMessages);
-  EXPECT_EQ(ring.ringUsable(), static_cast<std::uint32_t>(ring.len_total()));
+  EXPECT_EQ(ring.ringUsable(), capacity);
   ring.ringRelease();
 }
 

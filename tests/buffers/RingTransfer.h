@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstdint>
 #include <cstring>
@@ -36,8 +37,7 @@ class RingBytes {
 /// Sizes from 0 to `most` (at most kMostAtOnce), often small ones.
 class RingSizes {
  public:
-  explicit RingSizes(std::uint32_t seed, std::uint32_t most = RingBytes::kMostAtOnce)
-      : random_(seed), most_(most) {}
+  RingSizes(std::uint32_t seed, std::uint32_t most) : random_(seed), most_(most) {}
   std::uint32_t next() {
     const std::uint32_t drawn = random_();
     return drawn % 4 == 0 ? drawn / 4 % 32 : drawn / 4 % (most_ + 1);
@@ -48,44 +48,50 @@ class RingSizes {
   std::uint32_t most_;
 };
 
-/// One thread puts `total` bytes in random sizes of up to `mostPut`, another one gets up to `mostGet` and
-/// checks them. The side that moves more at a time is at the other one's heels: the ring is mostly empty or
-/// mostly full.
-inline void transferThroughRing(std::int32_t ringSize, std::uint64_t total, std::uint32_t seed,
-                                std::uint32_t mostPut = RingBytes::kMostAtOnce,
-                                std::uint32_t mostGet = RingBytes::kMostAtOnce) {
-  SCOPED_TRACE(testing::Message() << "ring of " << ringSize << ", seed " << seed);
-  KWRing ring;
-  ASSERT_TRUE(ring.ringMakeSize(ringSize));
+/// How much goes through a ring of which size. The side that moves more at a time is at the other one's
+/// heels: the ring is mostly empty or mostly full.
+struct RingTransfer {
+  std::int32_t ringSize;
+  std::uint64_t total;
+  std::uint32_t seed;
+  std::uint32_t mostPut = RingBytes::kMostAtOnce;
+  std::uint32_t mostGet = RingBytes::kMostAtOnce;
+};
+
+/// One thread puts bytes in random sizes, this one gets and checks them.
+template <typename Ring>
+void transferThroughRing(const RingTransfer& transfer) {
+  SCOPED_TRACE(testing::Message() << "ring of " << transfer.ringSize << ", seed " << transfer.seed);
+  Ring ring;
+  ASSERT_TRUE(ring.ringMakeSize(transfer.ringSize));
   const RingBytes bytes;
   std::atomic<bool> wrong{false};
 
   std::thread producer([&] {
-    RingSizes sizes(seed, mostPut);
-    for (std::uint64_t sent = 0; sent < total && !wrong.load(std::memory_order_relaxed);) {
-      const auto size = static_cast<std::uint32_t>(std::min<std::uint64_t>(sizes.next(), total - sent));
+    RingSizes sizes(transfer.seed, transfer.mostPut);
+    for (std::uint64_t sent = 0; sent < transfer.total && !wrong.load(std::memory_order_relaxed);) {
+      const auto size =
+          static_cast<std::uint32_t>(std::min<std::uint64_t>(sizes.next(), transfer.total - sent));
       const std::uint32_t taken = ring.ringPut_Size(bytes.from(sent), size);
       sent += taken;
       if (taken < size) std::this_thread::yield();
     }
   });
 
-  RingSizes sizes(seed + 1, mostGet);
+  RingSizes sizes(transfer.seed + 1, transfer.mostGet);
   std::vector<std::uint8_t> got(RingBytes::kMostAtOnce);
   std::uint64_t received = 0;
-  while (received < total) {
+  while (received < transfer.total) {
     const std::uint32_t size = sizes.next();
     const std::uint32_t given = ring.ringGet_Size(got.data(), size);
-    if (given > size || std::memcmp(got.data(), bytes.from(received), given) != 0) {
-      wrong = true;
-      break;
-    }
+    wrong = given > size || std::memcmp(got.data(), bytes.from(received), given) != 0;
+    if (wrong) break;
     received += given;
     if (given < size) std::this_thread::yield();
   }
   producer.join();
   EXPECT_FALSE(wrong) << "a byte is wrong among the " << RingBytes::kMostAtOnce << " after " << received;
-  EXPECT_EQ(received, total);
+  EXPECT_EQ(received, transfer.total);
   ring.ringRelease();
 }
 

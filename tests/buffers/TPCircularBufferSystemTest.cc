@@ -2,21 +2,20 @@
 #include "vantrel/buffers/detail/TPCircularBufferSystem.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstring>
 #include <map>
-#include <ostream>
 #include <set>
-#include <string>
+#include <vector>
 
 namespace {
 
+using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::MatchesRegex;
+using testing::Pair;
 
 enum class Step { kObject, kReservation, kFirstHalf, kMirror, kMirrorElsewhere };
 
@@ -80,67 +79,57 @@ int closeObject(int object) {
 
 constexpr TPCircularBufferSystem kUnwilling{makeObject, reserve, mapObject, unmap, closeObject};
 
-struct Case {
-  const char* name;
+const struct {
   Step step;
   const char* message;
+} kSteps[] = {
+    {Step::kObject, "TPCircularBuffer\\.c:[0-9]+: Buffer allocation: Cannot allocate memory\n"},
+    {Step::kReservation, "TPCircularBuffer\\.c:[0-9]+: Buffer allocation: Cannot allocate memory\n"},
+    {Step::kFirstHalf, "TPCircularBuffer\\.c:[0-9]+: Buffer deallocation: Cannot allocate memory\n"},
+    {Step::kMirror, "TPCircularBuffer\\.c:[0-9]+: Remap buffer memory: Cannot allocate memory\n"},
+    {Step::kMirrorElsewhere, "Couldn't map buffer memory to end of buffer\n"},
 };
 
-void PrintTo(const Case& one, std::ostream* out) { *out << one.name; }
-
-class TPCircularBufferSystemTest : public testing::TestWithParam<Case> {};
-
-INSTANTIATE_TEST_SUITE_P(
-    Steps, TPCircularBufferSystemTest,
-    testing::Values(Case{"object", Step::kObject,
-                         "TPCircularBuffer\\.c:[0-9]+: Buffer allocation: Cannot allocate memory\n"},
-                    Case{"reservation", Step::kReservation,
-                         "TPCircularBuffer\\.c:[0-9]+: Buffer allocation: Cannot allocate memory\n"},
-                    Case{"first_half", Step::kFirstHalf,
-                         "TPCircularBuffer\\.c:[0-9]+: Buffer deallocation: Cannot allocate memory\n"},
-                    Case{"mirror", Step::kMirror,
-                         "TPCircularBuffer\\.c:[0-9]+: Remap buffer memory: Cannot allocate memory\n"},
-                    Case{"mirror_elsewhere", Step::kMirrorElsewhere,
-                         "Couldn't map buffer memory to end of buffer\n"}));
-
-TEST_P(TPCircularBufferSystemTest, ThreeRefusalsAreTriedAgain) {
-  for (int refusals = 0; refusals <= 3; ++refusals) {
-    SCOPED_TRACE(refusals);
-    unwilling = {GetParam().step, refusals, 0, {}, {}};
-    TPCircularBuffer ring{};
-    testing::internal::CaptureStdout();
-    const bool made = TPCircularBufferInitOn(&kUnwilling, &ring, 10000);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
-    ASSERT_TRUE(made);
-    EXPECT_EQ(unwilling.attempts, refusals + 1);
-    EXPECT_THAT(unwilling.objects, IsEmpty());
-    const std::map<std::uint8_t*, std::size_t> wholeRing{
-        {ring.buffer, 2 * static_cast<std::size_t>(ring.length)}};
-    EXPECT_EQ(unwilling.mapped, wholeRing);
-    ring.buffer[ring.length + 5] = 0x5a;
-    EXPECT_EQ(ring.buffer[5], 0x5a);
-    TPCircularBufferCleanup(&ring);
+TEST(TPCircularBufferSystemTest, ThreeRefusalsAreTriedAgain) {
+  for (const auto& [step, message] : kSteps) {
+    for (int refusals = 0; refusals <= 3; ++refusals) {
+      SCOPED_TRACE(testing::Message() << message << refusals << " times");
+      unwilling = {step, refusals, 0, {}, {}};
+      TPCircularBuffer ring{};
+      testing::internal::CaptureStdout();
+      const bool made = TPCircularBufferInitOn(&kUnwilling, &ring, 10000);
+      EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+      ASSERT_TRUE(made);
+      EXPECT_EQ(unwilling.attempts, refusals + 1);
+      EXPECT_THAT(unwilling.objects, IsEmpty());
+      EXPECT_THAT(unwilling.mapped,
+                  ElementsAre(Pair(ring.buffer, 2 * static_cast<std::size_t>(ring.length))));
+      ring.buffer[ring.length + 5] = 0x5a;
+      EXPECT_EQ(ring.buffer[5], 0x5a);
+      TPCircularBufferCleanup(&ring);
+    }
   }
 }
 
-TEST_P(TPCircularBufferSystemTest, TheFourthRefusalIsFinalAndLeavesNothingBehind) {
-  unwilling = {GetParam().step, 1000, 0, {}, {}};
-  std::uint8_t byte = 0;
-  TPCircularBuffer ring{&byte, 1, 2, 3, 4, false};
-  testing::internal::CaptureStdout();
-  EXPECT_FALSE(TPCircularBufferInitOn(&kUnwilling, &ring, 10000));
-  EXPECT_THAT(testing::internal::GetCapturedStdout(), MatchesRegex(GetParam().message));
-  EXPECT_EQ(unwilling.attempts, 4);
-  EXPECT_THAT(unwilling.objects, IsEmpty());
-  EXPECT_THAT(unwilling.mapped, IsEmpty());
-
+TEST(TPCircularBufferSystemTest, TheFourthRefusalIsFinalAndLeavesNothingBehind) {
   const auto page = static_cast<std::int32_t>(sysconf(_SC_PAGESIZE));
-  EXPECT_EQ(ring.length, (10000 + page - 1) / page * page);
-  EXPECT_EQ(ring.buffer, &byte);
-  EXPECT_EQ(ring.tail, 2);
-  EXPECT_EQ(ring.head, 3);
-  EXPECT_EQ(ring.fillCount, 4);
-  EXPECT_FALSE(ring.atomic);
+  for (const auto& [step, message] : kSteps) {
+    SCOPED_TRACE(message);
+    unwilling = {step, 1000, 0, {}, {}};
+    std::uint8_t byte = 0;
+    TPCircularBuffer ring{&byte, 1, 2, 3, 4, false};
+    testing::internal::CaptureStdout();
+    EXPECT_FALSE(TPCircularBufferInitOn(&kUnwilling, &ring, 10000));
+    EXPECT_THAT(testing::internal::GetCapturedStdout(), MatchesRegex(message));
+    EXPECT_EQ(unwilling.attempts, 4);
+    EXPECT_THAT(unwilling.objects, IsEmpty());
+    EXPECT_THAT(unwilling.mapped, IsEmpty());
+
+    EXPECT_EQ(ring.length, (10000 + page - 1) / page * page);
+    EXPECT_EQ(ring.buffer, &byte);
+    EXPECT_THAT((std::vector{ring.tail, ring.head, ring.fillCount}), ElementsAre(2, 3, 4));
+    EXPECT_FALSE(ring.atomic);
+  }
 }
 
 }  // namespace

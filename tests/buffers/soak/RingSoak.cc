@@ -9,7 +9,8 @@ class RingSoak : public testing::TestWithParam<std::uint32_t> {};
 INSTANTIATE_TEST_SUITE_P(Seeds, RingSoak, testing::Range(1U, 11U));
 
 TEST_P(RingSoak, DeliversEveryByteInOrder) {
-  transferThroughRing(static_cast<std::int32_t>(4096U << GetParam()), 10'000'000'000, 100 * GetParam());
+  const auto ringSize = static_cast<std::int32_t>(4096U << GetParam());
+  transferThroughRing<KWRing>({ringSize, 10'000'000'000, 100 * GetParam()});
 }
 
 }  // namespace
