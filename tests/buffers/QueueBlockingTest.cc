@@ -1,8 +1,8 @@
 // Blocking, with threads that are known to be asleep before anything is done to them.
 #include <gmock/gmock.h>
 
-#include <atomic>
-#include <vector>
+#include <algorithm>
+#include <functional>
 
 #include "tests/buffers/QueueSupport.h"
 
@@ -10,242 +10,161 @@ namespace vantrel::tests {
 namespace {
 
 using testing::Each;
-using testing::ElementsAre;
-using testing::IsEmpty;
-using testing::UnorderedElementsAre;
 
-struct Taken {
-  int result = 99;
-  void* item = tests::item(99);
-};
-
-/// Threads that each do one blocking get or put.
+/// Threads that each do one blocking get or put of item 7, and what became of them.
 class Blocked {
  public:
-  explicit Blocked(queue_state* queue) : queue_(queue), taken_(8), put_(8, 99) {}
-
-  void get(std::size_t index) {
-    threads_.emplace_back([this, index] {
-      Taken& taken = taken_[index];
-      taken.result = queue_get_wait(queue_, &taken.item);
-    });
+  Blocked(queue_state* queue, unsigned getters, unsigned putters) : results_(getters + putters, 99) {
+    for (std::size_t i = 0; i < results_.size(); ++i) {
+      threads_.emplace_back([this, queue, gets = i < getters, &result = results_[i]] {
+        void* out = item(99);
+        result = gets ? queue_get_wait(queue, &out) : queue_put_wait(queue, item(7));
+        if (gets && (result == QUEUE_OK) == (out == nullptr)) result = 99;
+      });
+    }
+    awaitBlocked(queue, getters, putters);
   }
-  void put(std::size_t index, std::intptr_t number) {
-    threads_.emplace_back([this, index, number] { put_[index] = queue_put_wait(queue_, item(number)); });
-  }
-  void join() { threads_.clear(); }
 
-  [[nodiscard]] const Taken& taken(std::size_t index) const { return taken_[index]; }
-  [[nodiscard]] int putResult(std::size_t index) const { return put_[index]; }
+  std::vector<int> join() {
+    threads_.clear();
+    return results_;
+  }
 
  private:
-  queue_state* queue_;
-  std::vector<Taken> taken_;
-  std::vector<int> put_;
+  std::vector<int> results_;
   std::vector<std::jthread> threads_;
 };
 
-TEST(QueueBlockingTest, APutWakesAGetter) {
-  const QueueHandle queue(queue_create());
-  Blocked blocked(queue.get());
-  blocked.get(0);
-  awaitBlocked(queue.get(), 1, 0);
-  EXPECT_EQ(queue_put(queue.get(), item(5)), QUEUE_OK);
-  blocked.join();
-  EXPECT_EQ(blocked.taken(0).result, QUEUE_OK);
-  EXPECT_EQ(number(blocked.taken(0).item), 5);
-}
-
-TEST(QueueBlockingTest, EachGetLetsOnePutterIn) {
-  const QueueHandle queue(queue_create_limited(3));
-  for (int i : {1, 2, 3}) queue_put(queue.get(), item(i));
-  Blocked blocked(queue.get());
-  for (std::size_t i = 0; i < 3; ++i) blocked.put(i, 4);
-  awaitBlocked(queue.get(), 0, 3);
-  for (unsigned left : {2U, 1U, 0U}) {
-    void* out = nullptr;
-    EXPECT_EQ(queue_get(queue.get(), &out), QUEUE_OK);
-    EXPECT_EQ(number(out), 3 - static_cast<int>(left));
-    awaitBlocked(queue.get(), 0, left);
-    while (queue_elements(queue.get()) != 3) std::this_thread::yield();
-  }
-  blocked.join();
-  for (std::size_t i = 0; i < 3; ++i) EXPECT_EQ(blocked.putResult(i), QUEUE_OK);
-  EXPECT_THAT(contents(queue.get()), ElementsAre(4, 4, 4));
-}
-
-TEST(QueueBlockingTest, AFilteredGetLetsAPutterInToo) {
-  const QueueHandle queue(queue_create_limited(2));
-  for (int i : {1, 2}) queue_put(queue.get(), item(i));
-  Blocked blocked(queue.get());
-  blocked.put(0, 3);
-  awaitBlocked(queue.get(), 0, 1);
+int get(queue_state* queue) {
   void* out = nullptr;
-  EXPECT_EQ(queue_get_filtered(queue.get(), &out, selectSame, item(7)), QUEUE_ERR_NO_MATCH);
-  awaitBlocked(queue.get(), 0, 1);
-  EXPECT_EQ(queue_get_filtered(queue.get(), &out, selectSame, item(2)), QUEUE_OK);
-  blocked.join();
-  EXPECT_EQ(blocked.putResult(0), QUEUE_OK);
-  EXPECT_THAT(contents(queue.get()), ElementsAre(1, 3));
+  return queue_get(queue, &out);
 }
 
-TEST(QueueBlockingTest, ClosingWakesEveryGetter) {
-  const QueueHandle queue(queue_create());
-  Blocked blocked(queue.get());
-  for (std::size_t i = 0; i < 4; ++i) blocked.get(i);
-  awaitBlocked(queue.get(), 4, 0);
-  EXPECT_EQ(queue_set_new_data(queue.get(), 0), QUEUE_OK);
-  blocked.join();
-  for (std::size_t i = 0; i < 4; ++i) {
-    EXPECT_EQ(blocked.taken(i).result, QUEUE_ERR_CLOSED);
-    EXPECT_EQ(blocked.taken(i).item, nullptr);
-  }
+int filter(queue_state* queue, std::intptr_t selected) {
+  void* out = nullptr;
+  return queue_get_filtered(queue, &out, selectSame, item(selected));
 }
 
-TEST(QueueBlockingTest, ClosingWakesEveryPutterAndKeepsTheItems) {
-  const QueueHandle queue(queue_create_limited(1));
-  queue_put(queue.get(), item(1));
-  Blocked blocked(queue.get());
-  for (std::size_t i = 0; i < 4; ++i) blocked.put(i, 2);
-  awaitBlocked(queue.get(), 0, 4);
-  EXPECT_EQ(queue_set_new_data(queue.get(), 0), QUEUE_OK);
-  blocked.join();
-  for (std::size_t i = 0; i < 4; ++i) EXPECT_EQ(blocked.putResult(i), QUEUE_ERR_CLOSED);
-  EXPECT_THAT(contents(queue.get()), ElementsAre(1));
-}
-
-TEST(QueueBlockingTest, OpeningAnOpenQueueWakesNobody) {
-  const QueueHandle queue(queue_create());
-  Blocked blocked(queue.get());
-  blocked.get(0);
-  awaitBlocked(queue.get(), 1, 0);
-  EXPECT_EQ(queue_set_new_data(queue.get(), 1), QUEUE_OK);
-  awaitBlocked(queue.get(), 1, 0);
-  EXPECT_EQ(queue_put(queue.get(), item(5)), QUEUE_OK);
-  blocked.join();
-  EXPECT_EQ(number(blocked.taken(0).item), 5);
-}
-
-TEST(QueueBlockingTest, FlushingWakesNobody) {
-  for (const bool complete : {false, true}) {
+TEST(QueueBlockingTest, WhoIsWokenByWhat) {
+  using Queue = queue_state*;
+  const struct {
+    const char* name;
+    unsigned getters, putters;  // blocked by an empty queue or by one full with 1 and 2
+    std::function<int(Queue)> act;
+    int result;
+    unsigned woken;
+    std::vector<std::intptr_t> left;
+  } cases[] = {
+      {"put", 3, 0, [](Queue q) { return queue_put(q, item(5)); }, QUEUE_OK, 1, {}},
+      {"two puts", 3, 0, [](Queue q) { return queue_put(q, item(5)) + queue_put(q, item(6)); }, 0, 2, {}},
+      {"flush_put, getters", 2, 0, [](Queue q) { return queue_flush_put(q, nullptr, item(5)); }, 0, 1, {}},
+      {"opening, getters", 2, 0, [](Queue q) { return queue_set_new_data(q, 2); }, QUEUE_OK, 0, {}},
+      {"get of nothing", 2, 0, get, QUEUE_ERR_COUNT, 0, {}},
+      {"get", 0, 3, get, QUEUE_OK, 1, {2, 7}},
+      {"two gets", 0, 3, [](Queue q) { return get(q) + get(q); }, QUEUE_OK, 2, {7, 7}},
+      {"filtered get", 0, 3, [](Queue q) { return filter(q, 2); }, QUEUE_OK, 1, {1, 7}},
+      {"filtered get of none", 0, 2, [](Queue q) { return filter(q, 4); }, QUEUE_ERR_NO_MATCH, 0, {1, 2}},
+      {"refused put", 0, 2, [](Queue q) { return queue_put(q, item(5)); }, QUEUE_ERR_COUNT, 0, {1, 2}},
+      {"opening, putters", 0, 2, [](Queue q) { return queue_set_new_data(q, 1); }, QUEUE_OK, 0, {1, 2}},
+      {"flush", 0, 2, queue_flush, QUEUE_OK, 0, {}},
+      {"flush_complete",
+       0,
+       2,
+       [](Queue q) { return queue_flush_complete(q, [](void*) {}); },
+       QUEUE_OK,
+       0,
+       {}},
+      {"flush_put", 0, 2, [](Queue q) { return queue_flush_put(q, nullptr, item(5)); }, QUEUE_OK, 0, {5}},
+      {"flush, then put and get",
+       0,
+       2,
+       [](Queue q) { return queue_flush(q) + queue_put(q, item(5)) + get(q); },
+       QUEUE_OK,
+       1,
+       {7}},
+  };
+  for (const auto& each : cases) {
+    SCOPED_TRACE(each.name);
     const QueueHandle queue(queue_create_limited(2));
-    for (int i : {1, 2}) queue_put(queue.get(), item(i));
-    Blocked blocked(queue.get());
-    blocked.put(0, 3);
-    awaitBlocked(queue.get(), 0, 1);
-    EXPECT_EQ(complete ? queue_flush_complete(queue.get(), [](void*) {}) : queue_flush(queue.get()),
-              QUEUE_OK);
-    EXPECT_THAT(contents(queue.get()), IsEmpty());
-    // A get that finds nothing is none that wakes; nor does a put into the room that is there now.
-    void* out = nullptr;
-    EXPECT_EQ(queue_get(queue.get(), &out), QUEUE_ERR_COUNT);
-    EXPECT_EQ(queue_put(queue.get(), item(4)), QUEUE_OK);
-    awaitBlocked(queue.get(), 0, 1);
-    EXPECT_EQ(blocked.putResult(0), 99);
-    EXPECT_EQ(queue_get(queue.get(), &out), QUEUE_OK);
-    EXPECT_EQ(number(out), 4);
-    blocked.join();
-    EXPECT_EQ(blocked.putResult(0), QUEUE_OK);
-    EXPECT_THAT(contents(queue.get()), ElementsAre(3));
+    for (int i = 1; each.putters > 0 && i <= 2; ++i) queue_put(queue.get(), item(i));
+    Blocked blocked(queue.get(), each.getters, each.putters);
+    EXPECT_EQ(each.act(queue.get()), each.result);
+    const unsigned woken = each.woken;
+    awaitBlocked(queue.get(), each.getters - std::min(woken, each.getters),
+                 each.putters - std::min(woken, each.putters));
+    for (int i = 0; i < 100; ++i) std::this_thread::yield();  // for who should not have been woken
+    EXPECT_EQ(contents(queue), each.left);
+
+    EXPECT_EQ(queue_set_new_data(queue.get(), 0), QUEUE_OK);  // wakes all the others
+    const std::vector<int> results = blocked.join();
+    EXPECT_EQ(std::count(results.begin(), results.end(), QUEUE_OK), woken);
+    EXPECT_EQ(std::count(results.begin(), results.end(), QUEUE_ERR_CLOSED), std::ssize(results) - woken);
+    EXPECT_EQ(contents(queue), each.left) << "closing keeps the items";
   }
 }
 
-TEST(QueueBlockingTest, FlushAndPutWakesOneGetterButNoPutter) {
-  const QueueHandle queue(queue_create_limited(1));
-  queue_put(queue.get(), item(1));
-  Blocked blocked(queue.get());
-  blocked.put(0, 2);
-  awaitBlocked(queue.get(), 0, 1);
-  EXPECT_EQ(queue_flush_put(queue.get(), nullptr, item(3)), QUEUE_OK);
-  EXPECT_THAT(contents(queue.get()), ElementsAre(3));
-  awaitBlocked(queue.get(), 0, 1);
-  void* out = nullptr;
-  EXPECT_EQ(queue_get(queue.get(), &out), QUEUE_OK);
-  blocked.join();
-  EXPECT_EQ(blocked.putResult(0), QUEUE_OK);
-  EXPECT_THAT(contents(queue.get()), ElementsAre(2));
-}
-
-TEST(QueueBlockingTest, SeveralGettersShareTheItems) {
-  const QueueHandle queue(queue_create());
-  Blocked blocked(queue.get());
-  for (std::size_t i = 0; i < 3; ++i) blocked.get(i);
-  awaitBlocked(queue.get(), 3, 0);
-  for (int i : {1, 2, 3}) queue_put(queue.get(), item(i));
-  blocked.join();
-  EXPECT_THAT((std::vector{number(blocked.taken(0).item), number(blocked.taken(1).item),
-                           number(blocked.taken(2).item)}),
-              UnorderedElementsAre(1, 2, 3));
-}
-
-// Wait operations that say what was waited for and let the world change in the meantime. What they may do is
-// what another thread could while the mutex is free; so they leave it alone.
+// A wait operation that says what was waited for and lets the world change in the meantime: what another
+// thread could do while the mutex is free, here done with the mutex held.
+using Change = void (*)(queue_state*);
+std::vector<Change> changes;
 std::vector<pthread_cond_t*> waits;
 queue_state* waitedFor = nullptr;
 
-int closeAtTheThird(pthread_cond_t* condition, pthread_mutex_t*) {
-  waits.push_back(condition);
-  if (waits.size() == 3) waitedFor->new_data = 0;
-  return 0;
-}
-
-int changeAtTheSecond(pthread_cond_t* condition, pthread_mutex_t*) {
-  waits.push_back(condition);
-  if (waits.size() < 2) return 0;
-  if (condition == waitedFor->cond_put) {
-    void* out = nullptr;
-    EXPECT_EQ(queue_get_internal(waitedFor, &out, nullptr, nullptr, nullptr), QUEUE_OK);
+int changeTheQueue(pthread_cond_t* condition, pthread_mutex_t*) {
+  if (waits.size() < changes.size()) {
+    changes[waits.size()](waitedFor);
   } else {
-    EXPECT_EQ(queue_put_internal(waitedFor, item(8), nullptr), QUEUE_OK);
+    waitedFor->new_data = 0;  // so that one who waits too often comes to an end
   }
-  return 0;
-}
-
-int closeAndMakeRoom(pthread_cond_t* condition, pthread_mutex_t*) {
   waits.push_back(condition);
-  waitedFor->new_data = 0;
-  return queue_flush_internal(waitedFor, 0, nullptr);
-}
-
-int closeAndLeaveAnItem(pthread_cond_t* condition, pthread_mutex_t* mutex) {
-  const int result = changeAtTheSecond(condition, mutex);
-  if (waits.size() == 2) waitedFor->new_data = 0;
-  return result;
+  return 0;
 }
 
 TEST(QueueBlockingTest, EveryWakeUpLooksAtTheQueueAnew) {
-  struct Case {
+  const Change nothing = [](queue_state*) {};
+  const Change close = [](queue_state* queue) { queue->new_data = 0; };
+  const Change makeRoom = [](queue_state* queue) { queue_flush_internal(queue, 0, nullptr); };
+  const Change addItem = [](queue_state* queue) { queue_put_internal(queue, item(8), nullptr); };
+  const Change makeRoomAndClose = [](queue_state* queue) {
+    queue_flush_internal(queue, 0, nullptr);
+    queue->new_data = 0;
+  };
+  const Change addItemAndClose = [](queue_state* queue) {
+    queue_put_internal(queue, item(8), nullptr);
+    queue->new_data = 0;
+  };
+  const struct {
     const char* name;
     bool put;
-    queue_wait wait;
+    std::vector<Change> changes;
     int result;
-    std::size_t waits;
     std::vector<std::intptr_t> left;
+  } cases[] = {
+      {"put, closed", true, {nothing, nothing, close}, QUEUE_ERR_CLOSED, {1}},
+      {"put, room", true, {nothing, makeRoom}, QUEUE_OK, {5}},
+      {"put, closed with room", true, {makeRoomAndClose}, QUEUE_ERR_CLOSED, {}},
+      {"get, closed", false, {nothing, nothing, close}, QUEUE_ERR_CLOSED, {}},
+      {"get, an item", false, {nothing, addItem}, QUEUE_OK, {}},
+      {"get, closed with an item", false, {nothing, addItemAndClose}, QUEUE_OK, {}},
   };
-  const Case cases[] = {
-      {"put, woken for nothing, then closed", true, closeAtTheThird, QUEUE_ERR_CLOSED, 3, {1}},
-      {"get, woken for nothing, then closed", false, closeAtTheThird, QUEUE_ERR_CLOSED, 3, {}},
-      {"put, room at the second wake-up", true, changeAtTheSecond, QUEUE_OK, 2, {5}},
-      {"get, item at the second wake-up", false, changeAtTheSecond, QUEUE_OK, 2, {}},
-      {"put, closed with room", true, closeAndMakeRoom, QUEUE_ERR_CLOSED, 1, {}},
-      {"get, closed with an item", false, closeAndLeaveAnItem, QUEUE_OK, 2, {}},
-  };
-  for (const Case& each : cases) {
+  for (const auto& each : cases) {
+    SCOPED_TRACE(each.name);
     const QueueHandle queue(queue_create_limited(1));
     waits.clear();
+    changes = each.changes;
     waitedFor = queue.get();
     if (each.put) queue_put(queue.get(), item(1));
     void* out = item(99);
     ASSERT_EQ(queue_lock_internal(queue.get()), QUEUE_OK);
-    const int result = each.put ? queue_put_internal(queue.get(), item(5), each.wait)
-                                : queue_get_internal(queue.get(), &out, each.wait, nullptr, nullptr);
+    const int result = each.put ? queue_put_internal(queue.get(), item(5), changeTheQueue)
+                                : queue_get_internal(queue.get(), &out, changeTheQueue, nullptr, nullptr);
     ASSERT_EQ(queue_unlock_internal(queue.get()), QUEUE_OK);
-    EXPECT_EQ(result, each.result) << each.name;
-    EXPECT_EQ(waits.size(), each.waits) << each.name;
-    EXPECT_THAT(waits, Each(each.put ? queue->cond_put : queue->cond_get)) << each.name;
-    EXPECT_EQ(contents(queue.get()), each.left) << each.name;
+    EXPECT_EQ(result, each.result);
+    EXPECT_EQ(waits.size(), each.changes.size());
+    EXPECT_THAT(waits, Each(each.put ? queue->cond_put : queue->cond_get));
+    EXPECT_EQ(contents(queue), each.left);
     if (!each.put) {
-      EXPECT_EQ(number(out), result == QUEUE_OK ? 8 : 0) << each.name;
+      EXPECT_EQ(number(out), result == QUEUE_OK ? 8 : 0);
     }
   }
 }

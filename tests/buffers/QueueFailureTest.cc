@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "tests/buffers/QueueSupport.h"
+#include "tests/buffers/Sanitizers.h"
 
 namespace vantrel::tests {
 namespace {
@@ -62,42 +63,32 @@ TEST(QueueFailureTest, ACreateWithoutAComparisonAllocatesNothing) {
   EXPECT_EQ(AllocationLimit::asked(), 0);
 }
 
-TEST(QueueFailureTest, EveryAllocationOfAPutCanFail) {
+int flushPut(queue_state* queue, void* item) { return queue_flush_put(queue, nullptr, item); }
+int flushCompletePut(queue_state* queue, void* item) {
+  return queue_flush_complete_put(
+      queue, [](void*) {}, item);
+}
+
+TEST(QueueFailureTest, EveryAllocationOfAPutCanFailAndLeavesTheQueueAsItWas) {
   using Put = std::function<int(queue_state*, void*)>;
-  const std::pair<Put, bool> puts[] = {
-      {queue_put, false},
-      {queue_put_wait, false},
-      {[](queue_state* queue, void* put) { return queue_flush_put(queue, nullptr, put); }, true},
-      {[](queue_state* queue, void* put) {
-         return queue_flush_complete_put(
-             queue, [](void*) {}, put);
-       },
-       true},
-  };
   for (const auto& create : kCreates) {
-    for (const auto& [put, flushes] : puts) {
+    for (const auto& [put, flushes] : {std::pair<Put, bool>{queue_put, false},
+                                       {queue_put_wait, false},
+                                       {flushPut, true},
+                                       {flushCompletePut, true}}) {
       const QueueHandle queue(create());
       for (int held = 0; held < 3; ++held) {
+        const std::vector<std::intptr_t> before = contents(queue);
         {
           const AllocationLimit limit(0);
           EXPECT_EQ(put(queue.get(), item(7)), QUEUE_ERR_MEMORY);
           EXPECT_EQ(AllocationLimit::asked(), 1);
         }
-        EXPECT_EQ(queue_elements(queue.get()), flushes ? 0 : held);
-        EXPECT_EQ(queue_put(queue.get(), item(7)), QUEUE_OK);
+        EXPECT_EQ(contents(queue), flushes ? std::vector<std::intptr_t>{} : before);
+        EXPECT_EQ(queue_put(queue.get(), item(9 - held)), QUEUE_OK);
       }
     }
   }
-}
-
-TEST(QueueFailureTest, AFailedPutLeavesTheQueueAsItWas) {
-  const QueueHandle queue(queue_create_sorted(1, compareNumbers));
-  for (int i : {2, 1}) queue_put(queue.get(), item(i));
-  {
-    const AllocationLimit limit(0);
-    EXPECT_EQ(queue_put(queue.get(), item(3)), QUEUE_ERR_MEMORY);
-  }
-  EXPECT_THAT(contents(queue.get()), ElementsAre(1, 2));
 }
 
 /// Puts a mutex that notices misuse in place of the queue's.
@@ -110,36 +101,56 @@ void makeMutexChecking(queue_state* queue) {
   pthread_mutexattr_destroy(&attributes);
 }
 
-TEST(QueueFailureTest, AMutexThatCannotBeLockedIsAnErrorOfEveryOperation) {
-  const QueueHandle queue(queue_create());
-  queue_put(queue.get(), item(1));
-  makeMutexChecking(queue.get());
-  void* out = nullptr;
-  const std::function<int(queue_state*)> operations[] = {
+// Without a queue, without a mutex that can be locked and, for the gets, without a place for the item.
+TEST(QueueFailureTest, EveryOperationSaysWhatIsMissing) {
+  using Queue = queue_state*;
+  const std::function<int(Queue)> operations[] = {
       queue_lock_internal,
       queue_flush,
+      [](Queue q) { return queue_flush_complete(q, nullptr); },
       queue_empty,
-      [](queue_state* q) { return queue_flush_complete(q, nullptr); },
-      [](queue_state* q) { return queue_set_new_data(q, 0); },
-      [](queue_state* q) { return queue_put(q, item(2)); },
-      [](queue_state* q) { return queue_put_wait(q, item(2)); },
-      [](queue_state* q) { return queue_flush_put(q, nullptr, item(2)); },
-      [](queue_state* q) { return queue_flush_complete_put(q, nullptr, item(2)); },
-      [&](queue_state* q) { return queue_get_pre(q, &(out = item(9))); },
-      [&](queue_state* q) { return queue_get(q, &(out = item(9))); },
-      [&](queue_state* q) { return queue_get_wait(q, &(out = item(9))); },
-      [&](queue_state* q) { return queue_get_filtered(q, &(out = item(9)), selectSame, item(1)); },
+      [](Queue q) { return queue_set_new_data(q, 0); },
+      [](Queue q) { return queue_put(q, item(2)); },
+      [](Queue q) { return queue_put_wait(q, item(2)); },
+      [](Queue q) { return queue_flush_put(q, nullptr, item(2)); },
+      [](Queue q) { return queue_flush_complete_put(q, nullptr, item(2)); },
   };
+  const std::function<int(Queue, void**)> gets[] = {
+      queue_get_pre,
+      queue_get,
+      queue_get_wait,
+      [](Queue q, void** out) { return queue_get_filtered(q, out, selectSame, item(1)); },
+  };
+  const QueueHandle queue(queue_create());
+  queue_put(queue.get(), item(1));
+  for (const auto& get : gets) EXPECT_EQ(get(queue.get(), nullptr), QUEUE_ERR_NULL) << "the item stays";
+
+  makeMutexChecking(queue.get());
   ASSERT_EQ(pthread_mutex_lock(queue->mutex), 0);  // a second time would be a deadlock
-  for (const auto& operation : operations) {
-    EXPECT_EQ(operation(queue.get()), QUEUE_ERR_LOCK);
-    EXPECT_EQ(out, nullptr);
+  for (const auto& [missing, code] :
+       {std::pair<Queue, int>{nullptr, QUEUE_ERR_NULL}, {queue.get(), QUEUE_ERR_LOCK}}) {
+    for (const auto& operation : operations) EXPECT_EQ(operation(missing), code);
+    for (const auto& get : gets) {
+      void* out = item(9);
+      EXPECT_EQ(get(missing, &out), code);
+      EXPECT_EQ(out, nullptr);
+    }
+    EXPECT_EQ(queue_elements(missing), 65535);
+    EXPECT_EQ(queue_get_new_data(missing), 0);
   }
-  EXPECT_EQ(queue_elements(queue.get()), 65535);
-  EXPECT_EQ(queue_get_new_data(queue.get()), 0);
   ASSERT_EQ(pthread_mutex_unlock(queue->mutex), 0);
   EXPECT_EQ(queue_get_new_data(queue.get()), 1) << "the refused operation changed nothing";
-  EXPECT_THAT(contents(queue.get()), ElementsAre(1));
+  EXPECT_THAT(contents(queue), ElementsAre(1));
+
+  void* out = item(9);
+  EXPECT_EQ(queue_get_internal(nullptr, &out, nullptr, nullptr, nullptr), QUEUE_ERR_NULL);
+  EXPECT_EQ(out, nullptr);
+  for (const int code :
+       {queue_destroy(nullptr), queue_destroy_complete(nullptr, nullptr), queue_unlock_internal(nullptr),
+        queue_put_internal(nullptr, item(1), nullptr), queue_flush_internal(nullptr, 1, nullptr),
+        queue_destroy_internal(nullptr, 1, nullptr)}) {
+    EXPECT_EQ(code, QUEUE_ERR_NULL);
+  }
 }
 
 // The callbacks run under the mutex, so one that lets it go makes the unlocking fail.
@@ -155,20 +166,20 @@ int unlockAndSelect(void**, void*) {
 void unlockAndRelease(void*) { pthread_mutex_unlock(leaky->mutex); }
 
 TEST(QueueFailureTest, WorkThatWasDoneIsStillAnErrorWithoutUnlocking) {
-  if (kMutexesAreWatched) GTEST_SKIP() << "unlocks a mutex twice";
+  if (kThreadSanitized) GTEST_SKIP() << "unlocks a mutex twice";
   const QueueHandle queue(queue_create_sorted(1, unlockAndCompare));
   leaky = queue.get();
   makeMutexChecking(queue.get());
   ASSERT_EQ(queue_put(queue.get(), item(2)), QUEUE_OK) << "nothing to compare with";
   EXPECT_EQ(queue_put(queue.get(), item(1)), QUEUE_ERR_LOCK);
-  EXPECT_THAT(contents(queue.get()), ElementsAre(1, 2));
+  EXPECT_THAT(contents(queue), ElementsAre(1, 2));
   void* out = nullptr;
   EXPECT_EQ(queue_get_filtered(queue.get(), &out, unlockAndSelect, nullptr), QUEUE_ERR_LOCK);
   EXPECT_EQ(number(out), 1);
-  EXPECT_THAT(contents(queue.get()), ElementsAre(2));
+  EXPECT_THAT(contents(queue), ElementsAre(2));
   EXPECT_EQ(queue_unlock_internal(queue.get()), QUEUE_ERR_LOCK) << "not locked";
   EXPECT_EQ(queue_flush_complete(queue.get(), unlockAndRelease), QUEUE_ERR_LOCK);
-  EXPECT_THAT(contents(queue.get()), IsEmpty());
+  EXPECT_THAT(contents(queue), IsEmpty());
 }
 
 }  // namespace

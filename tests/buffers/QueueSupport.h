@@ -1,5 +1,7 @@
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <cstdint>
 #include <memory>
 #include <thread>
@@ -8,15 +10,6 @@
 #include "vantrel/buffers/queue_internal.h"
 
 namespace vantrel::tests {
-
-// ThreadSanitizer calls the misuse of a mutex an error of the program, also where a test is about just that.
-#if defined(__SANITIZE_THREAD__)
-inline constexpr bool kMutexesAreWatched = true;
-#elif defined(__has_feature)
-inline constexpr bool kMutexesAreWatched = __has_feature(thread_sanitizer);
-#else
-inline constexpr bool kMutexesAreWatched = false;
-#endif
 
 struct DestroyQueue {
   void operator()(queue_state* queue) const { queue_destroy(queue); }
@@ -35,7 +28,19 @@ inline int compareNumbers(void* a, void* b) { return (number(a) > number(b)) - (
 inline int selectSame(void** slot, void* argument) { return *slot == argument ? 0 : 1; }
 
 /// What the queue holds, from the front, with its invariants looked after.
-std::vector<std::intptr_t> contents(queue_state* queue);
+inline std::vector<std::intptr_t> contents(const QueueHandle& queue) {
+  std::vector<std::intptr_t> numbers;
+  queue_lock_internal(queue.get());
+  const queue_entry* last = nullptr;
+  for (const queue_entry* entry = queue->first; entry; entry = entry->next) {
+    numbers.push_back(number(entry->item));
+    last = entry;
+  }
+  EXPECT_EQ(queue->last, last);
+  EXPECT_EQ(queue->count, numbers.size());
+  queue_unlock_internal(queue.get());
+  return numbers;
+}
 
 /// Returns once exactly so many threads are blocked in queue_get_wait and queue_put_wait.
 inline void awaitBlocked(queue_state* queue, unsigned getters, unsigned putters) {
