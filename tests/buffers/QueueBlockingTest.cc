@@ -2,14 +2,13 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
-#include <functional>
 
 #include "tests/buffers/QueueSupport.h"
 
 namespace vantrel::tests {
 namespace {
 
-using testing::Each;
+using testing::ElementsAre;
 
 /// Threads that each do one blocking get or put of item 7, and what became of them.
 class Blocked {
@@ -35,56 +34,49 @@ class Blocked {
   std::vector<std::jthread> threads_;
 };
 
+int put(queue_state* queue) { return queue_put(queue, item(5)); }
+int putTwice(queue_state* queue) { return put(queue) + put(queue); }
 int get(queue_state* queue) {
   void* out = nullptr;
   return queue_get(queue, &out);
 }
-
-int filter(queue_state* queue, std::intptr_t selected) {
+int getTwice(queue_state* queue) { return get(queue) + get(queue); }
+int getSelected(queue_state* queue, std::intptr_t selected) {
   void* out = nullptr;
   return queue_get_filtered(queue, &out, selectSame, item(selected));
 }
+int getTwo(queue_state* queue) { return getSelected(queue, 2); }
+int getFour(queue_state* queue) { return getSelected(queue, 4); }
+int open(queue_state* queue) { return queue_set_new_data(queue, 2); }
+int flush(queue_state* queue) { return queue_flush(queue); }
+int flushPut(queue_state* queue) { return queue_flush_put(queue, nullptr, item(5)); }
+int flushPutGet(queue_state* queue) { return flush(queue) + put(queue) + get(queue); }
 
 TEST(QueueBlockingTest, WhoIsWokenByWhat) {
-  using Queue = queue_state*;
   const struct {
-    const char* name;
+    int (*act)(queue_state*);
     unsigned getters, putters;  // blocked by an empty queue or by one full with 1 and 2
-    std::function<int(Queue)> act;
     int result;
     unsigned woken;
     std::vector<std::intptr_t> left;
   } cases[] = {
-      {"put", 3, 0, [](Queue q) { return queue_put(q, item(5)); }, QUEUE_OK, 1, {}},
-      {"two puts", 3, 0, [](Queue q) { return queue_put(q, item(5)) + queue_put(q, item(6)); }, 0, 2, {}},
-      {"flush_put, getters", 2, 0, [](Queue q) { return queue_flush_put(q, nullptr, item(5)); }, 0, 1, {}},
-      {"opening, getters", 2, 0, [](Queue q) { return queue_set_new_data(q, 2); }, QUEUE_OK, 0, {}},
-      {"get of nothing", 2, 0, get, QUEUE_ERR_COUNT, 0, {}},
-      {"get", 0, 3, get, QUEUE_OK, 1, {2, 7}},
-      {"two gets", 0, 3, [](Queue q) { return get(q) + get(q); }, QUEUE_OK, 2, {7, 7}},
-      {"filtered get", 0, 3, [](Queue q) { return filter(q, 2); }, QUEUE_OK, 1, {1, 7}},
-      {"filtered get of none", 0, 2, [](Queue q) { return filter(q, 4); }, QUEUE_ERR_NO_MATCH, 0, {1, 2}},
-      {"refused put", 0, 2, [](Queue q) { return queue_put(q, item(5)); }, QUEUE_ERR_COUNT, 0, {1, 2}},
-      {"opening, putters", 0, 2, [](Queue q) { return queue_set_new_data(q, 1); }, QUEUE_OK, 0, {1, 2}},
-      {"flush", 0, 2, queue_flush, QUEUE_OK, 0, {}},
-      {"flush_complete",
-       0,
-       2,
-       [](Queue q) { return queue_flush_complete(q, [](void*) {}); },
-       QUEUE_OK,
-       0,
-       {}},
-      {"flush_put", 0, 2, [](Queue q) { return queue_flush_put(q, nullptr, item(5)); }, QUEUE_OK, 0, {5}},
-      {"flush, then put and get",
-       0,
-       2,
-       [](Queue q) { return queue_flush(q) + queue_put(q, item(5)) + get(q); },
-       QUEUE_OK,
-       1,
-       {7}},
+      {put, 3, 0, QUEUE_OK, 1, {}},
+      {putTwice, 3, 0, QUEUE_OK, 2, {}},
+      {flushPut, 2, 0, QUEUE_OK, 1, {}},
+      {open, 2, 0, QUEUE_OK, 0, {}},
+      {get, 2, 0, QUEUE_ERR_COUNT, 0, {}},
+      {get, 0, 3, QUEUE_OK, 1, {2, 7}},
+      {getTwice, 0, 3, QUEUE_OK, 2, {7, 7}},
+      {getTwo, 0, 3, QUEUE_OK, 1, {1, 7}},
+      {getFour, 0, 2, QUEUE_ERR_NO_MATCH, 0, {1, 2}},
+      {put, 0, 2, QUEUE_ERR_COUNT, 0, {1, 2}},
+      {open, 0, 2, QUEUE_OK, 0, {1, 2}},
+      {flush, 0, 2, QUEUE_OK, 0, {}},
+      {flushPut, 0, 2, QUEUE_OK, 0, {5}},
+      {flushPutGet, 0, 2, QUEUE_OK, 1, {7}},
   };
   for (const auto& each : cases) {
-    SCOPED_TRACE(each.name);
+    SCOPED_TRACE(testing::Message() << "case " << &each - cases);
     const QueueHandle queue(queue_create_limited(2));
     for (int i = 1; each.putters > 0 && i <= 2; ++i) queue_put(queue.get(), item(i));
     Blocked blocked(queue.get(), each.getters, each.putters);
@@ -103,68 +95,53 @@ TEST(QueueBlockingTest, WhoIsWokenByWhat) {
   }
 }
 
-// A wait operation that says what was waited for and lets the world change in the meantime: what another
-// thread could do while the mutex is free, here done with the mutex held.
-using Change = void (*)(queue_state*);
-std::vector<Change> changes;
-std::vector<pthread_cond_t*> waits;
-queue_state* waitedFor = nullptr;
+// A wait operation that is woken for nothing at first; then another thread has filled or emptied the queue,
+// which it could do while the mutex is free, or closed it, or both.
+struct WakeUp {
+  queue_state* queue;
+  bool changes, closes;
+  std::vector<pthread_cond_t*> waits = {};
+} wakeUp;
 
-int changeTheQueue(pthread_cond_t* condition, pthread_mutex_t*) {
-  if (waits.size() < changes.size()) {
-    changes[waits.size()](waitedFor);
-  } else {
-    waitedFor->new_data = 0;  // so that one who waits too often comes to an end
+int wait(pthread_cond_t* condition, pthread_mutex_t*) {
+  wakeUp.waits.push_back(condition);
+  queue_state* const queue = wakeUp.queue;
+  if (wakeUp.waits.size() < 2) return 0;
+  if (wakeUp.changes && queue->count > 0) {
+    queue_flush_internal(queue, 0, nullptr);
+  } else if (wakeUp.changes) {
+    queue_put_internal(queue, item(8), nullptr);
   }
-  waits.push_back(condition);
+  if (wakeUp.closes) queue->new_data = 0;
   return 0;
 }
 
 TEST(QueueBlockingTest, EveryWakeUpLooksAtTheQueueAnew) {
-  const Change nothing = [](queue_state*) {};
-  const Change close = [](queue_state* queue) { queue->new_data = 0; };
-  const Change makeRoom = [](queue_state* queue) { queue_flush_internal(queue, 0, nullptr); };
-  const Change addItem = [](queue_state* queue) { queue_put_internal(queue, item(8), nullptr); };
-  const Change makeRoomAndClose = [](queue_state* queue) {
-    queue_flush_internal(queue, 0, nullptr);
-    queue->new_data = 0;
-  };
-  const Change addItemAndClose = [](queue_state* queue) {
-    queue_put_internal(queue, item(8), nullptr);
-    queue->new_data = 0;
-  };
   const struct {
-    const char* name;
-    bool put;
-    std::vector<Change> changes;
+    bool puts, changes, closes;
     int result;
     std::vector<std::intptr_t> left;
   } cases[] = {
-      {"put, closed", true, {nothing, nothing, close}, QUEUE_ERR_CLOSED, {1}},
-      {"put, room", true, {nothing, makeRoom}, QUEUE_OK, {5}},
-      {"put, closed with room", true, {makeRoomAndClose}, QUEUE_ERR_CLOSED, {}},
-      {"get, closed", false, {nothing, nothing, close}, QUEUE_ERR_CLOSED, {}},
-      {"get, an item", false, {nothing, addItem}, QUEUE_OK, {}},
-      {"get, closed with an item", false, {nothing, addItemAndClose}, QUEUE_OK, {}},
+      {true, false, true, QUEUE_ERR_CLOSED, {1}}, {true, true, false, QUEUE_OK, {5}},
+      {true, true, true, QUEUE_ERR_CLOSED, {}},   {false, false, true, QUEUE_ERR_CLOSED, {}},
+      {false, true, false, QUEUE_OK, {}},         {false, true, true, QUEUE_OK, {}},
   };
   for (const auto& each : cases) {
-    SCOPED_TRACE(each.name);
+    SCOPED_TRACE(testing::Message() << "case " << &each - cases);
     const QueueHandle queue(queue_create_limited(1));
-    waits.clear();
-    changes = each.changes;
-    waitedFor = queue.get();
-    if (each.put) queue_put(queue.get(), item(1));
+    wakeUp = {queue.get(), each.changes, each.closes};
+    if (each.puts) queue_put(queue.get(), item(1));
     void* out = item(99);
     ASSERT_EQ(queue_lock_internal(queue.get()), QUEUE_OK);
-    const int result = each.put ? queue_put_internal(queue.get(), item(5), changeTheQueue)
-                                : queue_get_internal(queue.get(), &out, changeTheQueue, nullptr, nullptr);
+    EXPECT_EQ(each.puts ? queue_put_internal(queue.get(), item(5), wait)
+                        : queue_get_internal(queue.get(), &out, wait, nullptr, nullptr),
+              each.result);
     ASSERT_EQ(queue_unlock_internal(queue.get()), QUEUE_OK);
-    EXPECT_EQ(result, each.result);
-    EXPECT_EQ(waits.size(), each.changes.size());
-    EXPECT_THAT(waits, Each(each.put ? queue->cond_put : queue->cond_get));
+    pthread_cond_t* const condition = each.puts ? queue->cond_put : queue->cond_get;
+    EXPECT_THAT(wakeUp.waits, ElementsAre(condition, condition));
     EXPECT_EQ(contents(queue), each.left);
-    if (!each.put) {
-      EXPECT_EQ(number(out), result == QUEUE_OK ? 8 : 0);
+    if (!each.puts) {
+      EXPECT_EQ(number(out), each.changes ? 8 : 0);
     }
   }
 }

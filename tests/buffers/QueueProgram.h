@@ -86,20 +86,19 @@ class Machine {
 
   void look() {
     expect(queue_elements(queue_), static_cast<int>(held_.size()), "elements");
-    expect(releasedSum == expectedSum_ ? 1 : 0, 1, "released items");
+    check(releasedSum == expectedSum_, "released items");
   }
 
   void finish(bool complete) {
-    std::size_t index = 0;
+    std::deque<std::uintptr_t> entries;
     for (const queue_entry* entry = queue_->first; entry; entry = entry->next) {
-      if (index < held_.size()) expect(numberOf(entry->item) == held_[index] ? 1 : 0, 1, "item in its place");
-      ++index;
+      entries.push_back(numberOf(entry->item));
     }
-    expect(static_cast<int>(index), static_cast<int>(held_.size()), "entries");
+    check(entries == held_, "entries");
     if (complete) addHeldToExpected();
     expect(complete ? queue_destroy_complete(queue_, addToReleased) : queue_destroy(queue_), 0, "destroy");
     queue_ = nullptr;
-    expect(releasedSum == expectedSum_ ? 1 : 0, 1, "items released by the destroy");
+    check(releasedSum == expectedSum_, "items released by the destroy");
   }
 
   [[nodiscard]] const std::string& difference() const { return difference_; }
@@ -110,9 +109,12 @@ class Machine {
     return queue_create_limited(maximum_);
   }
 
+  void check(bool holds, const std::string& what) {
+    if (!holds && difference_.empty()) difference_ = what;
+  }
   void expect(int got, int expected, const char* what) {
-    if (got == expected || !difference_.empty()) return;
-    difference_ = std::string(what) + ": " + std::to_string(got) + " for " + std::to_string(expected);
+    if (got != expected)
+      check(false, what + (": " + std::to_string(got) + " for " + std::to_string(expected)));
   }
 
   [[nodiscard]] bool full() const {
@@ -147,7 +149,7 @@ class Machine {
   void take(std::int8_t (*operation)(queue_state*, void**), bool has, int otherwise, bool removes) {
     void* out = this;
     expect(operation(queue_, &out), has ? QUEUE_OK : otherwise, "get");
-    expect(numberOf(out) == (has ? held_.front() : 0) ? 1 : 0, 1, "item of a get");
+    check(numberOf(out) == (has ? held_.front() : 0), "item of a get");
     if (has && removes) held_.erase(held_.begin());
   }
 
@@ -159,7 +161,7 @@ class Machine {
     void* out = this;
     expect(queue_get_filtered(queue_, &out, selectRemainder, &remainder), has ? QUEUE_OK : otherwise,
            "get_filtered");
-    expect(numberOf(out) == (has ? *found : 0) ? 1 : 0, 1, "item of a filtered get");
+    check(numberOf(out) == (has ? *found : 0), "item of a filtered get");
     if (has) held_.erase(found);
   }
 

@@ -3,6 +3,7 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdlib>
 #include <tuple>
@@ -17,17 +18,12 @@ using testing::ElementsAre;
 
 // The fields in their order, for those who read them.
 static_assert(offsetof(queue_entry, item) == 0 && offsetof(queue_entry, next) == sizeof(void*));
-static_assert(offsetof(queue_state, first) == 0);
-static_assert(offsetof(queue_state, first) < offsetof(queue_state, last));
-static_assert(offsetof(queue_state, last) < offsetof(queue_state, count));
-static_assert(offsetof(queue_state, count) < offsetof(queue_state, max_count));
-static_assert(offsetof(queue_state, max_count) < offsetof(queue_state, new_data));
-static_assert(offsetof(queue_state, new_data) < offsetof(queue_state, sorted));
-static_assert(offsetof(queue_state, sorted) < offsetof(queue_state, ascending));
-static_assert(offsetof(queue_state, ascending) < offsetof(queue_state, compare));
-static_assert(offsetof(queue_state, compare) < offsetof(queue_state, mutex));
-static_assert(offsetof(queue_state, mutex) < offsetof(queue_state, cond_get));
-static_assert(offsetof(queue_state, cond_get) < offsetof(queue_state, cond_put));
+constexpr std::size_t kFields[] = {
+    offsetof(queue_state, first),     offsetof(queue_state, last),     offsetof(queue_state, count),
+    offsetof(queue_state, max_count), offsetof(queue_state, new_data), offsetof(queue_state, sorted),
+    offsetof(queue_state, ascending), offsetof(queue_state, compare),  offsetof(queue_state, mutex),
+    offsetof(queue_state, cond_get),  offsetof(queue_state, cond_put)};
+static_assert(kFields[0] == 0 && std::ranges::is_sorted(kFields));
 static_assert(std::is_same_v<decltype(queue_state::max_count), std::uint16_t>);
 static_assert(std::is_same_v<decltype(queue_elements(nullptr)), std::uint16_t>);
 static_assert(std::is_same_v<decltype(queue_put(nullptr, nullptr)), std::int8_t>);
