@@ -159,8 +159,7 @@ TEST(TPCircularBufferRegions, AreNullWithoutMemory) {
   std::int32_t space = -1, filled = -1;
   EXPECT_EQ(TPCircularBufferWriteRegion(&ring, &space), nullptr);
   EXPECT_EQ(TPCircularBufferReadRegion(&ring, &filled), nullptr);
-  EXPECT_EQ(space, 0);
-  EXPECT_EQ(filled, 0);
+  EXPECT_EQ(std::pair(space, filled), std::pair(0, 0));
   TPCircularBufferClear(&ring);
   EXPECT_EQ(ring, TPCircularBuffer{});
 }
