@@ -11,6 +11,7 @@
 namespace vantrel::tests {
 namespace {
 
+using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -34,7 +35,7 @@ class AllocationLimit {
   static inline int asked_ = 0;
 };
 
-const std::function<queue_state*()> kCreates[] = {
+queue_state* (*const kCreates[])() = {
     queue_create,
     [] { return queue_create_limited(3); },
     [] { return queue_create_sorted(1, compareNumbers); },
@@ -143,14 +144,12 @@ TEST(QueueFailureTest, EveryOperationSaysWhatIsMissing) {
   EXPECT_THAT(contents(queue), ElementsAre(1));
 
   void* out = item(9);
-  EXPECT_EQ(queue_get_internal(nullptr, &out, nullptr, nullptr, nullptr), QUEUE_ERR_NULL);
+  EXPECT_THAT((std::vector<int>{queue_destroy(nullptr), queue_destroy_complete(nullptr, nullptr),
+                                queue_unlock_internal(nullptr), queue_flush_internal(nullptr, 1, nullptr),
+                                queue_put_internal(nullptr, item(1), nullptr),
+                                queue_get_internal(nullptr, &out, nullptr, nullptr, nullptr)}),
+              Each(QUEUE_ERR_NULL));
   EXPECT_EQ(out, nullptr);
-  for (const int code :
-       {queue_destroy(nullptr), queue_destroy_complete(nullptr, nullptr), queue_unlock_internal(nullptr),
-        queue_put_internal(nullptr, item(1), nullptr), queue_flush_internal(nullptr, 1, nullptr),
-        queue_destroy_internal(nullptr, 1, nullptr)}) {
-    EXPECT_EQ(code, QUEUE_ERR_NULL);
-  }
 }
 
 // The callbacks run under the mutex, so one that lets it go makes the unlocking fail.

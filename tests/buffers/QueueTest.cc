@@ -1,4 +1,4 @@
-// What one thread sees of a queue and a comparison with a plain deque does not tell.
+// What one thread sees of a queue: a comparison with a plain deque, and what that does not tell.
 #include "vantrel/buffers/queue.h"
 
 #include <gmock/gmock.h>
@@ -6,9 +6,11 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdlib>
+#include <random>
 #include <tuple>
 #include <type_traits>
 
+#include "tests/buffers/QueueProgram.h"
 #include "tests/buffers/QueueSupport.h"
 
 namespace vantrel::tests {
@@ -53,6 +55,16 @@ TEST(QueueTest, EveryCreateOperationSetsTheFields) {
     EXPECT_NE(queue->cond_get, nullptr);
     EXPECT_NE(queue->cond_put, nullptr);
     EXPECT_NE(queue->cond_get, queue->cond_put);
+  }
+}
+
+TEST(QueueTest, RandomProgramsGiveWhatADequeGives) {
+  for (std::uint32_t seed = 0; seed < 64 * 20; ++seed) {
+    std::mt19937 random(seed);
+    std::vector<std::uint8_t> program(1 + 2 * 500);
+    for (std::uint8_t& byte : program) byte = static_cast<std::uint8_t>(random());
+    program[0] = static_cast<std::uint8_t>(seed);  // every kind of queue
+    ASSERT_EQ(runQueueProgram(program), "") << "seed " << seed;
   }
 }
 

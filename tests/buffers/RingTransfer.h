@@ -34,19 +34,11 @@ class RingBytes {
   std::vector<std::uint8_t> bytes_;
 };
 
-/// Sizes from 0 to `most` (at most kMostAtOnce), often small ones.
-class RingSizes {
- public:
-  RingSizes(std::uint32_t seed, std::uint32_t most) : random_(seed), most_(most) {}
-  std::uint32_t next() {
-    const std::uint32_t drawn = random_();
-    return drawn % 4 == 0 ? drawn / 4 % 32 : drawn / 4 % (most_ + 1);
-  }
-
- private:
-  std::minstd_rand random_;
-  std::uint32_t most_;
-};
+/// A size from 0 to `most`, often a small one.
+inline std::uint32_t drawSize(std::minstd_rand& random, std::uint32_t most) {
+  const auto drawn = static_cast<std::uint32_t>(random());
+  return drawn / 4 % (drawn % 4 == 0 ? 32 : most + 1);
+}
 
 /// How much goes through a ring of which size. The side that moves more at a time is at the other one's
 /// heels: the ring is mostly empty or mostly full.
@@ -68,21 +60,21 @@ void transferThroughRing(const RingTransfer& transfer) {
   std::atomic<bool> wrong{false};
 
   std::thread producer([&] {
-    RingSizes sizes(transfer.seed, transfer.mostPut);
+    std::minstd_rand random(transfer.seed);
     for (std::uint64_t sent = 0; sent < transfer.total && !wrong.load(std::memory_order_relaxed);) {
-      const auto size =
-          static_cast<std::uint32_t>(std::min<std::uint64_t>(sizes.next(), transfer.total - sent));
+      const auto size = static_cast<std::uint32_t>(
+          std::min<std::uint64_t>(drawSize(random, transfer.mostPut), transfer.total - sent));
       const std::uint32_t taken = ring.ringPut_Size(bytes.from(sent), size);
       sent += taken;
       if (taken < size) std::this_thread::yield();
     }
   });
 
-  RingSizes sizes(transfer.seed + 1, transfer.mostGet);
+  std::minstd_rand random(transfer.seed + 1);
   std::vector<std::uint8_t> got(RingBytes::kMostAtOnce);
   std::uint64_t received = 0;
   while (received < transfer.total) {
-    const std::uint32_t size = sizes.next();
+    const std::uint32_t size = drawSize(random, transfer.mostGet);
     const std::uint32_t given = ring.ringGet_Size(got.data(), size);
     wrong = given > size || std::memcmp(got.data(), bytes.from(received), given) != 0;
     if (wrong) break;
