@@ -8,7 +8,9 @@
 #include <deque>
 #include <limits>
 #include <random>
+#include <string>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 namespace vantrel {
@@ -74,25 +76,27 @@ TEST_F(KWRingTest, RefusesSizesThatCannotBeAndStaysAsItWas) {
 }
 
 TEST_F(KWRingTest, IsWithoutMemoryWhenTheSystemRefuses) {
-  for (bool hadMemory : {false, true}) {
-    SCOPED_TRACE(hadMemory);
-    if (hadMemory) {
-      ASSERT_TRUE(ring_.ringMakeSize(1));
-      ring_.ringPut_Size("abc", 3);
-    }
+  const auto size = static_cast<std::int32_t>(2 * page());
+  for (const auto& [resource, reason] :
+       {std::pair{RLIMIT_NOFILE, "Too many open files"}, {RLIMIT_FSIZE, "File too large"}}) {
+    SCOPED_TRACE(reason);
+    ASSERT_TRUE(ring_.ringMakeSize(1));
+    ring_.ringPut_Size("abc", 3);
     rlimit before{};
-    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
+    ASSERT_EQ(getrlimit(resource, &before), 0);
     const rlimit none{0, before.rlim_max};
     testing::internal::CaptureStdout();
-    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
-    const bool made = ring_.ringMakeSize(static_cast<std::int32_t>(page()) + 1);
-    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
-    EXPECT_THAT(
-        testing::internal::GetCapturedStdout(),
-        testing::MatchesRegex("TPCircularBuffer\\.c:[0-9]+: Buffer allocation: Too many open files\n"));
+    ASSERT_EQ(setrlimit(resource, &none), 0);
+    const bool made = ring_.ringMakeSize(size);
+    ASSERT_EQ(setrlimit(resource, &before), 0);
+    EXPECT_THAT(testing::internal::GetCapturedStdout(),
+                testing::MatchesRegex(
+                    "TPCircularBuffer\\.c:[0-9]+: Buffer allocation: " + std::string(reason) + "\n"));
     EXPECT_FALSE(made);
-    EXPECT_EQ(ring_.len_total(), static_cast<std::int32_t>(2 * page()));
+    EXPECT_EQ(ring_.len_total(), size);
     expectWithoutMemory();
+    ASSERT_TRUE(ring_.ringMakeSize(1)) << "later it can";
+    ring_.ringRelease();
   }
 }
 

@@ -4,13 +4,32 @@
 #include "vantrel/buffers/detail/TPCircularBufferSystem.h"
 
 #include <errno.h>
+#include <signal.h>
 #include <sys/mman.h>
+#include <time.h>
 #include <unistd.h>
+
+/* The process's limit on the size of files holds for memory objects as well, and exceeding it raises a signal
+ * that ends the process. Here it is to be a refusal like any other: the signal is held back and taken. */
+static int setLength(int object, size_t length) {
+  sigset_t tooLarge;
+  sigset_t before;
+  sigemptyset(&tooLarge);
+  sigaddset(&tooLarge, SIGXFSZ);
+  pthread_sigmask(SIG_BLOCK, &tooLarge, &before);
+  const int result = ftruncate(object, (off_t)length);
+  const int code = errno;
+  const struct timespec atOnce = {0, 0};
+  if (result != 0 && code == EFBIG) sigtimedwait(&tooLarge, NULL, &atOnce);
+  pthread_sigmask(SIG_SETMASK, &before, NULL);
+  errno = code;
+  return result;
+}
 
 static int makeObject(size_t length) {
   const int object = memfd_create("TPCircularBuffer", MFD_CLOEXEC);
   if (object < 0) return -1;
-  if (ftruncate(object, (off_t)length) == 0) return object;
+  if (setLength(object, length) == 0) return object;
   const int code = errno;
   close(object);
   errno = code;
