@@ -15,7 +15,7 @@ class Blocked {
  public:
   Blocked(queue_state* queue, unsigned getters, unsigned putters) : results_(getters + putters, 99) {
     for (std::size_t i = 0; i < results_.size(); ++i) {
-      threads_.emplace_back([this, queue, gets = i < getters, &result = results_[i]] {
+      threads_.emplace_back([queue, gets = i < getters, &result = results_[i]] {
         void* out = item(99);
         result = gets ? queue_get_wait(queue, &out) : queue_put_wait(queue, item(7));
         if (gets && (result == QUEUE_OK) == (out == nullptr)) result = 99;
@@ -24,13 +24,13 @@ class Blocked {
     awaitBlocked(queue, getters, putters);
   }
 
-  std::vector<int> join() {
+  std::vector<std::int8_t> join() {
     threads_.clear();
     return results_;
   }
 
  private:
-  std::vector<int> results_;
+  std::vector<std::int8_t> results_;
   std::vector<std::jthread> threads_;
 };
 
@@ -88,7 +88,7 @@ TEST(QueueBlockingTest, WhoIsWokenByWhat) {
     EXPECT_EQ(contents(queue), each.left);
 
     EXPECT_EQ(queue_set_new_data(queue.get(), 0), QUEUE_OK);  // wakes all the others
-    const std::vector<int> results = blocked.join();
+    const std::vector<std::int8_t> results = blocked.join();
     EXPECT_EQ(std::count(results.begin(), results.end(), QUEUE_OK), woken);
     EXPECT_EQ(std::count(results.begin(), results.end(), QUEUE_ERR_CLOSED), std::ssize(results) - woken);
     EXPECT_EQ(contents(queue), each.left) << "closing keeps the items";

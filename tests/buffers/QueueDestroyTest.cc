@@ -34,6 +34,8 @@ void destroyUnder(const Scene& scene) {
   queue_state* const queue = queue_create_limited(scene.putters > 0 ? 1 : 0);
   std::atomic<int> put = 0, taken = 0, refused = 0;
   std::vector<std::jthread> threads;
+  const int inside = scene.putters + scene.getters;
+  threads.reserve(static_cast<std::size_t>(inside));
   int held = 0;
   if (scene.putters > 0) held += queue_put(queue, item(1)) == QUEUE_OK;
   for (int i = 0; i < scene.putters; ++i) {
@@ -51,14 +53,14 @@ void destroyUnder(const Scene& scene) {
       if (got == (out != nullptr)) ++(got ? taken : refused);
     });
   }
-  awaitInside(queue, static_cast<unsigned>(scene.putters + scene.getters));
+  awaitInside(queue, static_cast<unsigned>(inside));
   for (int i = 0; i < scene.puts; ++i) held += queue_put(queue, item(3)) == QUEUE_OK;
   void* out = nullptr;
   for (int i = 0; i < scene.gets; ++i) held -= queue_get(queue, &out) == QUEUE_OK;
   dropped = 0;
   ASSERT_EQ(queue_destroy_complete(queue, [](void*) { ++dropped; }), 0);
   threads.clear();
-  ASSERT_EQ(put + taken + refused, scene.putters + scene.getters);
+  ASSERT_EQ(put + taken + refused, inside);
   ASSERT_EQ(held + put, taken + dropped);
   ASSERT_LE(put, scene.gets);
 }
@@ -85,24 +87,30 @@ TEST(QueueDestroyTest, TheConsumerThatFindsTheQueueClosedMayDestroyIt) {
   }
 }
 
-TEST(QueueDestroyTest, AMutexThatIsBusyIsTriedAgain) {
-  if (kThreadSanitized) GTEST_SKIP() << "destroys a mutex that is waited with";
-  queue_state* const queue = queue_create();
-  static pthread_cond_t condition =
-      PTHREAD_COND_INITIALIZER;  // not the queue's, but waited for with its mutex
-  static bool released = false;
+/// Waits for a condition of its own with the mutex of a queue.
+struct Bystander {
+  pthread_cond_t condition = PTHREAD_COND_INITIALIZER;
+  bool released = false;
   std::atomic<bool> waits = false;
-  std::jthread thread([&, mutex = queue->mutex] {
+
+  void wait(pthread_mutex_t* mutex) {
     pthread_mutex_lock(mutex);
     waits = true;
     while (!released) pthread_cond_wait(&condition, mutex);
     pthread_mutex_unlock(mutex);
-  });
-  while (!waits) std::this_thread::yield();
-  queue_put(queue, item(1));  // only when the thread waits and has let the mutex go
-  const auto release = [](void*) {
-    released = true;
-    pthread_cond_signal(&condition);
+  }
+};
+
+TEST(QueueDestroyTest, AMutexThatIsBusyIsTriedAgain) {
+  if (kThreadSanitized) GTEST_SKIP() << "destroys a mutex that is waited with";
+  queue_state* const queue = queue_create();
+  Bystander bystander;
+  std::jthread thread([&, mutex = queue->mutex] { bystander.wait(mutex); });
+  while (!bystander.waits) std::this_thread::yield();
+  queue_put(queue, &bystander);  // once the wait has let the mutex go
+  const auto release = [](void* item) {
+    static_cast<Bystander*>(item)->released = true;
+    pthread_cond_signal(&static_cast<Bystander*>(item)->condition);
   };
   EXPECT_EQ(queue_destroy_complete(queue, release), 0) << "the last result, not EBUSY";
 }
