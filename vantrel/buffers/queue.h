@@ -39,7 +39,7 @@ extern "C" {
 /* What the operations that return a status return. -6 is never returned. */
 enum {
   QUEUE_OK = 0,
-  QUEUE_ERR_NULL = -1,     /* no queue, or nowhere to put the item */
+  QUEUE_ERR_NULL = -1,     /* no queue, nowhere to put the item, or a peek at no entry where one is counted */
   QUEUE_ERR_LOCK = -2,     /* the mutex could not be locked or unlocked */
   QUEUE_ERR_MEMORY = -3,   /* no memory for a new entry; the queue is unchanged */
   QUEUE_ERR_CLOSED = -4,   /* a put into a closed queue, or a waiting get from one that is empty too */
