@@ -85,6 +85,7 @@ class Mbedtls {
   Mbedtls(const Mbedtls&) = delete;
   Mbedtls& operator=(const Mbedtls&) = delete;
 
+  // In a context made for the call, which is what an operation without one to keep is measured against.
   void setKey() {
     mbedtls_aes_free(&context_);
     mbedtls_aes_init(&context_);
