@@ -25,7 +25,8 @@ using Block = hn::Vec<One>;
 inline constexpr std::size_t kInFlight = 8;
 inline constexpr std::size_t kKeys = kAesRounds + 1;
 
-// What Highway has no operations for: the rounds of decryption, and what makes its round keys.
+// What Highway has no operations for: the rounds of decryption and what makes round keys. `turnedWord` is the
+// last word of a key in all four columns, turned by one byte, substituted, and the constant added.
 #if HWY_ARCH_X86
 HWY_INLINE Block inverseRound(Block state, Block key) { return Block{_mm_aesdec_si128(state.raw, key.raw)}; }
 HWY_INLINE Block inverseLast(Block state, Block key) {
@@ -53,8 +54,8 @@ HWY_INLINE Block inverseMix(Block key) { return Block(vaesimcq_u8(key.raw)); }
 HWY_INLINE Block inverseRound(Block state, Block key) {
   return hn::Xor(inverseMix(inverseLast(state, hn::Zero(One()))), key);
 }
-// The last word, turned by one byte, in all four columns: there the last round of encryption moves nothing,
-// and what is left of it is the substitution and an addition.
+// In four equal columns the last round of encryption moves nothing: what is left of it is the substitution
+// and the addition.
 template <std::uint8_t constant>
 HWY_INLINE Block turnedWord(Block key) {
   const One d;
@@ -88,8 +89,8 @@ struct Decryption {
   }
 };
 
-// The next round key: each word is the one before plus the old one in its place; what the first starts from
-// is the old last word, turned and substituted, and the round constant.
+// The next round key: each word is the one before it plus the old one in its place; the first has the turned
+// word for the one before.
 template <std::uint8_t constant>
 HWY_INLINE Block nextKey(Block key) {
   const Block pairs = hn::Xor(key, hn::ShiftLeftBytes<4>(key));
