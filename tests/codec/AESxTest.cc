@@ -168,29 +168,44 @@ void blockByBlock(Way way, const std::uint8_t* src, std::uint8_t* des, std::size
 
 struct Memory {
   std::vector<std::uint8_t> buffer;
-  AesBlock in, out;
+  AesBlock in, out, state;
   std::array<std::uint8_t, 176> roundKeys;
-  std::array<std::uint8_t, 16> state;
   bool operator==(const Memory&) const = default;
 };
 
-Memory memoryWith(std::vector<std::uint8_t> buffer) {
-  Memory memory{std::move(buffer), held(AESx::In), held(AESx::Out), std::to_array(AESx::RoundKey), {}};
-  std::memcpy(memory.state.data(), AESx::state, sizeof AESx::state);
+AesBlock stateBytes() {
+  AesBlock bytes{};
+  for (std::size_t i = 0; i < 16; ++i) bytes[i] = AESx::state[i % 4][i / 4];
+  return bytes;
+}
+
+// What the operations left, which is then wiped out.
+Memory takeMemory(std::vector<std::uint8_t> buffer) {
+  Memory memory{std::move(buffer), held(AESx::In), held(AESx::Out), stateBytes(),
+                std::to_array(AESx::RoundKey)};
+  EXPECT_EQ(memory.state, memory.out);
+  std::memset(AESx::In, 0, sizeof AESx::In);
+  std::memset(AESx::Out, 0, sizeof AESx::Out);
+  std::memset(AESx::state, 1, sizeof AESx::state);
+  std::memset(AESx::RoundKey, 0, sizeof AESx::RoundKey);
   return memory;
 }
 
 TEST(AESx, LeavesWhatBlockByBlockLeavesForEveryOverlap) {
   constexpr std::uint32_t kLength = 640;
   constexpr std::size_t kMiddle = 700;
-  onEachTarget([] {
+  aes().Dcs_SetKey(kKey.data());
+  aes().KeyExpansion();
+  const auto roundKeys = std::to_array(AESx::RoundKey);
+  onEachTarget([&] {
     for (const Way way : {Way::Encrypt, Way::Decrypt}) {
       for (const int distance : {0, -1, -16, -100, -640, -700, 1, 15, 16, 17, 64, 100, 511, 639, 640, 700}) {
         auto bulk = randomBytes(2100);
         auto single = bulk;
         aes().Dcs_SetKey(kKey.data());
         blockByBlock(way, single.data() + kMiddle, single.data() + kMiddle + distance, kLength);
-        const Memory expected = memoryWith(single);
+        const Memory expected = takeMemory(single);
+        EXPECT_EQ(expected.roundKeys, roundKeys);
 
         const std::uint8_t* src = bulk.data() + kMiddle;
         std::uint8_t* des = bulk.data() + kMiddle + distance;
@@ -198,7 +213,7 @@ TEST(AESx, LeavesWhatBlockByBlockLeavesForEveryOverlap) {
           aes().Dcs_EnCodeSrc_Des_Lenghts_Key(src, des, kLength, kKey.data());
         else
           aes().Dcs_DeCodeSrc_Des_Lengths_Key(src, des, kLength, kKey.data());
-        EXPECT_EQ(memoryWith(bulk), expected) << distance;
+        EXPECT_EQ(takeMemory(bulk), expected) << distance;
       }
     }
   });
@@ -219,11 +234,6 @@ TEST(AESx, WorksStepByStepOnItsArrays) {
 
   const auto setState = [](const AesBlock& bytes) {
     for (std::size_t i = 0; i < 16; ++i) AESx::state[i % 4][i / 4] = bytes[i];
-  };
-  const auto stateBytes = [] {
-    AesBlock bytes{};
-    for (std::size_t i = 0; i < 16; ++i) bytes[i] = AESx::state[i % 4][i / 4];
-    return bytes;
   };
   setState(block("3243f6a8885a308d313198a2e0370734"));
   aes().AddRoundKey(0);
