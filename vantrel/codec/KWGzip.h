@@ -34,7 +34,8 @@ class VANTREL_EXPORT KWGzip {
   /// a preset dictionary, for raw deflate data, for 2^32 bytes or more, for contents of more than
   /// `uncompressedLimit`, and when memory ran out. Room for the contents is one and a half times the data at
   /// first and grows by half of the data as it fills, to one byte past the limit at most; memory for half as
-  /// much again, within that bound, may be set aside untouched.
+  /// much again, within that bound, may be set aside untouched. Where the allocator cannot enlarge in place,
+  /// the smaller room stands beside the larger one until it is copied.
   static std::optional<Bytes> uncompressZippedData(const std::optional<Bytes>& data);
 
   /// The most bytes that the contents of a stream may have; for the whole process. A few kilobytes can unpack
