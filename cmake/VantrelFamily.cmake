@@ -30,6 +30,10 @@ set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_C_STANDARD 11)
 set(CMAKE_C_EXTENSIONS OFF)
 
+# What the C++ compiler adds to a link line by itself and the C compiler does not.
+set(VANTREL_CXX_RUNTIME ${CMAKE_CXX_IMPLICIT_LINK_LIBRARIES})
+list(REMOVE_ITEM VANTREL_CXX_RUNTIME ${CMAKE_C_IMPLICIT_LINK_LIBRARIES})
+
 function(vantrel_family name)
   cmake_parse_arguments(ARG "" "" "DEPENDS;SYSTEM" ${ARGN})
   file(GLOB_RECURSE sources CONFIGURE_DEPENDS
@@ -44,6 +48,9 @@ function(vantrel_family name)
   target_compile_features(${target} PUBLIC cxx_std_20)
   if(BUILD_SHARED_LIBS)
     target_compile_definitions(${target} PUBLIC VANTREL_SHARED)
+  else()
+    # For projects in C; in one that has C++ as well, CMake may still call the C++ compiler.
+    target_link_libraries(${target} INTERFACE "$<INSTALL_INTERFACE:${VANTREL_CXX_RUNTIME}>")
   endif()
   # What a program does not use must not show among its needed libraries.
   target_link_options(${target} INTERFACE LINKER:--as-needed)

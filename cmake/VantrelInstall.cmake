@@ -26,6 +26,8 @@ function(vantrel_describe_system entry find_variable pc_variable flag_variable)
     set(prefix ${CMAKE_MATCH_1})
     get_property(pc GLOBAL PROPERTY VANTREL_PKGCONFIG_${prefix})
     string(REPLACE ";" " " modules "${pc}")
+    # pkg-config reads a version only with blanks around its comparison.
+    list(TRANSFORM pc REPLACE "([<>=]+)" " \\1 ")
     set(find "find_dependency(PkgConfig)\npkg_check_modules(${prefix} REQUIRED QUIET IMPORTED_TARGET ${modules})")
   else()
     message(FATAL_ERROR "cmake/VantrelInstall.cmake does not know how a user finds ${entry}")
@@ -34,6 +36,14 @@ function(vantrel_describe_system entry find_variable pc_variable flag_variable)
   set(${pc_variable} ${pc} PARENT_SCOPE)
   set(${flag_variable} ${flag} PARENT_SCOPE)
 endfunction()
+
+# The archives hold C++, which a linker called for a C program does not look for by itself.
+set(PC_RUNTIME "")
+if(NOT BUILD_SHARED_LIBS)
+  foreach(library IN LISTS VANTREL_CXX_RUNTIME)
+    string(APPEND PC_RUNTIME " -l${library}")
+  endforeach()
+endif()
 
 # Relative, so that the installed tree may be moved, and a prefix given to `cmake --install` counts.
 file(RELATIVE_PATH PC_PREFIX_FROM_HERE /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)

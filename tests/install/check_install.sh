@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# check_install.sh BUILD_DIR CXX: the installed tree serves outside projects.
+# check_install.sh BUILD_DIR CXX CC: the installed tree serves outside projects.
 set -euo pipefail
-build=$1 cxx=$2
+build=$1 cxx=$2 cc=$3
 here=$(cd "$(dirname "$0")" && pwd)
 temporary=$(mktemp -d)
 trap 'rm -rf "$temporary"' EXIT
@@ -16,9 +16,9 @@ sanitize=$(cached VANTREL_SANITIZE)
 cmake --install "$build" --prefix "$temporary/prefix" > "$temporary/install.log"
 [ -n "$(find "$temporary/prefix" -name VantrelConfigVersion.cmake)" ] || fail "no version file"
 
-for project in codec_only checksum_only everything; do
-  cmake -S "$here/$project" -B "$temporary/$project" -G Ninja -DCMAKE_CXX_COMPILER="$cxx" \
-    -DCMAKE_CXX_FLAGS="$flags" -DCMAKE_PREFIX_PATH="$temporary/prefix" > "$temporary/$project.log" \
+for project in codec_only checksum_only c_only everything; do
+  cmake --no-warn-unused-cli -S "$here/$project" -B "$temporary/$project" -G Ninja -DCMAKE_CXX_COMPILER="$cxx" -DCMAKE_C_COMPILER="$cc" \
+    -DCMAKE_CXX_FLAGS="$flags" -DCMAKE_C_FLAGS="$flags" -DCMAKE_PREFIX_PATH="$temporary/prefix" > "$temporary/$project.log" \
     || { cat "$temporary/$project.log"; fail "$project does not configure"; }
   cmake --build "$temporary/$project" >> "$temporary/$project.log" \
     || { cat "$temporary/$project.log"; fail "$project does not build"; }
@@ -27,6 +27,7 @@ done
 [ "$("$temporary/everything/everything" 2>/dev/null)" = "01:05 a%20b 0 2" ] || fail "everything prints something else"
 
 [ "$("$temporary/checksum_only/checksum_only")" = 31c3 ] || fail "checksum_only prints something else"
+[ "$("$temporary/c_only/c_only")" = "31c3 1" ] || fail "c_only prints something else"
 
 # Who uses the hex operations or a checksum alone gets no library but those of C and C++, and little code.
 if [ -z "$sanitize" ] && [ "$(cached BUILD_SHARED_LIBS)" != ON ]; then
@@ -41,9 +42,30 @@ if [ -z "$sanitize" ] && [ "$(cached BUILD_SHARED_LIBS)" != ON ]; then
 fi
 
 pc=$(dirname "$(find "$temporary/prefix" -name vantrel-codec.pc)")
-read -r -a arguments <<< "$(PKG_CONFIG_PATH=$pc pkg-config --cflags --libs vantrel-codec)"
+export PKG_CONFIG_PATH=$pc LD_LIBRARY_PATH=$pc/..
 read -r -a extra <<< "$flags"
-"$cxx" -std=c++20 "${extra[@]}" -o "$temporary/by_pkg_config" "$here/codec_only/main.cc" "${arguments[@]}"
-[ "$(LD_LIBRARY_PATH=$pc/.. "$temporary/by_pkg_config")" = 0a0bff ] || fail "the pkg-config build prints something else"
-PKG_CONFIG_PATH=$pc pkg-config --exact-version=0.1.0 vantrel || fail "pkg-config does not know vantrel"
+# by_pkg_config PACKAGE OUTPUT COMPILER_AND_ARGUMENTS...: a program from the flags that the package gives.
+by_pkg_config() {
+  local package=$1 output=$2 given=() arguments
+  shift 2
+  arguments=$(pkg-config --cflags --libs "$package") || fail "pkg-config does not resolve $package"
+  read -r -a given <<< "$arguments"
+  "$@" "${extra[@]}" -o "$output" "${given[@]}" || fail "$package does not link"
+}
+by_pkg_config vantrel-codec "$temporary/codec" "$cxx" -std=c++20 "$here/codec_only/main.cc"
+[ "$("$temporary/codec")" = 0a0bff ] || fail "the pkg-config build prints something else"
+
+# Everything in a family's library resolves from what its package says, for a C program as well.
+echo 'int main(void) { return 0; }' > "$temporary/empty.c"
+for package in "$pc"/*.pc; do
+  package=$(basename "$package" .pc)
+  family=$pc/../libvantrel_${package#vantrel-}.a
+  whole=()
+  if [ -e "$family" ]; then whole=("-Wl,--whole-archive,$family,--no-whole-archive"); fi
+  by_pkg_config "$package" "$temporary/empty" "$cc" "$temporary/empty.c" "${whole[@]}"
+  "$temporary/empty" || fail "a C program with $package does not start"
+done
+by_pkg_config vantrel "$temporary/c" "$cc" "$here/c_only/main.c"
+[ "$("$temporary/c")" = "31c3 1" ] || fail "the C program by pkg-config prints something else"
+pkg-config --exact-version=0.1.0 vantrel || fail "pkg-config does not know vantrel"
 echo "installed tree serves all projects"
