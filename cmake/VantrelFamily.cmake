@@ -42,7 +42,9 @@ function(vantrel_family name)
   add_library(${target} ${sources})
   add_library(Vantrel::${name} ALIAS ${target})
   set_target_properties(${target} PROPERTIES
-    EXPORT_NAME ${name} VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
+    EXPORT_NAME ${name} VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}
+    # The families lie side by side and find each other there, wherever the tree is installed.
+    INSTALL_RPATH "$ORIGIN")
   target_include_directories(${target} PUBLIC
     $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
   target_compile_features(${target} PUBLIC cxx_std_20)
