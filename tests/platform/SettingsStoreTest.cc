@@ -230,6 +230,16 @@ TEST_F(SettingsStoreTest, MayBeUsedFromTheLogThatItWritesTo) {
   EXPECT_EQ(SettingsStore(file_).objectForKey("last line"), ValueTree(said));
 }
 
+TEST_F(SettingsStoreTest, ARelativePathKeepsItsFolder) {
+  const fs::path earlier = fs::current_path();
+  fs::current_path(folder_);
+  SettingsStore store("relative.plist");
+  fs::current_path(earlier);
+  store.setObject_forKey(1, "key");
+  EXPECT_TRUE(store.synchronize());
+  EXPECT_TRUE(fs::exists(folder_ / "relative.plist"));
+}
+
 TEST_F(SettingsStoreTest, NamesTheFileAfterTheApplication) {
   const char* earlier = std::getenv("XDG_CONFIG_HOME");
   const std::string kept = earlier ? earlier : "";

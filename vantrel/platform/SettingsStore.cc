@@ -52,6 +52,13 @@ std::filesystem::path configurationFolder() {
   return homeFolder() / ".config";
 }
 
+// A relative path means the folder that the process is in now, not the one that it may change to.
+std::filesystem::path fixed(std::filesystem::path file) {
+  std::error_code error;
+  std::filesystem::path absolute = std::filesystem::absolute(file, error);
+  return error ? file : absolute;
+}
+
 }  // namespace
 
 class SettingsStore::State : public std::enable_shared_from_this<State> {
@@ -287,7 +294,8 @@ void SettingsStore::State::finish() {
   flush();
 }
 
-SettingsStore::SettingsStore(std::filesystem::path file) : state_(std::make_shared<State>(std::move(file))) {}
+SettingsStore::SettingsStore(std::filesystem::path file)
+    : state_(std::make_shared<State>(fixed(std::move(file)))) {}
 
 SettingsStore::~SettingsStore() {
   state_->finish();

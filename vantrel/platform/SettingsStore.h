@@ -30,7 +30,8 @@ namespace vantrel {
 /// exit, which writes nothing; to use settings it makes a store of its own.
 class VANTREL_EXPORT SettingsStore {
  public:
-  /// A store over this file; folders are created with the first write.
+  /// A store over this file; folders are created with the first write. A relative path is that of the
+  /// working directory by now.
   explicit SettingsStore(std::filesystem::path file);
   ~SettingsStore();
   SettingsStore(const SettingsStore&) = delete;
