@@ -6,6 +6,7 @@
 #include <string>
 
 #include "tests/platform/PlistFiles.h"
+#include "vantrel/platform/data/PlistExtent.h"
 
 namespace vantrel {
 namespace {
@@ -60,6 +61,7 @@ TEST(PropertyList, WritesScalarsByteForByteAsAnIndependentWriter) {
     const auto written = plist::write(scalar.value);
     ASSERT_TRUE(written) << scalar.object;
     EXPECT_EQ(*written, bytesOfHex(oneObject(scalar.object))) << scalar.object;
+    EXPECT_GE(plist::detail::extentOf(scalar.value).bytes + 40, written->size()) << scalar.object;
   }
 }
 
@@ -113,6 +115,7 @@ TEST(PropertyList, KeepsATreeOfEveryKindOverWritingAndReading) {
                                                 {"empty", ValueTree::dictionary()}});
   const auto written = plist::write(tree);
   ASSERT_TRUE(written);
+  EXPECT_GE(plist::detail::extentOf(tree).bytes + 40, written->size());
   const auto read = plist::parse(*written);
   ASSERT_TRUE(read);
   EXPECT_EQ(*read, tree);

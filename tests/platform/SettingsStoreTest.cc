@@ -104,6 +104,11 @@ TEST_F(SettingsStoreTest, RefusesWhatNoPropertyListHolds) {
   EXPECT_FALSE(store.setObject_forKey(ValueTree::list({nullptr}), "key"));
   EXPECT_FALSE(store.setObject_forKey("\xff", "key"));
   EXPECT_FALSE(store.setObject_forKey(1, "\xff"));
+  ValueTree deep = ValueTree::list();
+  for (int level = 1; level < 512; ++level) deep = ValueTree::list({deep});
+  EXPECT_TRUE(store.setObject_forKey(deep[0], "deep"));
+  EXPECT_FALSE(store.setObject_forKey(deep, "deep")) << "513 levels with the dictionary of all settings";
+  store.removeObjectForKey("deep");
   EXPECT_EQ(store.all(), ValueTree::dictionary({{"key", "kept"}}));
 }
 

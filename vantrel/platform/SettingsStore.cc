@@ -16,7 +16,7 @@
 #include <vector>
 
 #include "vantrel/platform/Log.h"
-#include "vantrel/platform/data/PropertyList.h"
+#include "vantrel/platform/data/PlistExtent.h"
 #include "vantrel/platform/data/TextEncoding.h"
 #include "vantrel/platform/settings/SettingsFile.h"
 
@@ -316,7 +316,8 @@ bool SettingsStore::setObject_forKey(const ValueTree& value, std::string_view ke
     removeObjectForKey(key);
     return true;
   }
-  if (!plist::write(ValueTree::dictionary({{key, value}}))) return false;
+  // Below the dictionary of all settings.
+  if (!plist::detail::extentOfKey(key) || !plist::detail::measure(value, 1)) return false;
   state_->change(key, value);
   return true;
 }
