@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Writes start corpora for the targets plist and archive: plist_seeds.py FOLDER makes FOLDER/plist and FOLDER/archive."""
+"""Writes start corpora: plist_seeds.py FOLDER makes FOLDER/plist, FOLDER/xmlplist and FOLDER/archive for the targets of these names."""
 import datetime
 import pathlib
 import plistlib
@@ -41,8 +41,22 @@ ARCHIVES = [
             instance("NSDate", NS_time=1.5)),
 ]
 
-for kind, seeds in (("plist", PLISTS), ("archive", ARCHIVES)):
+
+
+def binary(value):
+    return plistlib.dumps(value, fmt=plistlib.FMT_BINARY)
+
+
+def inside_xml(value):
+    """The XML form without what the target puts around it."""
+    text = plistlib.dumps(value, fmt=plistlib.FMT_XML)
+    return text[text.index(b">", text.index(b"<plist")) + 1:text.rindex(b"</plist>")]
+
+
+XML = [value for value in PLISTS if not isinstance(value, UID)]
+
+for kind, seeds, dump in (("plist", PLISTS, binary), ("xmlplist", XML, inside_xml), ("archive", ARCHIVES, binary)):
     folder = pathlib.Path(sys.argv[1]) / kind
     folder.mkdir(parents=True, exist_ok=True)
     for number, seed in enumerate(seeds):
-        (folder / str(number)).write_bytes(plistlib.dumps(seed, fmt=plistlib.FMT_BINARY))
+        (folder / str(number)).write_bytes(dump(seed))

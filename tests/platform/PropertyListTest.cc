@@ -249,5 +249,87 @@ TEST(PropertyList, RefusesObjectsLaidOverOneAnother) {
   EXPECT_FALSE(plist::parse(file.finish()));
 }
 
+std::string xmlOf(std::string_view value) { return "<plist>" + std::string(value) + "</plist>"; }
+
+TEST(PropertyList, ReadsXmlInFormsThatPeopleWrite) {
+  const std::pair<std::string_view, ValueTree> forms[] = {
+      {"<string>a<!-- & --> &lt;&#65;&#x1F600;<![CDATA[<b>&amp;]]></string>", "a <A😀<b>&amp;"},
+      {"<string>1\r\n2\r3</string>", "1\n2\n3"},
+      {"<string/>", ""},
+      {" <!-- - -- > --> <integer> +7\n</integer> ", 7},
+      {"<integer>-9223372036854775808</integer>", std::numeric_limits<std::int64_t>::min()},
+      {"<real>+1e2</real>", 100.0},
+      {"<real>-inf</real>", -std::numeric_limits<double>::infinity()},
+      {"<true></true >", true},
+      {"<data>\n AP\t8= </data>", Bytes(std::vector<std::uint8_t>{0x00, 0xff})},
+      {"<date>1969-12-31T23:59:59Z</date>", Date{-1}},
+      {"<dict a='>'><key>k</key><array/><key>k</key><dict/></dict>",
+       ValueTree::dictionary({{"k", ValueTree::dictionary()}})}};
+  for (const auto& [form, value] : forms) {
+    EXPECT_EQ(plist::parse(Bytes::copyOf(xmlOf(form))), value) << form;
+  }
+  std::string wide("\xFF\xFE");
+  for (const char c : "<?xml version='1.0' encoding='utf-16'?>" + xmlOf("<string>x</string>")) wide += {c, 0};
+  EXPECT_EQ(plist::parse(Bytes::copyOf(wide)), ValueTree("x")) << "UTF-16";
+}
+
+TEST(PropertyList, RefusesXmlThatIsNone) {
+  const std::string_view values[] = {"",
+                                     "<true/><true/>",
+                                     "<array>",
+                                     "<array></dict>",
+                                     "</array>",
+                                     "<array><string>a</array>",
+                                     "text",
+                                     "<null/>",
+                                     "<true>x</true>",
+                                     "<key>k</key>",
+                                     "<dict><true/></dict>",
+                                     "<dict><key>k</key></dict>",
+                                     "<dict><key>k</key><key>l</key><true/></dict>",
+                                     "<array><key>k</key></array>",
+                                     "<string>&own;</string>",
+                                     "<string>&#0;</string>",
+                                     "<string>&#xD800;</string>",
+                                     "<string>&#x110000;</string>",
+                                     "<string>&#99999999999;</string>",
+                                     "<string>&#;</string>",
+                                     "<string>&amp</string>",
+                                     "<string><![CDATA[x</string>",
+                                     "<string><!-- x</string>",
+                                     "<string>\xff</string>",
+                                     "<integer/>",
+                                     "<integer>1.5</integer>",
+                                     "<integer>18446744073709551616</integer>",
+                                     "<integer>-9223372036854775809</integer>",
+                                     "<integer>--1</integer>",
+                                     "<real>one</real>",
+                                     "<real/>",
+                                     "<date>2023-02-29T00:00:00Z</date>",
+                                     "<date>2024-02-29T24:00:00Z</date>",
+                                     "<date>2024-02-29</date>",
+                                     "<data>A</data>",
+                                     "<data>AP8</data>",
+                                     "<data>A===</data>",
+                                     "<data>AP=8</data>",
+                                     "<data>A*==</data>"};
+  for (const std::string_view value : values)
+    EXPECT_FALSE(plist::parse(Bytes::copyOf(xmlOf(value)))) << value;
+  const std::string sound = xmlOf("<true/>");
+  const std::string documents[] = {"<true/>", sound + "x", "<plist><true/>",
+                                   "<?xml encoding='latin-1'?>" + sound,
+                                   "<!DOCTYPE plist [<!ENTITY own 'x'>]>" + sound};
+  for (const std::string& document : documents) {
+    EXPECT_FALSE(plist::parse(Bytes::copyOf(document))) << document;
+  }
+  const auto nested = [](int levels) {
+    std::string text;
+    for (int i = 0; i < levels; ++i) text = "<array>" + text + "</array>";
+    return Bytes::copyOf(xmlOf(text));
+  };
+  EXPECT_TRUE(plist::parse(nested(512)));
+  EXPECT_FALSE(plist::parse(nested(513)));
+}
+
 }  // namespace
 }  // namespace vantrel

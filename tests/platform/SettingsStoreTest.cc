@@ -245,6 +245,18 @@ TEST_F(SettingsStoreTest, ARelativePathKeepsItsFolder) {
   EXPECT_TRUE(fs::exists(folder_ / "relative.plist"));
 }
 
+TEST_F(SettingsStoreTest, ReadsXmlAndWritesTheBinaryForm) {
+  fs::create_directories(file_.parent_path());
+  put(file_, "<?xml version='1.0'?><plist><dict><key>a</key><integer>1</integer></dict></plist>");
+  SettingsStore store(file_);
+  EXPECT_EQ(store.objectForKey("a"), ValueTree(1));
+  store.setObject_forKey(2, "b");
+  ASSERT_TRUE(store.synchronize());
+  EXPECT_TRUE(contentsOf(file_).starts_with("bplist00"));
+  EXPECT_EQ(store.all(), ValueTree::dictionary({{"a", 1}, {"b", 2}}));
+  EXPECT_THAT(log(), IsEmpty());
+}
+
 TEST_F(SettingsStoreTest, NamesTheFileAfterTheApplication) {
   const char* earlier = std::getenv("XDG_CONFIG_HOME");
   const std::string kept = earlier ? earlier : "";

@@ -14,9 +14,9 @@ namespace vantrel {
 /// Persistent settings of the user: property-list values (string, number, boolean, date, bytes, list,
 /// dictionary) by key.
 ///
-/// They live in one property-list file. A change is seen at once by this process, written soon after (a
-/// fraction of a second, by a background thread) and at the latest when the store is destroyed or the process
-/// exits normally. Writing is atomic and synced: whatever happens, the file is the old or the new one.
+/// They live in one property-list file, which is read in the binary and the XML form and written in the binary
+/// one. A change is seen at once by this process, written soon after (a fraction of a second, by a background
+/// thread) and at the latest when the store is destroyed or the process exits normally. Writing is atomic and synced: whatever happens, the file is the old or the new one.
 /// Processes that share a file lose no key of each other: each writes only the keys that it changed into what
 /// stands in the file by then, under a lock; what another process has written is seen with the next reading.
 ///

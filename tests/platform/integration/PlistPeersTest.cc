@@ -107,9 +107,16 @@ TEST_F(PlistPeersTest, PythonReadsOurPropertyLists) {
 }
 
 TEST_F(PlistPeersTest, WeReadPropertyListsOfPython) {
-  ASSERT_TRUE(
-      python(std::string(kInPython) + "plistlib.dump(value, open(file, 'wb'), fmt=plistlib.FMT_BINARY)\n"));
-  EXPECT_EQ(plist::parse(contents()), valueInOurs());
+  for (const char* form : {"BINARY", "XML"}) {
+    // XML has whole seconds alone.
+    ASSERT_TRUE(python(std::string(kInPython) + "value['date'] = value['date'].replace(microsecond=0)\n" +
+                       "plistlib.dump(value, open(file, 'wb'), fmt=plistlib.FMT_" + form + ")\n"));
+    ValueTree expected = valueInOurs();
+    expected.set("date", Date{1709209815});
+    const std::optional<ValueTree> read = plist::parse(contents());
+    ASSERT_EQ(read, expected) << form;
+    EXPECT_EQ((*read)["real one"].kind(), ValueTree::Kind::Floating) << form;
+  }
 }
 
 // The platform's layout, written down once more in another language.

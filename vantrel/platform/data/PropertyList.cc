@@ -4,6 +4,7 @@
 
 #include "vantrel/platform/data/BinaryPlistReader.h"
 #include "vantrel/platform/data/BinaryPlistWriter.h"
+#include "vantrel/platform/data/XmlPlistReader.h"
 
 namespace vantrel::plist {
 namespace {
@@ -102,6 +103,7 @@ class PlainWriter {
 }  // namespace
 
 std::optional<ValueTree> parse(const Bytes& contents) {
+  if (detail::looksLikeXml(contents)) return detail::parseXml(contents);
   std::optional<ObjectTable> table = ObjectTable::open(contents);
   if (!table) return std::nullopt;
   return PlainBuilder(*table).build(table->top());

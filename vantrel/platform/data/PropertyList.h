@@ -6,7 +6,8 @@
 #include "vantrel/platform/Export.h"
 #include "vantrel/platform/ValueTree.h"
 
-/// Binary property lists ("bplist00") to and from `ValueTree`. Stateless; any thread.
+/// Property lists to and from `ValueTree`: the binary form ("bplist00") and, for reading, the XML form.
+/// Stateless; any thread.
 ///
 /// What JSON's null is has no place in a property list. Dates are kept as seconds since 2001, so that one
 /// near the present keeps about a tenth of a microsecond.
@@ -19,8 +20,11 @@ namespace vantrel::plist {
 /// values once shared references are followed, 128 MiB of keys.
 ///
 /// A set reads as a list. A UID, which only keyed archives hold, reads as the dictionary that stands for it
-/// in the textual form: {"CF$UID": number}. Of equal keys the last one counts. Data shares the memory of
-/// `contents`.
+/// in the XML form: {"CF$UID": number}. Of equal keys the last one counts. Data of the binary form shares the
+/// memory of `contents`.
+///
+/// XML may be in UTF-8, or in UTF-16 with a byte-order mark; entities that the document declares itself are
+/// refused. Its dates are whole seconds of UTC.
 VANTREL_EXPORT std::optional<ValueTree> parse(const Bytes& contents);
 
 /// Writes a property list that `parse` reads back to an equal value; equal strings and numbers are written
