@@ -33,7 +33,7 @@ TEST_F(AudioPlayerPersistence, StoresTheIndexOfThePlayerThatPlayedLast) {
   EXPECT_EQ(stored("KW_AUDIO_PLAYINDEX"), "2");
 }
 
-TEST_F(AudioPlayerPersistence, ReadsTheIndexAsTheLeadingIntegerOfTheText) {
+TEST_F(AudioPlayerPersistence, ReadsTheIndexAsTheLeadingIntegerOfATextOrNumber) {
   const std::pair<ValueTree, std::int64_t> cases[] = {{"7", 7},
                                                       {"  42 songs", 42},
                                                       {"-3", -3},
@@ -44,7 +44,10 @@ TEST_F(AudioPlayerPersistence, ReadsTheIndexAsTheLeadingIntegerOfTheText) {
                                                       {"- 3", 0},
                                                       {"2147483648", 2147483647},
                                                       {"-99999999999999999999", -2147483648},
-                                                      {7, 0},
+                                                      {7, 7},
+                                                      {-2.9, -2},
+                                                      {1e20, 2147483647},
+                                                      {true, 0},
                                                       {ValueTree::list(), 0}};
   EXPECT_EQ(KWAudioPlayer::getPlayIndex(), 0);
   for (const auto& [value, index] : cases) {
@@ -53,10 +56,10 @@ TEST_F(AudioPlayerPersistence, ReadsTheIndexAsTheLeadingIntegerOfTheText) {
   }
 }
 
-TEST_F(AudioPlayerPersistence, ReadsTheProgressAsTheLeadingNumberOfTheText) {
+TEST_F(AudioPlayerPersistence, ReadsTheProgressAsTheLeadingNumberOfATextOrNumber) {
   const std::pair<ValueTree, float> cases[] = {
-      {"0.33", 0.33f}, {" .5x", 0.5f}, {"-0.25", -0.25f}, {"1", 1},   {"", 0}, {"nan", 0},
-      {"inf", 0},      {"-inf", 0},    {"1e99", 0},       {"0,5", 0}, {"x", 0}};
+      {"0.33", 0.33f}, {" .5x", 0.5f}, {"-0.25", -0.25f}, {"1", 1}, {"", 0},       {"nan", 0}, {"inf", 0},
+      {"-inf", 0},     {"1e99", 0},    {"0,5", 0},        {"x", 0}, {0.75, 0.75f}, {1, 1},     {1e99, 0}};
   EXPECT_EQ(KWAudioPlayer::getPlayProgress(), 0);
   for (const auto& [value, progress] : cases) {
     store("KW_AUDIO_PLAYPROGRESS", value);

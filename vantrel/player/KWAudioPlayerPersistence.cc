@@ -1,7 +1,11 @@
 // What outlives the process: index, progress and mode, each stored as a text.
 
 #include <algorithm>
+#include <array>
+#include <charconv>
 #include <limits>
+#include <string>
+#include <system_error>
 
 #include "vantrel/codec/KWTools.h"
 #include "vantrel/player/KWAudioPlayer.h"
@@ -18,11 +22,19 @@ namespace {
 
 constexpr float kRestoredVolume = 0.3f;
 
-/// Empty for an entry that is missing or no text.
+/// The stored text, or what a number, which others may have stored, is as a text. Empty for an entry that is
+/// missing or neither.
 std::string storedText(const char* key) {
-  const auto value = KWTools::getUserByKey(key);
-  const auto text = value ? value->asString() : std::nullopt;
-  return std::string(text.value_or(""));
+  const ValueTree value = KWTools::getUserByKey(key).value_or(nullptr);
+  if (const auto text = value.asString()) return std::string(*text);
+  if (const auto integer = value.asInteger()) return std::to_string(*integer);
+  const auto number = value.asDouble();
+  if (!number) return {};
+  // Without an exponent, at which a leading integer would end.
+  std::array<char, 400> text;
+  const auto [end, error] =
+      std::to_chars(text.data(), text.data() + text.size(), *number, std::chars_format::fixed);
+  return error == std::errc{} ? std::string(text.data(), end) : std::string();
 }
 
 }  // namespace
