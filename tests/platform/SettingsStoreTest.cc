@@ -1,19 +1,26 @@
 #include "vantrel/platform/SettingsStore.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
 #include <mutex>
+#include <optional>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "vantrel/platform/Log.h"
 #include "vantrel/platform/data/PropertyList.h"
+#include "vantrel/platform/loop/ManualClock.h"
 
 namespace vantrel {
 namespace {
@@ -233,6 +240,30 @@ TEST_F(SettingsStoreTest, MayBeUsedFromTheLogThatItWritesTo) {
   EXPECT_EQ(store.objectForKey("key"), std::nullopt);
   EXPECT_NE(said, "");
   EXPECT_EQ(SettingsStore(file_).objectForKey("last line"), ValueTree(said));
+}
+
+TEST_F(SettingsStoreTest, KeepsWhatItKnowsWithoutDescriptorsAndReadsAgain) {
+  SettingsStore other(file_);
+  other.setObject_forKey(1, "key");
+  ASSERT_TRUE(other.synchronize());
+  const SettingsStore known(file_);
+  const SettingsStore fresh(file_);
+  EXPECT_EQ(known.objectForKey("key"), ValueTree(1));
+  other.setObject_forKey(2, "key");
+  ASSERT_TRUE(other.synchronize());
+  rlimit limit{};
+  getrlimit(RLIMIT_NOFILE, &limit);
+  const rlimit none{0, limit.rlim_max};
+  setrlimit(RLIMIT_NOFILE, &none);
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_EQ(known.objectForKey("key"), ValueTree(1));
+    EXPECT_EQ(fresh.objectForKey("key"), std::nullopt);
+  }
+  setrlimit(RLIMIT_NOFILE, &limit);
+  EXPECT_EQ(known.objectForKey("key"), ValueTree(2));
+  EXPECT_EQ(fresh.objectForKey("key"), ValueTree(2));
+  EXPECT_THAT(log(), ElementsAre(HasSubstr("cannot be read: "), HasSubstr("cannot be read: ")))
+      << "once each";
 }
 
 TEST_F(SettingsStoreTest, ARelativePathKeepsItsFolder) {

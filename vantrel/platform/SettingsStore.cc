@@ -101,7 +101,8 @@ class SettingsStore::State : public std::enable_shared_from_this<State> {
   std::map<std::string, Change, std::less<>> pending_;
   std::uint64_t serial_ = 0;  // of the latest change
   bool known_ = false;        // to AtExit
-  bool failureSaid_ = false;
+  bool readFailureSaid_ = false;
+  bool writeFailureSaid_ = false;
   bool stopping_ = false;
   bool writerRuns_ = false;
   std::thread writer_;
@@ -194,24 +195,26 @@ ValueTree SettingsStore::State::all() {
   return values;
 }
 
-// Takes over what another process has written.
+// Takes over what another process has written. While the file cannot be read, what was known stays, and the
+// next use tries again.
 void SettingsStore::State::refresh(Lines& lines) {
-  if (seen_ == file_.version()) return;
+  const std::optional<FileVersion> version = file_.version();
+  if (version && version == seen_) return;
   SettingsFile::Contents contents = file_.read();
-  seen_ = contents.version;
-  if (contents.state == SettingsFile::State::Damaged) {
-    const SettingsFile::Update update = file_.update({});
-    note(update, lines);
-    if (update.done) {
-      contents = update.contents;
-      seen_ = contents.version;
+  if (contents.state == SettingsFile::State::Unreadable) {
+    if (!std::exchange(readFailureSaid_, true)) {
+      lines.push_back("settings: " + file_.path().string() + " cannot be read: " + contents.problem);
     }
-  } else if (contents.state == SettingsFile::State::Unreadable) {
-    // The version cannot be told from a file that is missing; look again when something changes there.
-    seen_ = file_.version();
-    lines.push_back("settings: " + file_.path().string() + " cannot be read: " + contents.problem);
+    return;
+  }
+  readFailureSaid_ = false;
+  if (contents.state == SettingsFile::State::Damaged) {
+    SettingsFile::Update update = file_.update({});
+    note(update, lines);
+    if (update.done) contents = std::move(update.contents);
   }
   stored_ = std::move(contents.values);
+  seen_ = contents.version;
 }
 
 void SettingsStore::State::note(const SettingsFile::Update& update, Lines& lines) {
@@ -219,10 +222,10 @@ void SettingsStore::State::note(const SettingsFile::Update& update, Lines& lines
   if (!update.setAside.empty()) {
     lines.push_back("settings: " + name + " is damaged, kept as " + update.setAside);
   }
-  if (!update.done && !std::exchange(failureSaid_, true)) {
+  if (!update.done && !std::exchange(writeFailureSaid_, true)) {
     lines.push_back("settings: " + name + " cannot be written: " + update.problem);
   }
-  if (update.done) failureSaid_ = false;
+  if (update.done) writeFailureSaid_ = false;
 }
 
 bool SettingsStore::State::flush() {

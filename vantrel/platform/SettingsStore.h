@@ -21,10 +21,13 @@ namespace vantrel {
 /// stands in the file by then, under a lock; what another process has written is seen with the next reading.
 ///
 /// A file that cannot be read as settings is kept beside under another name (its own with ".damaged-" and the
-/// time), and the log says so. When the file cannot be written, the store goes on in memory, says so once in
-/// the log, and tries again with the next change. A symbolic link in place of the file is followed, and the
-/// file that it leads to is replaced. Nothing is touched, and no thread runs, before the first reading or
+/// time), and the log says so. When it cannot be read for another reason (no descriptor is free, no right),
+/// the store goes on with what it knew, says so once in the log, and tries again with the next use. When it
+/// cannot be written, the store goes on in memory, says so once in the log, and tries again with the next
 /// change.
+///
+/// A symbolic link in place of the file is followed, and the file that it leads to is replaced. Nothing is
+/// touched, and no thread runs, before the first reading or change.
 ///
 /// Threads: every operation from any thread. A fork of the process may destroy a store made before it, and
 /// exit, which writes nothing; to use settings it makes a store of its own.

@@ -175,9 +175,11 @@ void apply(const SettingsChanges& changes, ValueTree& values) {
 
 }  // namespace
 
-FileVersion SettingsFile::version() const {
+std::optional<FileVersion> SettingsFile::version() const {
   struct stat status {};
-  return ::stat(path_.c_str(), &status) == 0 ? versionOf(status) : FileVersion{};
+  if (::stat(path_.c_str(), &status) == 0) return versionOf(status);
+  if (errno == ENOENT || errno == ENOTDIR) return FileVersion{};
+  return std::nullopt;
 }
 
 SettingsFile::Contents SettingsFile::read() const { return readFile(path_); }

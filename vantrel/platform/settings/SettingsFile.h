@@ -51,7 +51,8 @@ class SettingsFile {
 
   const std::filesystem::path& path() const { return path_; }
 
-  FileVersion version() const;
+  /// Absent when it cannot be told, which is not the same as no file.
+  std::optional<FileVersion> version() const;
   Contents read() const;
 
   /// Reads again, applies the changes and replaces the file, all under a lock between processes. Without
