@@ -266,6 +266,34 @@ TEST_F(SettingsStoreTest, KeepsWhatItKnowsWithoutDescriptorsAndReadsAgain) {
       << "once each";
 }
 
+TEST_F(SettingsStoreTest, GathersChangesAsTheClockGoes) {
+  using std::chrono::milliseconds;
+  ManualClock clock;
+  const ScopedClock scope(clock);
+  SettingsStore store(file_);
+  const SettingsStore reader(file_);
+  const auto moves = [&](milliseconds by, int value) {
+    clock.jump(by);
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    while (reader.objectForKey("key") != ValueTree(value) && std::chrono::steady_clock::now() < end) {
+      std::this_thread::yield();
+    }
+    EXPECT_EQ(reader.objectForKey("key"), ValueTree(value)) << value;
+  };
+  store.setObject_forKey(1, "key");
+  EXPECT_EQ(reader.objectForKey("key"), std::nullopt) << "the clock stands still";
+  moves(milliseconds(100), 1);
+  store.setObject_forKey(2, "key");
+  clock.jump(milliseconds(4999));
+  std::this_thread::yield();
+  EXPECT_EQ(reader.objectForKey("key"), ValueTree(1)) << "not twice within the gathering time";
+  store.setObject_forKey(3, "key");
+  moves(milliseconds(1), 3);
+  clock.jump(milliseconds(60'000));
+  store.setObject_forKey(4, "key");
+  moves(milliseconds(100), 4);
+}
+
 TEST_F(SettingsStoreTest, ARelativePathKeepsItsFolder) {
   const fs::path earlier = fs::current_path();
   fs::current_path(folder_);

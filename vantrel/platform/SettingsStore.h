@@ -11,20 +11,30 @@
 
 namespace vantrel {
 
+namespace platform::detail {
+class LiveSettings;
+}
+
 /// Persistent settings of the user: property-list values (string, number, boolean, date, bytes, list,
 /// dictionary) by key.
 ///
-/// They live in one property-list file, which is read in the binary and the XML form and written in the binary
-/// one. A change is seen at once by this process, written soon after (a fraction of a second, by a background
-/// thread) and at the latest when the store is destroyed or the process exits normally. Writing is atomic and synced: whatever happens, the file is the old or the new one.
-/// Processes that share a file lose no key of each other: each writes only the keys that it changed into what
-/// stands in the file by then, under a lock; what another process has written is seen with the next reading.
+/// They live in one property-list file, which is read in the binary and the XML form and written in the
+/// binary one. A change is seen at once by this process and written by a background thread of the store's
+/// own: a tenth of a second later after a quiet time, but at least five seconds after the writing before, so
+/// that steady changes are gathered and a process that is killed loses the last five seconds at most. It is
+/// written at the latest when the store is destroyed or the process exits normally. These times are those of
+/// the clock in force; under one that stands still they pass as somebody moves it, which the thread looks at
+/// every 10 ms of real time while a change waits.
+///
+/// Writing is atomic and synced: whatever happens, the file is the old or the new one. Processes that share a
+/// file lose no key of each other: each writes only the keys that it changed into what stands in the file by
+/// then, under a lock; what another process has written is seen with the next reading.
 ///
 /// A file that cannot be read as settings is kept beside under another name (its own with ".damaged-" and the
 /// time), and the log says so. When it cannot be read for another reason (no descriptor is free, no right),
 /// the store goes on with what it knew, says so once in the log, and tries again with the next use. When it
 /// cannot be written, the store goes on in memory, says so once in the log, and tries again with the next
-/// change.
+/// change, every thirty seconds, and at the end.
 ///
 /// A symbolic link in place of the file is followed, and the file that it leads to is replaced. Nothing is
 /// touched, and no thread runs, before the first reading or change.
@@ -61,8 +71,7 @@ class VANTREL_EXPORT SettingsStore {
   bool synchronize();
 
  private:
-  class State;
-  std::shared_ptr<State> state_;
+  std::shared_ptr<platform::detail::LiveSettings> state_;
 };
 
 }  // namespace vantrel

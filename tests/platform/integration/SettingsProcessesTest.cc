@@ -146,19 +146,6 @@ TEST_F(SettingsProcessesTest, AFullDiskKeepsTheOldFileAndTheChangesInMemory) {
   EXPECT_EQ(SettingsStore(file_).all().size(), 2u);
 }
 
-TEST_F(SettingsProcessesTest, ChangesAreWrittenSoonWithoutBeingAsked) {
-  SettingsStore store(file_);
-  for (const char* value : {"first", "second"}) {  // the writer starts anew for the second
-    store.setObject_forKey(value, "key");
-    const SettingsStore reader(file_);
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    while (reader.objectForKey("key") != ValueTree(value) && std::chrono::steady_clock::now() < end) {
-      std::this_thread::yield();
-    }
-    EXPECT_EQ(reader.objectForKey("key"), ValueTree(value));
-  }
-}
-
 TEST_F(SettingsProcessesTest, ANormalExitWritesWhatIsPendingWherever) {
   setenv("XDG_CONFIG_HOME", folder_.c_str(), 1);
   const pid_t child = fork();

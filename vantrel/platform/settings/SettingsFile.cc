@@ -163,7 +163,9 @@ int replace(const Path& file, const Bytes& contents, const Descriptor& folder, F
   return 0;
 }
 
-void apply(const SettingsChanges& changes, ValueTree& values) {
+}  // namespace
+
+void applyChanges(std::span<const SettingsChange> changes, ValueTree& values) {
   for (const auto& [key, value] : changes) {
     if (value) {
       values.set(key, *value);
@@ -172,8 +174,6 @@ void apply(const SettingsChanges& changes, ValueTree& values) {
     }
   }
 }
-
-}  // namespace
 
 std::optional<FileVersion> SettingsFile::version() const {
   struct stat status {};
@@ -203,7 +203,7 @@ SettingsFile::Update SettingsFile::update(const SettingsChanges& changes) const 
     update.contents = {};
   }
   if (!changes.empty()) {
-    apply(changes, update.contents.values);
+    applyChanges(changes, update.contents.values);
     const std::optional<Bytes> contents = plist::write(update.contents.values);
     if (!contents) return failed("too large");
     if (const int code = replace(file, *contents, folder, update.contents.version))

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <optional>
+#include <span>
 #include <string>
 #include <utility>
 #include <vector>
@@ -24,8 +25,11 @@ struct FileVersion {
   friend bool operator==(const FileVersion&, const FileVersion&) = default;
 };
 
-/// Values to set, absent ones to remove, by key.
-using SettingsChanges = std::vector<std::pair<std::string, std::optional<ValueTree>>>;
+/// A value to set under a key; absent: to remove.
+using SettingsChange = std::pair<std::string, std::optional<ValueTree>>;
+using SettingsChanges = std::vector<SettingsChange>;
+
+void applyChanges(std::span<const SettingsChange> changes, ValueTree& values);
 
 /// One settings file that several processes may share: a property list with a dictionary at its top. A
 /// symbolic link is followed, and what it leads to is replaced. Stateless; any thread.

@@ -1,0 +1,77 @@
+#pragma once
+
+#include <sys/types.h>
+#include <unistd.h>
+
+#include <condition_variable>
+#include <filesystem>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "vantrel/platform/ValueTree.h"
+#include "vantrel/platform/settings/ExitList.h"
+#include "vantrel/platform/settings/Gathering.h"
+#include "vantrel/platform/settings/PendingChanges.h"
+#include "vantrel/platform/settings/SettingsFile.h"
+
+namespace vantrel::platform::detail {
+
+/// The settings of one file as the process sees them: what the file held when last seen, and the changes that
+/// wait for the writer. Threads: any.
+class LiveSettings : public ExitList::Member, public std::enable_shared_from_this<LiveSettings> {
+ public:
+  explicit LiveSettings(std::filesystem::path file) : file_(std::move(file)) {}
+
+  /// Notes a change, of which an absent value removes the entry, and has it written.
+  void change(std::string_view key, std::optional<ValueTree> value);
+
+  std::optional<ValueTree> find(std::string_view key);
+  ValueTree all();
+
+  /// Writes what is pending; whether the file holds all of it then.
+  bool flush();
+
+  /// Ends the writer and writes what is pending.
+  void finish();
+
+  void exiting() override { finish(); }
+
+  /// Whether this is the copy in a fork, where the writer is missing and may seem to wait for ever.
+  bool isForked() const { return process_ != getpid(); }
+
+ private:
+  using Lines = std::vector<std::string>;
+
+  void startWriter();
+  void runWriter();
+  bool flush(Lines& lines);
+  SettingsFile::Update write();
+  ValueTree merged() const;
+  void refresh(Lines& lines);
+  void know(SettingsFile::Contents contents);
+  void note(const SettingsFile::Update& update, Lines& lines);
+
+  const SettingsFile file_;
+  const pid_t process_ = getpid();
+
+  std::mutex writing_;  // held over a whole write; never asked for while mutex_ is held
+  std::mutex mutex_;
+  std::condition_variable wake_;
+  ValueTree stored_ = ValueTree::dictionary();  // what the file held when last seen
+  std::optional<FileVersion> seen_;
+  PendingChanges pending_;
+  Gathering gathering_;
+  bool known_ = false;  // to the exit list
+  bool readFailureSaid_ = false;
+  bool writeFailureSaid_ = false;
+  bool stopping_ = false;
+  std::thread writer_;
+};
+
+}  // namespace vantrel::platform::detail

@@ -1,0 +1,28 @@
+#include "vantrel/platform/settings/PendingChanges.h"
+
+#include <utility>
+
+namespace vantrel::platform::detail {
+
+void PendingChanges::put(std::string_view key, std::optional<ValueTree> value) {
+  Change& change = changes_.try_emplace(std::string(key)).first->second;
+  change = {std::move(value), ++latest_};
+}
+
+const std::optional<ValueTree>* PendingChanges::find(std::string_view key) const {
+  const auto found = changes_.find(key);
+  return found != changes_.end() ? &found->second.value : nullptr;
+}
+
+SettingsChanges PendingChanges::all() const {
+  SettingsChanges all;
+  all.reserve(changes_.size());
+  for (const auto& [key, change] : changes_) all.emplace_back(key, change.value);
+  return all;
+}
+
+void PendingChanges::forget(Serial upTo) {
+  std::erase_if(changes_, [&](const auto& entry) { return entry.second.serial <= upTo; });
+}
+
+}  // namespace vantrel::platform::detail
