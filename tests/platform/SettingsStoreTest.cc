@@ -294,6 +294,28 @@ TEST_F(SettingsStoreTest, GathersChangesAsTheClockGoes) {
   moves(milliseconds(100), 4);
 }
 
+TEST_F(SettingsStoreTest, KeepsChangesWhileAnotherHoldsTheLockAndSaysWhatIsLost) {
+  ManualClock clock;
+  const ScopedClock scope(clock);  // under which a lock is not waited for
+  const std::string locked = "another process holds the lock on " + file_.parent_path().string();
+  fs::create_directories(file_.parent_path());
+  const int folder = open(file_.parent_path().c_str(), O_RDONLY | O_DIRECTORY);
+  ASSERT_EQ(flock(folder, LOCK_EX), 0);
+  std::optional<SettingsStore> store(file_);
+  store->setObject_forKey(1, "key");
+  EXPECT_FALSE(store->synchronize());
+  EXPECT_FALSE(store->synchronize());
+  EXPECT_THAT(log(), ElementsAre(HasSubstr(locked)));
+  flock(folder, LOCK_UN);
+  EXPECT_TRUE(store->synchronize());
+  ASSERT_EQ(flock(folder, LOCK_EX), 0);
+  store->setObject_forKey(2, "key");
+  store.reset();
+  EXPECT_THAT(log(), ElementsAre(HasSubstr(locked), HasSubstr(locked), HasSubstr("changes lost: 1")));
+  close(folder);
+  EXPECT_EQ(SettingsStore(file_).objectForKey("key"), ValueTree(1));
+}
+
 TEST_F(SettingsStoreTest, ARelativePathKeepsItsFolder) {
   const fs::path earlier = fs::current_path();
   fs::current_path(folder_);

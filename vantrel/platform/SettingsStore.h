@@ -24,7 +24,7 @@ class LiveSettings;
 /// that steady changes are gathered and a process that is killed loses the last five seconds at most. It is
 /// written at the latest when the store is destroyed or the process exits normally. These times are those of
 /// the clock in force; under one that stands still they pass as somebody moves it, which the thread looks at
-/// every 10 ms of real time while a change waits.
+/// every 10 ms of real time while a change waits, and no lock is waited for.
 ///
 /// Writing is atomic and synced: whatever happens, the file is the old or the new one. Processes that share a
 /// file lose no key of each other: each writes only the keys that it changed into what stands in the file by
@@ -34,7 +34,8 @@ class LiveSettings;
 /// time), and the log says so. When it cannot be read for another reason (no descriptor is free, no right),
 /// the store goes on with what it knew, says so once in the log, and tries again with the next use. When it
 /// cannot be written, the store goes on in memory, says so once in the log, and tries again with the next
-/// change, every thirty seconds, and at the end.
+/// change, every thirty seconds, and at the end, where it says what is lost. While another process holds the
+/// lock (on the file's folder), one try waits for it, five seconds at most; those after it only look.
 ///
 /// A symbolic link in place of the file is followed, and the file that it leads to is replaced. Nothing is
 /// touched, and no thread runs, before the first reading or change.

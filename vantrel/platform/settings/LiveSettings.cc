@@ -1,5 +1,6 @@
 #include "vantrel/platform/settings/LiveSettings.h"
 
+#include <atomic>
 #include <new>
 
 #include "vantrel/platform/Log.h"
@@ -8,8 +9,14 @@
 namespace vantrel::platform::detail {
 namespace {
 
+// For the lock of another process, which writes under it and no more.
+constexpr std::chrono::milliseconds kPatience{5000};
+
 // How often the writer looks at a clock that stands still.
 constexpr Duration kManualClockGlance = std::chrono::milliseconds(10);
+
+// The exit waits for a lock once, however many stores there are.
+std::atomic<bool> exitHasWaited = false;
 
 // A sink of the log may use the store, so lines are said when no lock is held.
 void say(const std::vector<std::string>& lines) {
@@ -80,7 +87,9 @@ void LiveSettings::refresh(Lines& lines) {
   }
   readFailureSaid_ = false;
   if (contents.state == SettingsFile::State::Damaged) {
-    SettingsFile::Update update = file_.update({});
+    SettingsFile::Update update = file_.update({}, std::chrono::milliseconds(0));
+    // Who holds the lock is likely to set it aside just now.
+    if (update.lockMissed) return;
     note(update, lines);
     if (update.done) contents = std::move(update.contents);
   }
@@ -123,6 +132,8 @@ bool LiveSettings::flush(Lines& lines) {
 
   const std::lock_guard lock(mutex_);
   note(update, lines);
+  if (update.lockMissed && ExitList::shared().begun()) exitHasWaited = true;
+  lockMissed_ = update.lockMissed;
   if (!update.done) {
     gathering_.failed();
     return false;
@@ -135,15 +146,23 @@ bool LiveSettings::flush(Lines& lines) {
 // Without memory nothing has been written, as without room on the disk.
 SettingsFile::Update LiveSettings::write() try {
   SettingsChanges changes;
+  std::chrono::milliseconds patience{0};
   {
     const std::lock_guard lock(mutex_);
     changes = pending_.all();
+    patience = this->patience();
   }
-  return file_.update(changes);
+  return file_.update(changes, patience);
 } catch (const std::bad_alloc&) {
   SettingsFile::Update update;
   update.problem = "no memory";
   return update;
+}
+
+// Waiting brings no moment nearer under a clock that stands still.
+std::chrono::milliseconds LiveSettings::patience() const {
+  const bool waited = lockMissed_ || (ExitList::shared().begun() && exitHasWaited);
+  return waited || Clock::current().standsStill() ? std::chrono::milliseconds(0) : kPatience;
 }
 
 void LiveSettings::startWriter() {
@@ -184,7 +203,16 @@ void LiveSettings::finish() {
     // The writer itself may be here: a sink of the log destroyed the store.
     writer.get_id() == std::this_thread::get_id() ? writer.detach() : writer.join();
   }
-  flush();
+  if (flush()) return;
+  Lines lines;
+  {
+    const std::lock_guard lock(mutex_);
+    if (!pending_.empty() && std::exchange(lost_, pending_.latest()) != pending_.latest()) {
+      lines.push_back("settings: " + file_.path().string() +
+                      " could not be written to the end, changes lost: " + std::to_string(pending_.size()));
+    }
+  }
+  say(lines);
 }
 
 }  // namespace vantrel::platform::detail

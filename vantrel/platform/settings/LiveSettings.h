@@ -3,6 +3,7 @@
 #include <sys/types.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <condition_variable>
 #include <filesystem>
 #include <memory>
@@ -37,7 +38,7 @@ class LiveSettings : public ExitList::Member, public std::enable_shared_from_thi
   /// Writes what is pending; whether the file holds all of it then.
   bool flush();
 
-  /// Ends the writer and writes what is pending.
+  /// Ends the writer and writes what is pending; says so when that is the end of it.
   void finish();
 
   void exiting() override { finish(); }
@@ -52,6 +53,7 @@ class LiveSettings : public ExitList::Member, public std::enable_shared_from_thi
   void runWriter();
   bool flush(Lines& lines);
   SettingsFile::Update write();
+  std::chrono::milliseconds patience() const;
   ValueTree merged() const;
   void refresh(Lines& lines);
   void know(SettingsFile::Contents contents);
@@ -67,9 +69,11 @@ class LiveSettings : public ExitList::Member, public std::enable_shared_from_thi
   std::optional<FileVersion> seen_;
   PendingChanges pending_;
   Gathering gathering_;
-  bool known_ = false;  // to the exit list
+  PendingChanges::Serial lost_ = 0;  // the changes up to this one have been said to be lost
+  bool known_ = false;               // to the exit list
   bool readFailureSaid_ = false;
   bool writeFailureSaid_ = false;
+  bool lockMissed_ = false;  // once waited for in vain, and not got since
   bool stopping_ = false;
   std::thread writer_;
 };

@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <chrono>
 #include <system_error>
 #include <thread>
 
@@ -16,8 +15,6 @@ namespace vantrel::platform::detail {
 namespace {
 
 using Path = std::filesystem::path;
-
-constexpr std::chrono::seconds kPatience{5};
 
 std::string reason(int code) { return std::generic_category().message(code); }
 
@@ -67,16 +64,17 @@ bool makeFolders(const Path& folder) {
   return ::mkdir(folder.c_str(), 0700) == 0 || errno == EEXIST;
 }
 
-// True also where the file system knows no locks (or none on folders): better to write than to forget.
-bool lock(const Descriptor& folder) {
-  const auto end = std::chrono::steady_clock::now() + kPatience;
+// Zero, or an error number: EWOULDBLOCK when others hold the lock. Zero also where the file system knows no
+// locks (or none on folders): better to write than to forget.
+int lock(const Descriptor& folder, std::chrono::milliseconds patience) {
+  const auto end = std::chrono::steady_clock::now() + patience;
   while (::flock(folder.number(), LOCK_EX | LOCK_NB) != 0) {
-    if (errno == EOPNOTSUPP || errno == ENOSYS || errno == ENOLCK || errno == EBADF) return true;
-    if (errno != EINTR && errno != EWOULDBLOCK) return false;
-    if (std::chrono::steady_clock::now() > end) return false;
+    if (errno == EOPNOTSUPP || errno == ENOSYS || errno == ENOLCK || errno == EBADF) return 0;
+    if (errno != EINTR && errno != EWOULDBLOCK) return errno;
+    if (std::chrono::steady_clock::now() >= end) return EWOULDBLOCK;
     std::this_thread::sleep_for(std::chrono::milliseconds(2));
   }
-  return true;
+  return 0;
 }
 
 bool readAll(const Descriptor& file, std::vector<std::uint8_t>& contents) {
@@ -184,7 +182,8 @@ std::optional<FileVersion> SettingsFile::version() const {
 
 SettingsFile::Contents SettingsFile::read() const { return readFile(path_); }
 
-SettingsFile::Update SettingsFile::update(const SettingsChanges& changes) const {
+SettingsFile::Update SettingsFile::update(const SettingsChanges& changes,
+                                          std::chrono::milliseconds patience) const {
   Update update;
   const auto failed = [&](std::string problem) {
     update.problem = std::move(problem);
@@ -193,7 +192,12 @@ SettingsFile::Update SettingsFile::update(const SettingsChanges& changes) const 
   const Path file = resolved(path_);
   if (!makeFolders(file.parent_path())) return failed(reason(errno));
   const Descriptor folder(::open(folderOf(file).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (!folder || !lock(folder)) return failed(reason(errno));
+  if (!folder) return failed(reason(errno));
+  if (const int code = lock(folder, patience)) {
+    update.lockMissed = code == EWOULDBLOCK;
+    return failed(update.lockMissed ? "another process holds the lock on " + folderOf(file).string()
+                                    : reason(code));
+  }
 
   update.contents = readFile(file);
   if (update.contents.state == State::Unreadable) return failed(update.contents.problem);

@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 
+#include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <optional>
@@ -46,9 +47,10 @@ class SettingsFile {
 
   struct Update {
     bool done = false;
-    Contents contents;     ///< what the file holds now, when done
-    std::string problem;   ///< why it is not done
-    std::string setAside;  ///< the name under which a damaged file was kept
+    Contents contents;        ///< what the file holds now, when done
+    std::string problem;      ///< why it is not done
+    bool lockMissed = false;  ///< it is not done because another process holds the lock
+    std::string setAside;     ///< the name under which a damaged file was kept
   };
 
   explicit SettingsFile(std::filesystem::path path) : path_(std::move(path)) {}
@@ -60,8 +62,8 @@ class SettingsFile {
   Contents read() const;
 
   /// Reads again, applies the changes and replaces the file, all under a lock between processes. Without
-  /// changes it only sets a damaged file aside. Waits for the lock for a few seconds at most.
-  Update update(const SettingsChanges& changes) const;
+  /// changes it only sets a damaged file aside. Waits for the lock for `patience` of real time at most.
+  Update update(const SettingsChanges& changes, std::chrono::milliseconds patience) const;
 
  private:
   std::filesystem::path path_;
