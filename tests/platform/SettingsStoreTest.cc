@@ -242,30 +242,6 @@ TEST_F(SettingsStoreTest, MayBeUsedFromTheLogThatItWritesTo) {
   EXPECT_EQ(SettingsStore(file_).objectForKey("last line"), ValueTree(said));
 }
 
-TEST_F(SettingsStoreTest, KeepsWhatItKnowsWithoutDescriptorsAndReadsAgain) {
-  SettingsStore other(file_);
-  other.setObject_forKey(1, "key");
-  ASSERT_TRUE(other.synchronize());
-  const SettingsStore known(file_);
-  const SettingsStore fresh(file_);
-  EXPECT_EQ(known.objectForKey("key"), ValueTree(1));
-  other.setObject_forKey(2, "key");
-  ASSERT_TRUE(other.synchronize());
-  rlimit limit{};
-  getrlimit(RLIMIT_NOFILE, &limit);
-  const rlimit none{0, limit.rlim_max};
-  setrlimit(RLIMIT_NOFILE, &none);
-  for (int i = 0; i < 2; ++i) {
-    EXPECT_EQ(known.objectForKey("key"), ValueTree(1));
-    EXPECT_EQ(fresh.objectForKey("key"), std::nullopt);
-  }
-  setrlimit(RLIMIT_NOFILE, &limit);
-  EXPECT_EQ(known.objectForKey("key"), ValueTree(2));
-  EXPECT_EQ(fresh.objectForKey("key"), ValueTree(2));
-  EXPECT_THAT(log(), ElementsAre(HasSubstr("cannot be read: "), HasSubstr("cannot be read: ")))
-      << "once each";
-}
-
 TEST_F(SettingsStoreTest, GathersChangesAsTheClockGoes) {
   using std::chrono::milliseconds;
   ManualClock clock;
@@ -294,6 +270,30 @@ TEST_F(SettingsStoreTest, GathersChangesAsTheClockGoes) {
   moves(milliseconds(100), 4);
 }
 
+TEST_F(SettingsStoreTest, KeepsWhatItKnowsWithoutDescriptorsAndReadsAgain) {
+  SettingsStore other(file_);
+  other.setObject_forKey(1, "key");
+  ASSERT_TRUE(other.synchronize());
+  const SettingsStore known(file_);
+  const SettingsStore fresh(file_);
+  EXPECT_EQ(known.objectForKey("key"), ValueTree(1));
+  other.setObject_forKey(2, "key");
+  ASSERT_TRUE(other.synchronize());
+  rlimit limit{};
+  getrlimit(RLIMIT_NOFILE, &limit);
+  const rlimit none{0, limit.rlim_max};
+  setrlimit(RLIMIT_NOFILE, &none);
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_EQ(known.objectForKey("key"), ValueTree(1));
+    EXPECT_EQ(fresh.objectForKey("key"), std::nullopt);
+  }
+  setrlimit(RLIMIT_NOFILE, &limit);
+  EXPECT_EQ(known.objectForKey("key"), ValueTree(2));
+  EXPECT_EQ(fresh.objectForKey("key"), ValueTree(2));
+  EXPECT_THAT(log(), ElementsAre(HasSubstr("cannot be read: "), HasSubstr("cannot be read: ")))
+      << "once each";
+}
+
 TEST_F(SettingsStoreTest, KeepsChangesWhileAnotherHoldsTheLockAndSaysWhatIsLost) {
   ManualClock clock;
   const ScopedClock scope(clock);  // under which a lock is not waited for
@@ -314,6 +314,26 @@ TEST_F(SettingsStoreTest, KeepsChangesWhileAnotherHoldsTheLockAndSaysWhatIsLost)
   EXPECT_THAT(log(), ElementsAre(HasSubstr(locked), HasSubstr(locked), HasSubstr("changes lost: 1")));
   close(folder);
   EXPECT_EQ(SettingsStore(file_).objectForKey("key"), ValueTree(1));
+}
+
+TEST_F(SettingsStoreTest, RefusesWhatDoesNotFitAndWritesTheRest) {
+  ManualClock clock;
+  const ScopedClock scope(clock);  // nothing is written by itself
+  const Bytes large(std::vector<std::uint8_t>(std::size_t{40} << 20));
+  SettingsStore one(file_);
+  SettingsStore two(file_);
+  EXPECT_TRUE(one.setObject_forKey(large, "one"));
+  EXPECT_FALSE(one.setObject_forKey(large, "more"));
+  EXPECT_TRUE(one.setObject_forKey(large, "one")) << "in place of itself";
+  EXPECT_TRUE(two.setObject_forKey(large, "two")) << "it does not know of the other";
+  EXPECT_TRUE(two.setObject_forKey(2, "small"));
+  EXPECT_TRUE(two.setObject_forKey(3, "also small"));
+  ASSERT_TRUE(one.synchronize());
+  two.synchronize();
+  two.synchronize();
+  EXPECT_EQ(two.all(), ValueTree::dictionary({{"one", large}, {"small", 2}, {"also small", 3}}));
+  EXPECT_EQ(SettingsStore(file_).all(), two.all());
+  EXPECT_THAT(log(), ElementsAre(HasSubstr("no room for \"two\"")));
 }
 
 TEST_F(SettingsStoreTest, ARelativePathKeepsItsFolder) {

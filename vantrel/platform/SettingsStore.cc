@@ -18,6 +18,7 @@ namespace {
 
 using platform::detail::ExitList;
 using platform::detail::LiveSettings;
+using plist::detail::Extent;
 
 std::filesystem::path homeFolder() {
   if (const char* home = std::getenv("HOME"); home && *home == '/') return home;
@@ -66,15 +67,19 @@ bool SettingsStore::setObject_forKey(const ValueTree& value, std::string_view ke
     return true;
   }
   // Below the dictionary of all settings.
-  if (!plist::detail::extentOfKey(key) || !plist::detail::measure(value, 1)) return false;
-  state_->change(key, value);
+  std::optional<Extent> extent = plist::detail::measure(value, 1);
+  const std::optional<Extent> ofKey = plist::detail::extentOfKey(key);
+  if (!extent || !ofKey) return false;
+  *extent += *ofKey;
+  if (!state_->hasRoom(key, value, *extent)) return false;
+  state_->change(key, value, *extent);
   return true;
 }
 
 std::optional<ValueTree> SettingsStore::objectForKey(std::string_view key) const { return state_->find(key); }
 
 void SettingsStore::removeObjectForKey(std::string_view key) {
-  if (text::isValidUtf8(key)) state_->change(key, std::nullopt);
+  if (text::isValidUtf8(key)) state_->change(key, std::nullopt, {});
 }
 
 ValueTree SettingsStore::all() const { return state_->all(); }

@@ -56,7 +56,9 @@ class VANTREL_EXPORT SettingsStore {
   static std::filesystem::path fileOfApplication(std::string_view applicationName);
 
   /// Stores the value; null removes the entry. A value that no property list can hold (null inside, invalid
-  /// UTF-8, too many levels) is refused, as is a key that is not valid UTF-8: false.
+  /// UTF-8, too many levels) is refused, as is a key that is not valid UTF-8, and what does not fit beside
+  /// the other entries in a file of 64 MiB: false, and the entry stays as it was. Where other processes fill
+  /// the file meanwhile, the writing leaves large values out and says so in the log.
   bool setObject_forKey(const ValueTree& value, std::string_view key);
 
   /// The value, absent when there is none.

@@ -5,6 +5,7 @@
 
 #include "vantrel/platform/Log.h"
 #include "vantrel/platform/SignalBlock.h"
+#include "vantrel/platform/data/PropertyList.h"
 
 namespace vantrel::platform::detail {
 namespace {
@@ -25,7 +26,7 @@ void say(const std::vector<std::string>& lines) {
 
 }  // namespace
 
-void LiveSettings::change(std::string_view key, std::optional<ValueTree> value) {
+void LiveSettings::change(std::string_view key, std::optional<ValueTree> value, Extent extent) {
   ExitList& exitList = ExitList::shared();
   bool last = false;
   bool sooner = false;
@@ -33,13 +34,32 @@ void LiveSettings::change(std::string_view key, std::optional<ValueTree> value) 
     const std::lock_guard lock(mutex_);
     if (!known_) exitList.add(weak_from_this());
     known_ = true;
-    pending_.put(key, std::move(value));
+    pending_.put(key, std::move(value), extent);
     sooner = gathering_.changed();
     last = exitList.begun();
     if (!last) startWriter();
   }
   if (last) return finish();
   if (sooner) wake_.notify_one();
+}
+
+// Also by what waits; what is replaced makes room only in the second, slow look.
+bool LiveSettings::hasRoom(std::string_view key, const ValueTree& value, const Extent& extent) {
+  Lines lines;
+  Extent together = extent;
+  ValueTree values;
+  {
+    const std::lock_guard lock(mutex_);
+    refresh(lines);
+    if (!storedExtent_) storedExtent_ = plist::detail::extentOf(stored_);
+    together += *storedExtent_;
+    together += pending_.extent();
+    if (!together.fits()) values = merged();
+  }
+  say(lines);
+  if (together.fits()) return true;
+  values.set(key, value);
+  return plist::write(values).has_value();
 }
 
 std::optional<ValueTree> LiveSettings::find(std::string_view key) {
@@ -98,6 +118,7 @@ void LiveSettings::refresh(Lines& lines) {
 
 void LiveSettings::know(SettingsFile::Contents contents) {
   stored_ = std::move(contents.values);
+  storedExtent_.reset();
   seen_ = contents.version;
 }
 
@@ -110,6 +131,9 @@ void LiveSettings::note(const SettingsFile::Update& update, Lines& lines) {
     lines.push_back("settings: " + name + " cannot be written: " + update.problem);
   }
   if (update.done) writeFailureSaid_ = false;
+  for (const std::string& key : update.refused) {
+    lines.push_back("settings: " + name + " has no room for \"" + key + "\", which stays as it was");
+  }
 }
 
 bool LiveSettings::flush() {
@@ -140,7 +164,7 @@ bool LiveSettings::flush(Lines& lines) {
   }
   know(std::move(update.contents));
   pending_.forget(latest);
-  return true;
+  return update.refused.empty();
 }
 
 // Without memory nothing has been written, as without room on the disk.

@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "vantrel/platform/ValueTree.h"
+#include "vantrel/platform/data/PlistExtent.h"
 #include "vantrel/platform/settings/ExitList.h"
 #include "vantrel/platform/settings/Gathering.h"
 #include "vantrel/platform/settings/PendingChanges.h"
@@ -27,10 +28,15 @@ namespace vantrel::platform::detail {
 /// wait for the writer. Threads: any.
 class LiveSettings : public ExitList::Member, public std::enable_shared_from_this<LiveSettings> {
  public:
+  using Extent = plist::detail::Extent;
+
   explicit LiveSettings(std::filesystem::path file) : file_(std::move(file)) {}
 
   /// Notes a change, of which an absent value removes the entry, and has it written.
-  void change(std::string_view key, std::optional<ValueTree> value);
+  void change(std::string_view key, std::optional<ValueTree> value, Extent extent);
+
+  /// Whether the file can hold the value beside all others.
+  bool hasRoom(std::string_view key, const ValueTree& value, const Extent& extent);
 
   std::optional<ValueTree> find(std::string_view key);
   ValueTree all();
@@ -66,6 +72,7 @@ class LiveSettings : public ExitList::Member, public std::enable_shared_from_thi
   std::mutex mutex_;
   std::condition_variable wake_;
   ValueTree stored_ = ValueTree::dictionary();  // what the file held when last seen
+  std::optional<Extent> storedExtent_;          // once somebody has asked
   std::optional<FileVersion> seen_;
   PendingChanges pending_;
   Gathering gathering_;

@@ -4,9 +4,11 @@
 
 namespace vantrel::platform::detail {
 
-void PendingChanges::put(std::string_view key, std::optional<ValueTree> value) {
+void PendingChanges::put(std::string_view key, std::optional<ValueTree> value, plist::detail::Extent extent) {
   Change& change = changes_.try_emplace(std::string(key)).first->second;
-  change = {std::move(value), ++latest_};
+  extent_ -= change.extent;
+  extent_ += extent;
+  change = {std::move(value), extent, ++latest_};
 }
 
 const std::optional<ValueTree>* PendingChanges::find(std::string_view key) const {
@@ -22,7 +24,11 @@ SettingsChanges PendingChanges::all() const {
 }
 
 void PendingChanges::forget(Serial upTo) {
-  std::erase_if(changes_, [&](const auto& entry) { return entry.second.serial <= upTo; });
+  std::erase_if(changes_, [&](const auto& entry) {
+    if (entry.second.serial > upTo) return false;
+    extent_ -= entry.second.extent;
+    return true;
+  });
 }
 
 }  // namespace vantrel::platform::detail

@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "vantrel/platform/ValueTree.h"
+#include "vantrel/platform/data/PlistExtent.h"
 #include "vantrel/platform/settings/SettingsFile.h"
 
 namespace vantrel::platform::detail {
@@ -16,8 +17,8 @@ class PendingChanges {
  public:
   using Serial = std::uint64_t;
 
-  /// An absent value removes.
-  void put(std::string_view key, std::optional<ValueTree> value);
+  /// An absent value removes; the extent is that of key and value.
+  void put(std::string_view key, std::optional<ValueTree> value, plist::detail::Extent extent);
 
   /// Null when the key waits for nothing.
   const std::optional<ValueTree>* find(std::string_view key) const;
@@ -25,6 +26,9 @@ class PendingChanges {
   bool empty() const { return changes_.empty(); }
   std::size_t size() const { return changes_.size(); }
   SettingsChanges all() const;
+
+  /// What all of them take together.
+  const plist::detail::Extent& extent() const { return extent_; }
 
   /// Of the latest change ever put.
   Serial latest() const { return latest_; }
@@ -35,10 +39,12 @@ class PendingChanges {
  private:
   struct Change {
     std::optional<ValueTree> value;
+    plist::detail::Extent extent;
     Serial serial = 0;
   };
 
   std::map<std::string, Change, std::less<>> changes_;
+  plist::detail::Extent extent_;
   Serial latest_ = 0;
 };
 

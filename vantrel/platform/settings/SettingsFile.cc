@@ -4,11 +4,14 @@
 #include <sys/file.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <numeric>
 #include <system_error>
 #include <thread>
 
 #include "vantrel/platform/data/BinaryPlist.h"
+#include "vantrel/platform/data/PlistExtent.h"
 #include "vantrel/platform/data/PropertyList.h"
 
 namespace vantrel::platform::detail {
@@ -161,6 +164,42 @@ int replace(const Path& file, const Bytes& contents, const Descriptor& folder, F
   return 0;
 }
 
+struct Outcome {
+  ValueTree values;
+  Bytes contents;
+};
+
+// What the file holds after these changes; absent when that is too large.
+std::optional<Outcome> after(std::span<const SettingsChange> changes, ValueTree values) {
+  applyChanges(changes, values);
+  std::optional<Bytes> contents = plist::write(values);
+  if (!contents) return std::nullopt;
+  return Outcome{std::move(values), std::move(*contents)};
+}
+
+// The same for as many of the changes as fit, removals and small values before large ones; the keys of the
+// others are refused. Absent when none fits.
+std::optional<Outcome> afterWhatFits(SettingsChanges changes, const ValueTree& values,
+                                     std::vector<std::string>& refused) {
+  if (auto outcome = after(changes, values)) return outcome;
+  std::ranges::sort(changes, {}, [](const SettingsChange& change) -> std::uint64_t {
+    return change.second ? plist::detail::extentOf(*change.second).bytes : 0;
+  });
+  std::optional<Outcome> best;
+  std::size_t fitting = 0;
+  for (std::size_t tooMany = changes.size(); tooMany - fitting > 1;) {
+    const std::size_t count = std::midpoint(fitting, tooMany);
+    if (auto outcome = after(std::span(changes).first(count), values)) {
+      best = std::move(outcome);
+      fitting = count;
+    } else {
+      tooMany = count;
+    }
+  }
+  for (std::size_t i = fitting; i < changes.size(); ++i) refused.push_back(changes[i].first);
+  return best;
+}
+
 }  // namespace
 
 void applyChanges(std::span<const SettingsChange> changes, ValueTree& values) {
@@ -207,12 +246,12 @@ SettingsFile::Update SettingsFile::update(const SettingsChanges& changes,
     update.contents = {};
   }
   if (!changes.empty()) {
-    applyChanges(changes, update.contents.values);
-    const std::optional<Bytes> contents = plist::write(update.contents.values);
-    if (!contents) return failed("too large");
-    if (const int code = replace(file, *contents, folder, update.contents.version))
-      return failed(reason(code));
-    update.contents.state = State::Sound;
+    if (auto outcome = afterWhatFits(changes, update.contents.values, update.refused)) {
+      const int code = replace(file, outcome->contents, folder, update.contents.version);
+      if (code != 0) return failed(reason(code));
+      update.contents.values = std::move(outcome->values);
+      update.contents.state = State::Sound;
+    }
   }
   update.done = true;
   return update;

@@ -47,10 +47,11 @@ class SettingsFile {
 
   struct Update {
     bool done = false;
-    Contents contents;        ///< what the file holds now, when done
-    std::string problem;      ///< why it is not done
-    bool lockMissed = false;  ///< it is not done because another process holds the lock
-    std::string setAside;     ///< the name under which a damaged file was kept
+    Contents contents;                 ///< what the file holds now, when done
+    std::string problem;               ///< why it is not done
+    bool lockMissed = false;           ///< it is not done because another process holds the lock
+    std::string setAside;              ///< the name under which a damaged file was kept
+    std::vector<std::string> refused;  ///< keys whose new values the file has no room for
   };
 
   explicit SettingsFile(std::filesystem::path path) : path_(std::move(path)) {}
@@ -62,7 +63,8 @@ class SettingsFile {
   Contents read() const;
 
   /// Reads again, applies the changes and replaces the file, all under a lock between processes. Without
-  /// changes it only sets a damaged file aside. Waits for the lock for `patience` of real time at most.
+  /// changes it only sets a damaged file aside. Waits for the lock for `patience` of real time at most. Where
+  /// the file would become larger than what can be read again, large values are left out before small ones.
   Update update(const SettingsChanges& changes, std::chrono::milliseconds patience) const;
 
  private:
