@@ -148,7 +148,7 @@ class Wakefulness(PlayTest):
                 program.progress()
                 program.press(" ")
                 program.expect(PAUSE, skip=("KW_AU_PROGRESS", "KW_UPDATE"))
-            time.sleep(2)  # the settings are written soon after a change, and the devices come to rest
+            time.sleep(6)  # the settings are written within five seconds of a change, and the devices come to rest
             before = self.switches(program.process)
             time.sleep(5)
             self.assertLess(self.switches(program.process) - before, 5)
