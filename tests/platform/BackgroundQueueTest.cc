@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <latch>
+#include <memory>
 #include <mutex>
 #include <thread>
 #include <vector>
@@ -20,13 +21,20 @@ TEST(BackgroundQueueTest, ADyingQueueRunsWhatIsQueuedAndJoins) {
   EXPECT_EQ(runs, 1000);
 }
 
-TEST(BackgroundQueueTest, ATaskOfADyingQueueMayQueueMore) {
-  std::atomic<int> runs = 0;
-  {
-    BackgroundQueue queue(1);
-    queue.post([&] { queue.post([&] { queue.post([&] { ++runs; }); }); });
-  }
-  EXPECT_EQ(runs, 1);
+TEST(BackgroundQueueTest, ATaskMayDropTheLastOwnerOfItsQueue) {
+  int runs = 0;
+  std::latch given(1);
+  std::latch dropped(1);
+  auto owner = std::make_shared<BackgroundQueue>(1);
+  owner->post([&] {
+    given.wait();
+    owner.reset();
+    EXPECT_EQ(runs, 1);
+    dropped.count_down();
+  });
+  owner->post([&] { ++runs; });
+  given.count_down();
+  dropped.wait();
 }
 
 TEST(BackgroundQueueTest, TasksOfASingleThreadRunInTheOrderQueued) {
@@ -137,6 +145,27 @@ TEST(BackgroundQueueDeathTest, TheSharedQueueFinishesItsWorkAtExitAndDropsWhatCo
           });
         }
         std::exit(7);
+      },
+      testing::ExitedWithCode(7), "all done");
+}
+
+/// Queues itself for ever, unless it is dropped.
+void postAgain() { BackgroundQueue::shared().post(postAgain); }
+
+TEST(BackgroundQueueDeathTest, TasksMayExitAndTheOthersStillRun) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(
+      {
+        BackgroundQueue& queue = BackgroundQueue::shared();
+        queue.post([&] {
+          postAgain();
+          queue.post([] {
+            std::fputs("all done\n", stderr);
+            std::exit(7);
+          });
+          std::exit(7);
+        });
+        std::latch(1).wait();
       },
       testing::ExitedWithCode(7), "all done");
 }

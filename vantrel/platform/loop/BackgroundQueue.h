@@ -7,36 +7,45 @@
 #include "vantrel/platform/Export.h"
 
 namespace vantrel {
+namespace platform::detail {
+class WorkerPool;
+}
 
 /// A concurrent queue: tasks start in the order queued, on a bounded pool of threads, and may overlap.
 ///
 /// The pool starts with as many workers as processors when there is work, grows by one whenever tasks wait
 /// while none of the workers has taken one for a few milliseconds (all are blocked), up to the limit, and
-/// shrinks again when idle. An exception that escapes a task ends the process, as it does in any thread.
+/// shrinks again when idle. An exception that escapes a
+/// task ends the process, as it does in any thread.
 ///
-/// Threads: any.
+/// Threads: any. A task may post, drop the last owner of its queue and call `exit`.
 class VANTREL_EXPORT BackgroundQueue {
  public:
-  /// A queue of its own with at most `limit` threads.
+  /// A queue of its own with at most `limit` threads; 0 counts as 1.
   explicit BackgroundQueue(std::size_t limit = 64);
 
-  /// Runs what is queued, then joins every worker.
+  /// Closes the queue: what is queued by now runs, what its tasks queue from here on is dropped unrun, and
+  /// every worker is joined. Inside a task of the queue it waits for the other tasks in the same way, while
+  /// the calling one goes on afterwards.
   ~BackgroundQueue();
   BackgroundQueue(const BackgroundQueue&) = delete;
   BackgroundQueue& operator=(const BackgroundQueue&) = delete;
 
-  /// The one that the library's services use. It joins when the process exits normally; tasks queued after
-  /// that are dropped.
+  /// The one that the library's services use. It closes in the same way when the process exits normally,
+  /// wherever `exit` is called; tasks queued after that are dropped.
   static BackgroundQueue& shared();
 
+  /// Queues the task and returns at once; an empty one is not queued. Where memory runs out `std::bad_alloc`
+  /// comes out and the task is not queued.
   void post(std::function<void()> task);
 
-  /// Threads alive now.
+  /// Threads alive now that run tasks.
   std::size_t workers() const;
 
  private:
-  class State;
-  std::unique_ptr<State> state_;
+  static void closeAtExit();
+
+  const std::shared_ptr<platform::detail::WorkerPool> pool_;
 };
 
 }  // namespace vantrel
