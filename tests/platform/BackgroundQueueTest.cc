@@ -1,6 +1,7 @@
 #include "vantrel/platform/loop/BackgroundQueue.h"
 
 #include <gtest/gtest.h>
+#include <pthread.h>
 
 #include <atomic>
 #include <latch>
@@ -8,6 +9,10 @@
 #include <mutex>
 #include <thread>
 #include <vector>
+
+#include "vantrel/platform/Log.h"
+#include "vantrel/platform/loop/ManualClock.h"
+#include "vantrel/platform/loop/RunLoop.h"
 
 namespace vantrel {
 namespace {
@@ -125,6 +130,29 @@ TEST(BackgroundQueueTest, ManyThreadsPostAtOnce) {
     for (std::thread& thread : threads) thread.join();
   }
   EXPECT_EQ(runs, 8000);
+}
+
+TEST(BackgroundQueueTest, WithoutThreadsTasksWaitForTheMainLoopOrTheEndAndTheLogSaysSoOnce) {
+  ManualClock clock;
+  const ScopedClock scope(clock);
+  BackgroundQueue queue;
+  int lines = 0;
+  const platform::ScopedLogSink sink([&](auto) { lines += queue.workers() == 0; });  // may use the queue
+  pthread_attr_t usual;
+  pthread_getattr_default_np(&usual);
+  pthread_attr_t huge = usual;  // a stack larger than any memory
+  pthread_attr_setstacksize(&huge, std::size_t{1} << 60);
+  ASSERT_EQ(pthread_setattr_default_np(&huge), 0);
+  bool ranAtTheEnd = false;
+  BackgroundQueue().post([&] { ranAtTheEnd = true; });
+  EXPECT_TRUE(ranAtTheEnd);
+  std::latch ran(1);
+  queue.post([&] { ran.count_down(); });
+  clock.advance(RunLoop::main(), std::chrono::seconds(1));
+  EXPECT_EQ(lines, 2) << "one for each queue";
+  pthread_setattr_default_np(&usual);
+  clock.advance(RunLoop::main(), std::chrono::seconds(1));
+  ran.wait();
 }
 
 /// Posts from a static destructor, which runs after the shared queue has closed when it was made before it.

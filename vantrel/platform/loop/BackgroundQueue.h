@@ -15,8 +15,13 @@ class WorkerPool;
 ///
 /// The pool starts with as many workers as processors when there is work, grows by one whenever tasks wait
 /// while none of the workers has taken one for a few milliseconds (all are blocked), up to the limit, and
-/// shrinks again when idle. An exception that escapes a
+/// shrinks again when idle. The process's signals are blocked on its threads. An exception that escapes a
 /// task ends the process, as it does in any thread.
+///
+/// While the system refuses threads, tasks wait; the log says so once, and the system is asked again every
+/// 100 ms: by a thread of the queue if there is one already, else by the main run loop where one runs, and
+/// at each further post. A queue that closes without a single thread runs its tasks on the thread that
+/// closes it.
 ///
 /// Threads: any. A task may post, drop the last owner of its queue and call `exit`.
 class VANTREL_EXPORT BackgroundQueue {

@@ -2,17 +2,22 @@
 
 #include <algorithm>
 #include <chrono>
-#include <system_error>
+#include <exception>
 #include <utility>
 
 #include "vantrel/platform/Log.h"
+#include "vantrel/platform/SignalBlock.h"
 #include "vantrel/platform/loop/MainLoop.h"
+#include "vantrel/platform/loop/MainQueue.h"
 
 namespace vantrel::platform::detail {
 namespace {
 
 /// How long tasks wait for a worker before another one is started.
 constexpr std::chrono::milliseconds kPatience{5};
+
+/// How long until the system is asked again for a thread that it refused.
+constexpr std::chrono::milliseconds kPause{100};
 
 /// The pool whose worker the calling thread is, until it has left the pool.
 constinit thread_local const WorkerPool* home = nullptr;
@@ -29,7 +34,7 @@ void WorkerPool::post(Task&& task) {
   tasks_.push_back(std::move(task));
   if (idle_ >= tasks_.size()) return work_.notify_one();
   if (starved()) watch_.notify_one();
-  if (incomplete()) seeToThreads();
+  if (incomplete()) seeToThreads(lock);
 }
 
 void WorkerPool::close() {
@@ -64,38 +69,78 @@ std::size_t WorkerPool::workers() const {
   return workers_.size();
 }
 
-/// Makes what is missing of the usual threads.
-void WorkerPool::seeToThreads() {
+/// Makes what is missing of the usual threads. May leave the lock free.
+void WorkerPool::seeToThreads(Lock& lock) {
   if (workers_.size() < usual_) startWorker();
   if (!watcher_.joinable()) startWatching();
+  afterRefusal(lock);
 }
 
 bool WorkerPool::startWorker() {
   Threads made;
   try {
     const auto place = made.emplace(made.end());
-    *place = std::thread([self = shared_from_this(), place] { self->work(place); });
-  } catch (const std::system_error&) {
-    platform::log("BackgroundQueue: the system gives no more threads.");
+    *place = threadWithoutSignals([self = shared_from_this(), place] { self->work(place); });
+  } catch (const std::exception&) {
+    noteRefusal();
     return false;
   }
+  refused_ = false;
   workers_.splice(workers_.end(), made);
   return true;
 }
 
 void WorkerPool::startWatching() {
   try {
-    watcher_ = std::thread([self = shared_from_this()] { self->watch(); });
-  } catch (const std::system_error&) {
-    platform::log("BackgroundQueue: the system gives no more threads.");
+    watcher_ = threadWithoutSignals([self = shared_from_this()] { self->watch(); });
+  } catch (const std::exception&) {
+    noteRefusal();
   }
+}
+
+void WorkerPool::noteRefusal() {
+  if (!std::exchange(refused_, true)) unsaid_ = true;
+}
+
+/// Says that threads are missing, and finds somebody who tries again if the watcher is missing too. Then the
+/// lock is free afterwards, as a sink of the log may use the queue.
+void WorkerPool::afterRefusal(Lock& lock) {
+  if (!refused_ && !unsaid_) return;
+  bool say = std::exchange(unsaid_, false);
+  const bool ask = refused_ && !watcher_.joinable() && !closing_ && !std::exchange(asked_, true);
+  if (!say && !ask) return;
+  const auto self = shared_from_this();
+  lock.unlock();
+  try {
+    if (say) platform::log("BackgroundQueue: the system gives no more threads.");
+    say = false;
+    if (ask) {
+      MainQueue::postAfter(kPause, [weak = weak_from_this()] {
+        if (const auto pool = weak.lock()) pool->tryAgain();
+      });
+    }
+  } catch (const std::exception&) {
+    // No memory for it either: the task stays queued, and the next one says and asks.
+    const std::lock_guard relock(mutex_);
+    unsaid_ = unsaid_ || say;
+    asked_ = asked_ && !ask;
+  }
+}
+
+void WorkerPool::tryAgain() {
+  Lock lock(mutex_);
+  asked_ = false;
+  if (!closing_ && tasks_.size() > idle_ && incomplete()) seeToThreads(lock);
 }
 
 /// Adds a worker if tasks wait and none is taken for a while.
 void WorkerPool::help(Lock& lock) {
   const std::uint64_t before = taken_;
-  ended_.wait_for(lock, kPatience, [this, was = closing_] { return tasks_.empty() || closing_ != was; });
+  ended_.wait_for(lock, refused_ ? kPause : kPatience,
+                  [this, was = closing_] { return tasks_.empty() || closing_ != was; });
   if (before == taken_ && starved()) startWorker();
+  afterRefusal(lock);
+  if (!lock.owns_lock()) lock.lock();
 }
 
 /// The calling worker is going to do something else for good: it has its place taken by another one.

@@ -40,9 +40,11 @@ class WorkerPool : public std::enable_shared_from_this<WorkerPool> {
   using Threads = std::list<std::thread>;
 
   // All of these are called with the mutex held.
-  void seeToThreads();
+  void seeToThreads(Lock& lock);
   bool startWorker();
   void startWatching();
+  void noteRefusal();
+  void afterRefusal(Lock& lock);
   void help(Lock& lock);
   void leave();
   void runOne(Lock& lock);
@@ -50,6 +52,7 @@ class WorkerPool : public std::enable_shared_from_this<WorkerPool> {
   bool incomplete() const { return workers_.size() < usual_ || !watcher_.joinable(); }
   bool starved() const { return tasks_.size() > idle_ && workers_.size() < limit_; }
 
+  void tryAgain();
   void work(Threads::iterator self);
   void watch();
 
@@ -67,6 +70,9 @@ class WorkerPool : public std::enable_shared_from_this<WorkerPool> {
   std::size_t idle_ = 0;
   std::uint64_t taken_ = 0;
   bool closing_ = false;
+  bool refused_ = false;  ///< the system gave no thread when last asked
+  bool unsaid_ = false;   ///< and the log has not heard of it
+  bool asked_ = false;    ///< the main loop is going to try again
 };
 
 }  // namespace vantrel::platform::detail
