@@ -1,6 +1,5 @@
 #include "vantrel/platform/loop/BackgroundQueue.h"
 
-#include <atomic>
 #include <cstdlib>
 #include <utility>
 
@@ -8,19 +7,45 @@
 
 namespace vantrel {
 
-BackgroundQueue::BackgroundQueue(std::size_t limit)
-    : pool_(std::make_shared<platform::detail::WorkerPool>(limit)) {}
+/// The queue's pool in one process.
+struct BackgroundQueue::Held {
+  explicit Held(std::size_t limit) : pool(std::make_shared<platform::detail::WorkerPool>(limit)) {}
 
-BackgroundQueue::~BackgroundQueue() { pool_->close(); }
+  /// Keeps what belongs to the parent for ever: to destroy a condition variable would wait for threads that
+  /// are not here. In a list, so that a search for leaks finds it.
+  static void abandon(Held* held) {
+    static constinit std::atomic<Held*> abandoned{nullptr};
+    held->next = abandoned.load();
+    while (!abandoned.compare_exchange_weak(held->next, held)) {
+    }
+  }
+
+  const std::shared_ptr<platform::detail::WorkerPool> pool;
+  Held* next = nullptr;
+};
+
+BackgroundQueue::BackgroundQueue(std::size_t limit) : limit_(limit), held_(new Held(limit)) {}
+
+BackgroundQueue::~BackgroundQueue() {
+  Held* held = held_;
+  held->pool->close();
+  if (held->pool->isForked()) {
+    Held::abandon(held);
+  } else {
+    delete held;
+  }
+}
 
 BackgroundQueue& BackgroundQueue::shared() {
-  // Never destroyed, only closed: tasks and other threads may post while the process exits.
-  static BackgroundQueue& queue = *[] {
-    auto* made = new BackgroundQueue;
-    std::atexit(closeAtExit);
-    return made;
-  }();
-  return queue;
+  // Never destroyed, only closed: tasks and other threads may post while the process exits. Nor made under a
+  // lock, which a fork at that moment would leave held in the child.
+  static constinit std::atomic<BackgroundQueue*> only{nullptr};
+  if (BackgroundQueue* known = only.load(std::memory_order_acquire)) return *known;
+  auto made = std::make_unique<BackgroundQueue>();
+  BackgroundQueue* other = nullptr;
+  if (!only.compare_exchange_strong(other, made.get())) return *other;
+  std::atexit(closeAtExit);
+  return *made.release();
 }
 
 void BackgroundQueue::closeAtExit() {
@@ -28,14 +53,25 @@ void BackgroundQueue::closeAtExit() {
   if (done) return;
   // A second thread that exits meanwhile finds this here again, or it would end the process amid the tasks.
   std::atexit(closeAtExit);
-  shared().pool_->close();
+  shared().held_.load()->pool->close();
   done = true;
 }
 
 void BackgroundQueue::post(std::function<void()> task) {
-  if (task) pool_->post(std::move(task));
+  if (task) here().pool->post(std::move(task));
 }
 
-std::size_t BackgroundQueue::workers() const { return pool_->workers(); }
+std::size_t BackgroundQueue::workers() const { return here().pool->workers(); }
+
+/// What this process holds: a new pool at the first use in a forked child.
+BackgroundQueue::Held& BackgroundQueue::here() const {
+  Held* held = held_.load(std::memory_order_acquire);
+  if (!held->pool->isForked()) return *held;
+  auto made = std::make_unique<Held>(limit_);
+  // Another thread of the child may have been faster.
+  if (!held_.compare_exchange_strong(held, made.get())) return *held;
+  Held::abandon(held);
+  return *made.release();
+}
 
 }  // namespace vantrel

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <functional>
 #include <memory>
@@ -7,9 +8,6 @@
 #include "vantrel/platform/Export.h"
 
 namespace vantrel {
-namespace platform::detail {
-class WorkerPool;
-}
 
 /// A concurrent queue: tasks start in the order queued, on a bounded pool of threads, and may overlap.
 ///
@@ -22,6 +20,11 @@ class WorkerPool;
 /// 100 ms: by a thread of the queue if there is one already, else by the main run loop where one runs, and
 /// at each further post. A queue that closes without a single thread runs its tasks on the thread that
 /// closes it.
+///
+/// A fork: a queue made before it may be used, and destroyed, in the child, where it is empty and makes
+/// threads of its own. Tasks queued in the parent are the parent's; in the child they neither run nor are
+/// destroyed. A task that forks and returns in the child ends the child there, as by `exit(0)`: its thread is
+/// the only one that the child has.
 ///
 /// Threads: any. A task may post, drop the last owner of its queue and call `exit`.
 class VANTREL_EXPORT BackgroundQueue {
@@ -48,9 +51,12 @@ class VANTREL_EXPORT BackgroundQueue {
   std::size_t workers() const;
 
  private:
+  struct Held;
+  Held& here() const;
   static void closeAtExit();
 
-  const std::shared_ptr<platform::detail::WorkerPool> pool_;
+  const std::size_t limit_;
+  mutable std::atomic<Held*> held_;
 };
 
 }  // namespace vantrel

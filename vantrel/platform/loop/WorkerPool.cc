@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdlib>
 #include <exception>
 #include <utility>
 
@@ -38,6 +39,7 @@ void WorkerPool::post(Task&& task) {
 }
 
 void WorkerPool::close() {
+  if (isForked()) return;
   const bool own = home == this;
   Lock lock(mutex_);
   closing_ = true;
@@ -49,6 +51,7 @@ void WorkerPool::close() {
     // Without a single worker (the system gives none) the tasks run here.
     if (workers_.empty() && !startWorker()) {
       runOne(lock);
+      if (isForked()) return;
       lock.lock();
     } else {
       help(lock);
@@ -128,6 +131,7 @@ void WorkerPool::afterRefusal(Lock& lock) {
 }
 
 void WorkerPool::tryAgain() {
+  if (isForked()) return;
   Lock lock(mutex_);
   asked_ = false;
   if (!closing_ && tasks_.size() > idle_ && incomplete()) seeToThreads(lock);
@@ -154,7 +158,7 @@ void WorkerPool::leave() {
   ended_.notify_all();
 }
 
-/// Leaves the lock free: the task may have closed the pool.
+/// Leaves the lock free: the task may have forked, closed the pool or both.
 void WorkerPool::runOne(Lock& lock) {
   Task task = std::move(tasks_.front());
   tasks_.pop_front();
@@ -179,6 +183,8 @@ void WorkerPool::work(Threads::iterator self) {
   for (;;) {
     while (!tasks_.empty()) {
       runOne(lock);
+      // The child has no other thread than this one, and nothing is left for it to do.
+      if (isForked()) std::exit(EXIT_SUCCESS);
       if (home != this) return;
       lock.lock();
     }

@@ -10,12 +10,14 @@
 #include <mutex>
 #include <thread>
 
+#include "vantrel/platform/detail/ForkCount.h"
+
 namespace vantrel::platform::detail {
 
 /// The threads and the waiting tasks of one background queue in one process. Each thread shares in the
 /// ownership, so that a task may drop the queue it runs on.
 ///
-/// Threads: any.
+/// Threads: any. In a forked child only `isForked`, and `close`, which then does nothing.
 class WorkerPool : public std::enable_shared_from_this<WorkerPool> {
  public:
   using Task = std::function<void()>;
@@ -34,6 +36,9 @@ class WorkerPool : public std::enable_shared_from_this<WorkerPool> {
   void close();
 
   std::size_t workers() const;
+
+  /// Whether this is the copy of a parent's pool: it has no threads, and its mutex may be held for ever.
+  bool isForked() const { return madeAt_ != forkCount(); }
 
  private:
   using Lock = std::unique_lock<std::mutex>;
@@ -58,6 +63,7 @@ class WorkerPool : public std::enable_shared_from_this<WorkerPool> {
 
   const std::size_t limit_;
   const std::size_t usual_;
+  const unsigned madeAt_ = forkCount();
 
   mutable std::mutex mutex_;
   std::condition_variable work_;   ///< a task is queued, or the pool closes
