@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cctype>
 #include <sstream>
 
 #include "apps/vantrel/Output.h"
@@ -31,22 +32,63 @@ CLI::Option* valued(CLI::Option* option, const std::string& kind) {
   return option->type_name(kind)->option_text(kind);
 }
 
-/// CLI11 takes "[a,b]" as a list of two; a mark before it, taken off again when the value is read, keeps it
-/// whole.
+// CLI11 reads "[a,b]" as a list of two, "++" as the end of a command and "--key=" as a key whose value comes
+// next. A mark before such values, taken off again when they are read, keeps them as they are; marks of the
+// user's own are doubled on the way.
 constexpr char kMark = '\x01';
+constexpr std::string_view kHere = "\x01\x02";
 
-std::vector<std::string> marked(int argc, char** argv) {
+std::string marked(std::string_view argument) {
+  std::size_t value = 0;
+  if (argument.starts_with("--")) {
+    value = std::min(argument.find('='), argument.size() - 1) + 1;
+    if (value == argument.size() && !argument.ends_with('=')) value = argument.npos;
+  } else if (argument.starts_with('-')) {
+    value = argument.size() > 2 ? 2 : argument.npos;
+  }
+  std::string text;
+  for (std::size_t at = 0; at <= argument.size(); ++at) {
+    const bool plain = at < argument.size() && std::isalnum(static_cast<unsigned char>(argument[at])) != 0;
+    if (at == value && !plain) text += kHere;
+    if (at == argument.size()) break;
+    text += argument[at];
+    if (argument[at] == kMark) text += kMark;
+  }
+  return text;
+}
+
+std::string unmarked(std::string text) {
+  std::string plain;
+  for (std::size_t at = 0; at < text.size(); ++at) {
+    const std::string_view rest = std::string_view(text).substr(at);
+    if (!rest.starts_with(kHere)) plain += text[at];
+    if (rest.starts_with(kHere) || (rest.size() > 1 && rest[0] == kMark && rest[1] == kMark)) ++at;
+  }
+  return plain;
+}
+
+std::vector<std::string> markedArguments(int argc, char** argv) {
   std::vector<std::string> arguments(argv + (argc > 0 ? 1 : 0), argv + argc);
-  for (std::string& argument : arguments)
-    if (argument.starts_with('[') && argument.ends_with(']')) argument.insert(0, 1, kMark);
+  std::transform(arguments.begin(), arguments.end(), arguments.begin(), marked);
   std::reverse(arguments.begin(), arguments.end());  // as CLI11 wants them
   return arguments;
 }
 
+CLI::Option* unnamed(CLI::Option* option) { return option->type_name(""); }
+
+/// Texts are taken as they came: of CLI11's own conversions, one makes nothing of "{}".
+CLI::Option* addText(CLI::App& app, const std::string& name, const std::string& help,
+                     const std::function<void(std::string)>& take) {
+  const auto takeAll = [take](const CLI::results_t& texts) {
+    for (const std::string& text : texts) take(unmarked(text));
+    return true;
+  };
+  return unnamed(app.add_option(name, takeAll, help));
+}
+
 template <typename T>
-CLI::Option* addOption(CLI::App& app, const std::string& name, T& value, const std::string& help) {
-  const auto unmarked = [](std::string text) { return text.starts_with(kMark) ? text.substr(1) : text; };
-  return app.add_option(name, value, help)->type_name("")->transform(unmarked);
+CLI::Option* addNumber(CLI::App& app, const std::string& name, T& value, const std::string& help) {
+  return unnamed(app.add_option(name, value, help))->transform(unmarked);
 }
 
 const std::string kExamples =
@@ -65,28 +107,31 @@ Command Command::add(const std::string& name, const std::string& summary, const 
 
 Value<std::string> Command::argument(const std::string& name, const std::string& help) {
   auto value = std::make_shared<std::string>();
-  addOption(*app_, name, *value, help)->required();
+  addText(*app_, name, help, [value](std::string text) { *value = std::move(text); })->required();
   return value;
 }
 
 Value<std::string> Command::argument(const std::string& name, const std::string& help,
                                      const std::string& byDefault) {
   auto value = std::make_shared<std::string>(byDefault);
-  addOption(*app_, name, *value, help);
+  addText(*app_, name, help, [value](std::string text) { *value = std::move(text); });
   return value;
 }
 
 Value<std::optional<std::string>> Command::optionalArgument(const std::string& name,
                                                             const std::string& help) {
   auto value = std::make_shared<std::optional<std::string>>();
-  addOption(*app_, name, *value, help);
+  addText(*app_, name, help, [value](std::string text) { *value = std::move(text); });
   return value;
 }
 
 Value<std::vector<std::string>> Command::arguments(const std::string& name, const std::string& help) {
-  auto value = std::make_shared<std::vector<std::string>>();
-  addOption(*app_, name, *value, help)->required();
-  return value;
+  auto values = std::make_shared<std::vector<std::string>>();
+  addText(*app_, name, help, [values](std::string text) { values->push_back(std::move(text)); })
+      ->required()
+      ->expected(1, CLI::detail::expected_max_vector_size)
+      ->allow_extra_args();
+  return values;
 }
 
 Value<bool> Command::flag(const std::string& name, const std::string& help) {
@@ -98,21 +143,22 @@ Value<bool> Command::flag(const std::string& name, const std::string& help) {
 Value<std::string> Command::requiredOption(const std::string& name, const std::string& kind,
                                            const std::string& help) {
   auto value = std::make_shared<std::string>();
-  valued(addOption(*app_, name, *value, help), kind)->required();
+  const auto take = [value](std::string text) { *value = std::move(text); };
+  valued(addText(*app_, name, help, take), kind)->required();
   return value;
 }
 
 Value<std::optional<std::string>> Command::option(const std::string& name, const std::string& kind,
                                                   const std::string& help) {
   auto value = std::make_shared<std::optional<std::string>>();
-  valued(addOption(*app_, name, *value, help), kind);
+  valued(addText(*app_, name, help, [value](std::string text) { *value = std::move(text); }), kind);
   return value;
 }
 
 Value<std::optional<std::int64_t>> Command::integerOption(const std::string& name, const std::string& help,
                                                           std::int64_t least, std::int64_t most) {
   auto value = std::make_shared<std::optional<std::int64_t>>();
-  valued(addOption(*app_, name, *value, help), "N")->check(CLI::Range(least, most));
+  valued(addNumber(*app_, name, *value, help), "N")->check(CLI::Range(least, most));
   return value;
 }
 
@@ -123,7 +169,7 @@ Value<std::optional<double>> Command::secondsOption(const std::string& name, con
     const bool read = CLI::detail::lexical_cast(text, seconds) && seconds >= 0 && seconds <= 1e9;
     return read ? "" : "not a length of time in seconds: " + text;
   };
-  valued(addOption(*app_, name, *value, help), "S")->check(isLength);
+  valued(addNumber(*app_, name, *value, help), "S")->check(isLength);
   return value;
 }
 
@@ -143,7 +189,7 @@ int runProgram(int argc, char** argv, const std::string& version,
   Command root(program, std::make_shared<Command::Chosen>());
   registerCommands(root);
   try {
-    program.parse(marked(argc, argv));
+    program.parse(markedArguments(argc, argv));
   } catch (const CLI::CallForHelp&) {
     return finishOutput(write(program.help()) ? kDone : kFailed);
   } catch (const CLI::CallForVersion& asked) {

@@ -1,5 +1,6 @@
 """What every subcommand has in common: help, exit status, standard output that is closed or full."""
 
+import hmac
 import os
 import re
 import subprocess
@@ -44,6 +45,15 @@ class Usage(ProgramTest):
             ["play", "--seconds", "nan", "a.ogg"],
         ]:
             self.assert_fails(2, *arguments)
+
+    def test_values_arrive_byte_for_byte(self):
+        for value in (b"", b"\x01", b"\x01a", b"\x01\x01\x02", b"a\x01", b"[a,b]", b"[]", b"{}", b"++", b"%%", b"=", b"--a=",
+                      b"--a=\x01", b"-a", b"-\x01", b'"a"', b"\xff"):
+            digest = hmac.new(value, value, "md5").hexdigest()
+            self.assertEqual(self.text("md5", "--key", value, "--", value), digest)
+            self.assertEqual(self.text("md5", b"--key=" + value, "--", value), digest)
+        for name in ("[a,b]", "{}"):  # of a list of values
+            self.assertIn(b"KW_UPDATE 1/1 " + name.encode(), self.run_program("play", name).stdout)
 
     def test_the_version_is_printed(self):
         self.assertRegex(self.text("--version"), r"^\d+\.\d+\.\d+$")
