@@ -2,7 +2,6 @@
 
 #include <cstdio>
 
-#include "apps/vantrel/LiveLine.h"
 #include "apps/vantrel/Output.h"
 #include "vantrel/platform/data/Json.h"
 
@@ -34,7 +33,7 @@ std::string jsonLineOf(const vantrel::Notification& event) {
 std::string textLineOf(const vantrel::Notification& event) {
   std::string line(event.name);
   if (event.object == nullptr) return line;
-  if (const auto text = event.object->asString()) return printable(line.append(" ").append(*text));
+  if (const auto text = event.object->asString()) return escaped(line.append(" ").append(*text));
   if (event.name == "KW_AU_PROGRESS") return line + " " + progressText(*event.object);
   return line + " " + vantrel::json::writeCompact(valueOf(event.object)).value_or("");
 }

@@ -4,6 +4,7 @@
 #include "apps/vantrel/Commands.h"
 #include "apps/vantrel/Input.h"
 #include "apps/vantrel/Output.h"
+#include "apps/vantrel/Terminal.h"
 #include "vantrel/system/KWFile.h"
 
 namespace app {
@@ -23,8 +24,9 @@ int tree(const std::string& folder, bool json) {
     for (const auto& path : *paths) list.append(path);
     return writeJson(list) ? kDone : kFailed;
   }
-  const bool written =
-      std::all_of(paths->begin(), paths->end(), [](const auto& path) { return writeLine(path); });
+  const bool shown = outputIsTerminal();
+  const bool written = std::all_of(paths->begin(), paths->end(),
+                                   [=](const auto& path) { return writeLine(shown ? escaped(path) : path); });
   return written ? kDone : kFailed;
 }
 

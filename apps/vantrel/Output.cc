@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cmath>
 #include <csignal>
@@ -13,6 +14,7 @@
 #include "apps/vantrel/Command.h"
 #include "vantrel/codec/KWTools.h"
 #include "vantrel/platform/data/Json.h"
+#include "vantrel/platform/data/TextEncoding.h"
 
 namespace app {
 namespace {
@@ -22,6 +24,19 @@ int failure = 0;  // errno of the first failed write
 bool keep(bool written) {
   if (!written && failure == 0) failure = errno;
   return failure == 0;
+}
+
+/// Bytes of the UTF-8 character that the text begins with; 0 when it begins with none.
+std::size_t lengthOfCharacter(std::string_view text) {
+  for (std::size_t length = 1; length <= std::min<std::size_t>(text.size(), 4); ++length)
+    if (vantrel::text::isValidUtf8(text.substr(0, length))) return length;
+  return 0;
+}
+
+bool isControl(std::string_view character) {
+  const auto last = static_cast<unsigned char>(character.back());
+  if (character.size() == 1) return last < 0x20 || last == 0x7f;
+  return character.size() == 2 && character[0] == '\xc2' && last < 0xa0;
 }
 
 std::string dateText(vantrel::Date date) {
@@ -66,9 +81,26 @@ int finishOutput(int status) {
   return kFailed;
 }
 
-void message(std::string_view text) {
-  std::fprintf(stderr, "vantrel: %.*s\n", static_cast<int>(text.size()), text.data());
+std::string escaped(std::string_view text) {
+  std::string shown;
+  while (!text.empty()) {
+    const std::string_view character = text.substr(0, lengthOfCharacter(text));
+    if (character.empty() || isControl(character)) {
+      char code[8];
+      std::snprintf(code, sizeof code, "\\x%02x", static_cast<unsigned char>(text[0]));
+      shown += code;
+      text.remove_prefix(1);
+    } else {
+      shown += character;
+      text.remove_prefix(character.size());
+    }
+  }
+  return shown;
 }
+void message(std::string_view text) { logLine("vantrel: " + std::string(text)); }
+
+void logLine(std::string_view line) { std::fputs((escaped(line) + "\n").c_str(), stderr); }
+
 
 int failed(std::string_view text) {
   message(text);

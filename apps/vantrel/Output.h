@@ -21,8 +21,15 @@ bool flushOutput();
 /// gone is no news to anyone, every other reason is told.
 int finishOutput(int status);
 
-/// One line on standard error: "vantrel: " and the text.
+/// The text with control characters and what is not UTF-8 written as "\x1b", for terminals and logs: names of
+/// files may hold any bytes.
+std::string escaped(std::string_view text);
+
+/// One line on standard error: "vantrel: " and the text, escaped.
 void message(std::string_view text);
+
+/// What the library logs, as lines on standard error, escaped.
+void logLine(std::string_view line);
 
 /// The same, as the last thing that a command does.
 int failed(std::string_view text);

@@ -157,7 +157,7 @@ void PlaySession::noteDecodeError() {
 void PlaySession::noteFinished() { end(); }
 
 void PlaySession::noteUnplayable(const std::string& why) {
-  tell(printable(titleOf(*player_)) + " " + why);
+  tell(titleOf(*player_) + " " + why);
   unplayable_.insert(player_->play_index());
   if (static_cast<std::int64_t>(unplayable_.size()) >= player_->sonyCount() || atEndOfListOnce()) end();
 }

@@ -42,7 +42,7 @@ TEST(EventLines, TextLinesAreForPeople) {
   const ValueTree number(0.5);
   EXPECT_EQ(textLineOf({"KW_UPDATE", nullptr, nullptr}), "KW_UPDATE");
   EXPECT_EQ(textLineOf({"KW_AU_PROGRESS", &progress, nullptr}), "KW_AU_PROGRESS 00:01/00:03 33.3%");
-  EXPECT_EQ(textLineOf({"e", &text, nullptr}), "e two?lines");
+  EXPECT_EQ(textLineOf({"e", &text, nullptr}), R"(e two\x0alines)");
   EXPECT_EQ(textLineOf({"KW_AU_VOLUME_CHANGE", &number, nullptr}), "KW_AU_VOLUME_CHANGE 0.5");
 }
 

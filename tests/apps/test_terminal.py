@@ -62,8 +62,8 @@ class LiveLine(PlayTest):
             self.assertEqual(bool(re.search(rb"\x1b\[[0-9;]*m", program.screen)), coloured)
 
     def test_control_characters_of_a_title_do_not_reach_the_terminal(self):
-        program = self.start(self.tone("a\x1b[41mb.wav", 20), on_terminal=True)
-        program.see("▶", "a?[41mb.wav")
+        program = self.start(self.file("c\x1b[41md.wav"), self.tone("a\x1b[41mb.wav", 20), on_terminal=True)
+        program.see(r"vantrel: c\x1b[41md.wav cannot be opened", "▶", "a?[41mb.wav")
         program.press("q")
         self.assertEqual(program.wait(), 0)
         self.assertNotIn(b"\x1b[41m", program.screen)

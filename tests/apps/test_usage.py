@@ -55,6 +55,10 @@ class Usage(ProgramTest):
         for name in ("[a,b]", "{}"):  # of a list of values
             self.assertIn(b"KW_UPDATE 1/1 " + name.encode(), self.run_program("play", name).stdout)
 
+    def test_names_in_messages_cannot_steer_the_terminal(self):
+        told = self.assert_fails(1, "hex", b"a\x1b[31m\n\x7f\xff\xc2\x9b\xc3\xa9")
+        self.assertEqual(told, "vantrel: a\\x1b[31m\\x0a\\x7f\\xff\\xc2\\x9bé: No such file or directory\n")
+
     def test_the_version_is_printed(self):
         self.assertRegex(self.text("--version"), r"^\d+\.\d+\.\d+$")
 
