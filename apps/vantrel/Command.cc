@@ -3,9 +3,11 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cctype>
+#include <new>
 #include <sstream>
 
 #include "apps/vantrel/Output.h"
+#include "vantrel/platform/Log.h"
 
 namespace app {
 namespace {
@@ -181,25 +183,50 @@ void Command::run(std::function<int()> action) {
   app_->final_callback([chosen = chosen_, action = std::move(action)] { chosen->action = action; });
 }
 
+namespace {
+
+/// What was wrong. A word that nothing takes says more than that something is missing in its place.
+std::string describe(const CLI::App& program, const CLI::Error& error) {
+  const std::vector<std::string> leftOver = program.remaining(true);
+  if (leftOver.empty()) return unmarked(error.what());
+  const CLI::App* command = &program;
+  while (!command->get_subcommands().empty()) command = command->get_subcommands().front();
+  const bool isGroup = !command->get_subcommands([](const CLI::App*) { return true; }).empty();
+  const std::string word = unmarked(leftOver.front());
+  if (isGroup && !word.starts_with('-')) return command->get_name() + " has no command " + word;
+  return "not expected: " + word;
+}
+
+int parseAndRun(CLI::App& program, const std::function<int()>& chosen, std::vector<std::string> arguments) {
+  try {
+    program.parse(std::move(arguments));
+  } catch (const CLI::CallForHelp&) {
+    return write(program.help()) ? kDone : kFailed;
+  } catch (const CLI::CallForVersion& asked) {
+    return writeLine(asked.what()) ? kDone : kFailed;
+  } catch (const CLI::Error& error) {
+    message(describe(program, error));
+    message("--help after any command tells how it is used");
+    return kWrongUsage;
+  }
+  return chosen();
+}
+
+}  // namespace
+
 int runProgram(int argc, char** argv, const std::string& version,
-               const std::function<void(Command&)>& registerCommands) {
+               const std::function<void(Command&)>& registerCommands) try {
+  const vantrel::platform::ScopedLogSink sink(logLine);
   CLI::App program("Byte tools, files, times and a music player", "vantrel");
   program.formatter(std::make_shared<ExamplesFirst>(kExamples));
   program.set_version_flag("--version", version);
   Command root(program, std::make_shared<Command::Chosen>());
   registerCommands(root);
-  try {
-    program.parse(markedArguments(argc, argv));
-  } catch (const CLI::CallForHelp&) {
-    return finishOutput(write(program.help()) ? kDone : kFailed);
-  } catch (const CLI::CallForVersion& asked) {
-    return finishOutput(writeLine(asked.what()) ? kDone : kFailed);
-  } catch (const CLI::Error& error) {
-    message(error.what());
-    message("--help after any command tells how it is used");
-    return kWrongUsage;
-  }
-  return finishOutput(root.chosen_->action());
+  const auto chosen = [&] { return root.chosen_->action(); };
+  return finishOutput(parseAndRun(program, chosen, markedArguments(argc, argv)));
+} catch (const std::bad_alloc&) {
+  message("not enough memory");
+  return finishOutput(kFailed);
 }
 
 }  // namespace app

@@ -73,7 +73,8 @@ class Command {
   std::shared_ptr<Chosen> chosen_;
 };
 
-/// Reads the command line and runs the command that it names. Wrong usage: a message and `kWrongUsage`.
+/// Reads the command line and runs the command that it names. Wrong usage: a message and `kWrongUsage`. Out
+/// of memory: a message and `kFailed`, whatever the command.
 int runProgram(int argc, char** argv, const std::string& version,
                const std::function<void(Command&)>& registerCommands);
 

@@ -76,8 +76,7 @@ bool flushOutput() { return keep(std::fflush(stdout) == 0); }
 
 int finishOutput(int status) {
   if (flushOutput()) return status;
-  if (failure != EPIPE && failure != EBADF)
-    message(std::string("standard output: ") + std::strerror(failure));
+  if (failure != EPIPE) message(std::string("standard output: ") + std::strerror(failure));
   return kFailed;
 }
 

@@ -18,7 +18,7 @@ bool writeLine(std::string_view line);
 bool flushOutput();
 
 /// Writes what is still held back. Gives `status`, or `kFailed` when output was lost; that the reader has
-/// gone is no news to anyone, every other reason is told.
+/// gone is no news to anyone, every other reason is told, once.
 int finishOutput(int status);
 
 /// The text with control characters and what is not UTF-8 written as "\x1b", for terminals and logs: names of

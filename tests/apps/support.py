@@ -8,6 +8,11 @@ import unittest
 
 PROGRAM = os.environ["VANTREL"]
 
+with open(PROGRAM, "rb") as program:
+    CODE = program.read()
+# Sanitizers reserve a lot of memory, and hold on to what was given back.
+SANITIZED = b"__asan_init" in CODE or b"__tsan_init" in CODE
+
 
 class ProgramTest(unittest.TestCase):
     """Each test has an empty home: settings, and files that it makes, are its own."""

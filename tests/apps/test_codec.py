@@ -11,16 +11,11 @@ import subprocess
 import unittest
 import zlib
 
-from support import PROGRAM, ProgramTest
+from support import PROGRAM, SANITIZED, ProgramTest
 
 KEY = "000102030405060708090a0b0c0d0e0f"
 SIZES = (1, 15, 16, 17, 1000, 65535, 65536, 65537, 200_000, 1_000_003)
 FOUR_GIB = 1 << 32
-
-with open(PROGRAM, "rb") as program:
-    CODE = program.read()
-# Sanitizers hold on to memory that was given back.
-SANITIZED = b"__asan_init" in CODE or b"__tsan_init" in CODE
 
 
 def openssl(direction, data):

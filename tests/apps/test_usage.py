@@ -3,10 +3,11 @@
 import hmac
 import os
 import re
+import resource
 import subprocess
 import unittest
 
-from support import PROGRAM, ProgramTest
+from support import PROGRAM, SANITIZED, ProgramTest
 
 GROUPS = ["aes", "archive", "settings", "time", "files", "url"]
 
@@ -59,6 +60,27 @@ class Usage(ProgramTest):
         told = self.assert_fails(1, "hex", b"a\x1b[31m\n\x7f\xff\xc2\x9b\xc3\xa9")
         self.assertEqual(told, "vantrel: a\\x1b[31m\\x0a\\x7f\\xff\\xc2\\x9bé: No such file or directory\n")
 
+    def test_a_word_that_nothing_takes_is_named(self):
+        for arguments, told in [
+            (["nonsense"], "vantrel has no command nonsense"),
+            (["time", "x\x01y"], r"time has no command x\x01y"),
+            (["aes", "encrypt", "--kye", "k"], "not expected: --kye"),
+            (["hex", "a", "[b]"], "not expected: [b]"),
+        ]:
+            self.assertIn(told, self.assert_fails(2, *arguments))
+
+    @unittest.skipIf(SANITIZED, "sanitizers reserve more than there is")
+    def test_too_little_memory_is_told(self):
+        words = self.file("words", b"1 " * 20_000_000)
+        list = self.file("list", b"[" + b"1," * 20_000_000 + b"1]")
+        for arguments in (["sort", words], ["shuffle", words], ["json", list],
+                          ["archive", "pack", list, "-o", "-"]):
+            done = subprocess.run(
+                [PROGRAM, *arguments], capture_output=True, env=self.environment,
+                preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_AS, (100 << 20, 100 << 20)),
+            )
+            self.assertEqual((done.returncode, done.stderr), (1, b"vantrel: not enough memory\n"), arguments)
+
     def test_the_version_is_printed(self):
         self.assertRegex(self.text("--version"), r"^\d+\.\d+\.\d+$")
 
@@ -73,12 +95,12 @@ class Usage(ProgramTest):
         process.stderr.close()
         self.assertEqual(process.wait(), 1)
 
-    def test_closed_standard_output_ends_quietly_with_1(self):
+    def test_closed_standard_output_is_told_once(self):
         for arguments in (["time", "now"], ["--help"], ["hex", PROGRAM]):
             done = subprocess.run(
                 ["sh", "-c", 'exec "$0" "$@" >&-', PROGRAM, *arguments], capture_output=True, env=self.environment
             )
-            self.assertEqual((done.returncode, done.stderr), (1, b""), arguments)
+            self.assertEqual((done.returncode, done.stderr), (1, b"vantrel: standard output: Bad file descriptor\n"))
 
     def test_data_never_lands_in_a_file_that_took_the_place_of_closed_output(self):
         json = self.file("value.json", b'{"a": 1}')
