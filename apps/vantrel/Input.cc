@@ -4,11 +4,16 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <cmath>
+#include <cstdlib>
 #include <cstring>
+#include <limits>
+#include <memory>
 #include <new>
+#include <span>
 #include <vector>
 
 #include "apps/vantrel/Output.h"
@@ -18,18 +23,74 @@ namespace {
 
 constexpr std::size_t kPiece = std::size_t{64} << 10;
 
-/// Fills the piece as far as there is input: pipes give less than is asked for. Negative when reading failed.
-ssize_t fill(int descriptor, std::vector<std::uint8_t>& piece) {
-  std::size_t filled = 0;
-  while (filled < piece.size()) {
-    const ssize_t count = read(descriptor, piece.data() + filled, piece.size() - filled);
-    if (count < 0 && errno == EINTR) continue;
-    if (count < 0) return -1;
-    if (count == 0) break;
-    filled += static_cast<std::size_t>(count);
+/// A file or standard input, open for reading. What fails is told.
+class Source {
+ public:
+  explicit Source(const std::string& path)
+      : path_(path), descriptor_(path == "-" ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_CLOEXEC)) {
+    if (descriptor_ < 0) tell();
   }
-  return static_cast<ssize_t>(filled);
-}
+  ~Source() {
+    if (descriptor_ > STDIN_FILENO) close(descriptor_);
+  }
+  Source(const Source&) = delete;
+  Source& operator=(const Source&) = delete;
+
+  bool failed() const { return failed_; }
+
+  /// Fills the room as far as there is input: pipes give less than is asked for. Gives how much there was.
+  std::size_t fill(std::span<std::uint8_t> room) {
+    std::size_t filled = 0;
+    while (!failed_ && filled < room.size()) {
+      const ssize_t count = read(descriptor_, room.data() + filled, room.size() - filled);
+      if (count < 0 && errno != EINTR) tell();
+      if (count == 0) break;
+      if (count > 0) filled += static_cast<std::size_t>(count);
+    }
+    return filled;
+  }
+
+ private:
+  void tell() {
+    failed_ = true;
+    message(nameOfInput(path_) + ": " + std::strerror(errno));
+  }
+
+  const std::string& path_;
+  int descriptor_;
+  bool failed_ = false;
+};
+
+/// Memory for contents of a length that only their end tells: enlarged in place where that is possible, and
+/// not cleared before it is filled.
+class Room {
+ public:
+  void enlarge(std::size_t size) {
+    void* moved = std::realloc(memory_.get(), size);
+    if (moved == nullptr) throw std::bad_alloc();
+    static_cast<void>(memory_.release());
+    memory_.reset(static_cast<std::uint8_t*>(moved));
+    size_ = size;
+  }
+
+  std::size_t size() const { return size_; }
+  std::span<std::uint8_t> behind(std::size_t filled) { return {memory_.get() + filled, size_ - filled}; }
+
+  vantrel::Bytes take(std::size_t length) {
+    if (length == 0) return {};
+    enlarge(length);
+    const std::shared_ptr<const std::uint8_t> owner(std::move(memory_));
+    return vantrel::Bytes::sharing({owner.get(), length}, owner);
+  }
+
+ private:
+  struct Free {
+    void operator()(std::uint8_t* memory) const { std::free(memory); }
+  };
+
+  std::unique_ptr<std::uint8_t, Free> memory_;
+  std::size_t size_ = 0;
+};
 
 template <typename T>
 std::optional<T> parseWhole(std::string_view digits, int base) {
@@ -43,55 +104,36 @@ std::optional<T> parseWhole(std::string_view digits, int base) {
 }  // namespace
 
 bool readPieces(const std::string& path, const std::function<bool(const vantrel::Bytes&)>& take) {
-  const bool standard = path == "-";
-  const int descriptor = standard ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  const auto tell = [&] { message(nameOfInput(path) + ": " + std::strerror(errno)); };
-  if (descriptor < 0) {
-    tell();
-    return false;
-  }
-  ssize_t count = 0;
-  do {
+  Source source(path);
+  for (bool more = true; more && !source.failed();) {
     std::vector<std::uint8_t> piece(kPiece);
-    count = fill(descriptor, piece);
-    if (count < 0) tell();
-    if (count <= 0) break;
-    piece.resize(static_cast<std::size_t>(count));
-    if (!take(vantrel::Bytes(std::move(piece)))) break;
-  } while (static_cast<std::size_t>(count) == kPiece);
-  if (!standard) close(descriptor);
-  return count >= 0;
+    piece.resize(source.fill(piece));
+    more = piece.size() == kPiece;
+    if (source.failed() || piece.empty() || !take(vantrel::Bytes(std::move(piece)))) break;
+  }
+  return !source.failed();
 }
 
 std::optional<vantrel::Bytes> readAll(const std::string& path) {
-  std::vector<std::uint8_t> contents;
-  const bool read = readPieces(path, [&](const vantrel::Bytes& piece) {
-    contents.insert(contents.end(), piece.begin(), piece.end());
-    return true;
-  });
-  if (!read) return std::nullopt;
-  return vantrel::Bytes(std::move(contents));
+  return readAtMost(path, std::numeric_limits<std::uint64_t>::max());
 }
 
-std::optional<vantrel::Bytes> readAtMost(const std::string& path, std::uint64_t most) try {
+std::optional<vantrel::Bytes> readAtMost(const std::string& path, std::uint64_t most) {
   const std::uint64_t expected = sizeOfInput(path).value_or(0);
   bool fits = expected <= most;
-  bool read = true;
-  std::vector<std::uint8_t> contents;
-  if (fits) {
-    contents.reserve(expected);
-    read = readPieces(path, [&](const vantrel::Bytes& piece) {
-      fits = piece.size() <= most - contents.size();
-      if (fits) contents.insert(contents.end(), piece.begin(), piece.end());
-      return fits;
-    });
+  std::optional<Source> source;
+  Room room;
+  std::size_t filled = 0;
+  if (fits) source.emplace(path);
+  while (fits && filled == room.size() && !source->failed()) {
+    // A byte more than expected shows the end.
+    room.enlarge(std::max(kPiece, filled == 0 ? expected + 1 : filled + filled / 2));
+    filled += source->fill(room.behind(filled));
+    fits = filled <= most;
   }
   if (!fits) message(nameOfInput(path) + ": too large: more than " + std::to_string(most) + " bytes");
-  if (!fits || !read) return std::nullopt;
-  return vantrel::Bytes(std::move(contents));
-} catch (const std::bad_alloc&) {
-  message(nameOfInput(path) + ": not enough memory");
-  return std::nullopt;
+  if (!fits || source->failed()) return std::nullopt;
+  return room.take(filled);
 }
 
 std::optional<std::uint64_t> sizeOfInput(const std::string& path) {

@@ -14,10 +14,10 @@ namespace app {
 /// when reading failed; that `take` ended it is no failure.
 bool readPieces(const std::string& path, const std::function<bool(const vantrel::Bytes&)>& take);
 
-/// The whole contents.
+/// The whole contents, read once to where they stay.
 std::optional<vantrel::Bytes> readAll(const std::string& path);
 
-/// The whole contents, when they are `most` bytes at most. A larger file is refused before it is read.
+/// The same, when they are `most` bytes at most. A larger file is refused before it is read.
 std::optional<vantrel::Bytes> readAtMost(const std::string& path, std::uint64_t most);
 
 /// How many bytes there are to read; absent for what only its end tells, like a pipe.
