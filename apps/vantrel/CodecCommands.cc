@@ -106,7 +106,10 @@ int aes(Direction direction, const std::string& keyDigits, const std::string& pa
   return read && written ? file.finish() : kFailed;
 }
 
-int md5(const std::string& text, const std::optional<std::string>& key) {
+int md5(const std::string& argument, const std::optional<std::string>& key) {
+  const auto contents = argument == "-" ? readAll(argument) : Bytes::copyOf(argument);
+  if (!contents) return kFailed;
+  const std::string_view text = contents->text();
   const std::string digest = key ? KWHmacMD5::HmacMD5String_Key(text, *key) : KWHmacMD5::HmacMD5String(text);
   return writeLine(digest) ? kDone : kFailed;
 }
@@ -172,7 +175,8 @@ void registerChecksums(Command& program) {
       program.add("md5", "MD5 of a text in uppercase digits, or its HMAC-MD5 in lowercase ones",
                   "vantrel md5 abc                # 900150983CD24FB0D6963F7D28E17F72\n"
                   "vantrel md5 abc --key secret   # d9bf7c3a63eae7031c4e6d7c9b78ba93");
-  const auto text = md5Command.argument("TEXT", "the text, byte by byte as it stands on the command line");
+  const auto text = md5Command.argument(
+      "TEXT", "the text, byte by byte as it stands here; -: standard input, to its last byte");
   const auto key = md5Command.option("--key", "KEY", "give the HMAC-MD5 under this key");
   md5Command.run([=] { return md5(*text, *key); });
 }

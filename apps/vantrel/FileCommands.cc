@@ -30,18 +30,33 @@ int tree(const std::string& folder, bool json) {
   return written ? kDone : kFailed;
 }
 
-int sizeText(const std::string& text) {
-  const auto bytes = parseSigned(text);
-  if (!bytes) return wrongUsage("BYTES must be a whole number of 64 bits: " + text);
+int sizeText(const std::string& argument) {
+  const auto text = textOf(argument);
+  if (!text) return kFailed;
+  const auto bytes = parseSigned(*text);
+  if (!bytes) return wrongUsage("BYTES must be a whole number of 64 bits: " + *text);
   return writeLine(KWFile::fileByte(*bytes)) ? kDone : kFailed;
 }
 
-int sizeOf(const std::string& path, bool json) {
+/// Absent, with a message, when there is nothing to measure.
+std::optional<std::int64_t> measured(const std::string& path) {
   std::error_code error;
-  if (!std::filesystem::exists(path, error)) return failed("nothing is at " + path);
-  const std::int64_t bytes = KWFile::sizeOfFile(path);
-  if (!json) return writeLine(std::to_string(bytes)) ? kDone : kFailed;
-  const auto both = ValueTree::dictionary({{"bytes", bytes}, {"text", KWFile::fileByte(bytes)}});
+  if (path != "-" && std::filesystem::exists(path, error)) return KWFile::sizeOfFile(path);
+  std::int64_t bytes = 0;
+  const auto count = [&](const vantrel::Bytes& piece) {
+    bytes += static_cast<std::int64_t>(piece.size());
+    return true;
+  };
+  if (path == "-" && readPieces(path, count)) return bytes;
+  if (path != "-") message("nothing is at " + path);
+  return std::nullopt;
+}
+
+int sizeOf(const std::string& path, bool json) {
+  const auto bytes = measured(path);
+  if (!bytes) return kFailed;
+  if (!json) return writeLine(std::to_string(*bytes)) ? kDone : kFailed;
+  const auto both = ValueTree::dictionary({{"bytes", *bytes}, {"text", KWFile::fileByte(*bytes)}});
   return writeJson(both) ? kDone : kFailed;
 }
 
@@ -61,11 +76,11 @@ void registerFileCommands(Command& program) {
 
   Command size =
       files.add("size", "A count of bytes as text for people", "vantrel files size 1572864   # 1.50Mb");
-  const auto bytes = size.argument("BYTES", "the count");
+  const auto bytes = size.argument("BYTES", "the count; -: standard input");
   size.run([=] { return sizeText(*bytes); });
 
   Command measure = files.add("sizeof", "The size of a file in bytes", "vantrel files sizeof song.mp3");
-  const auto path = measure.argument("FILE", "the file");
+  const auto path = measure.argument("FILE", "the file; -: standard input, which is read to its end");
   const auto sizeJson = measure.flag("--json", "print JSON, with the text for people");
   measure.run([=] { return sizeOf(*path, *sizeJson); });
 }

@@ -136,6 +136,16 @@ std::optional<vantrel::Bytes> readAtMost(const std::string& path, std::uint64_t 
   return room.take(filled);
 }
 
+std::optional<std::string> textOf(const std::string& argument) {
+  if (argument != "-") return argument;
+  const auto contents = readAll(argument);
+  if (!contents) return std::nullopt;
+  std::string text(contents->text());
+  if (text.ends_with('\n')) text.pop_back();
+  if (text.ends_with('\r')) text.pop_back();
+  return text;
+}
+
 std::optional<std::uint64_t> sizeOfInput(const std::string& path) {
   struct stat status {};
   const bool standard = path == "-";

@@ -23,6 +23,9 @@ std::optional<vantrel::Bytes> readAtMost(const std::string& path, std::uint64_t 
 /// How many bytes there are to read; absent for what only its end tells, like a pipe.
 std::optional<std::uint64_t> sizeOfInput(const std::string& path);
 
+/// The text that an argument gives: itself, or what standard input holds ("-"), without a line end.
+std::optional<std::string> textOf(const std::string& argument);
+
 /// What messages call the input.
 std::string nameOfInput(const std::string& path);
 

@@ -34,8 +34,8 @@ std::optional<std::vector<int>> parseIntegers(std::string_view text) {
   return numbers;
 }
 
-int sort(bool descending) {
-  const auto text = readAll("-");
+int sort(const std::string& path, bool descending) {
+  const auto text = readAll(path);
   if (!text) return kFailed;
   auto numbers = parseIntegers(text->text());
   if (!numbers) return kFailed;
@@ -73,11 +73,13 @@ int shuffle(const std::string& path) {
 }  // namespace
 
 void registerListCommands(Command& program) {
-  Command sorting = program.add("sort", "Integers of standard input in order, one a line",
+  Command sorting = program.add("sort", "Integers in order, one a line",
                                 "echo 3 -1 2 | vantrel sort\n"
-                                "vantrel sort --descending < numbers.txt");
+                                "vantrel sort --descending numbers.txt");
+  const auto numbers =
+      sorting.argument("FILE", "the integers, between white space; - or none: standard input", "-");
   const auto descending = sorting.flag("--descending", "largest first");
-  sorting.run([=] { return sort(*descending); });
+  sorting.run([=] { return sort(*numbers, *descending); });
 
   Command shuffling =
       program.add("shuffle", "Lines in random order", "vantrel shuffle songs.txt\nls | vantrel shuffle");

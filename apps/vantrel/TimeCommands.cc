@@ -17,6 +17,7 @@ using vantrel::KWTime;
 using vantrel::ValueTree;
 
 constexpr const char* kNotTime = "not a time yyyyMMddHHmmss: ";
+const std::string kTimeHelp = "a time of 14 digits; -: standard input";
 
 int now(bool json) {
   if (!json) return writeLine(KWTime::dateString()) ? kDone : kFailed;
@@ -24,17 +25,24 @@ int now(bool json) {
   return writeJson(both) ? kDone : kFailed;
 }
 
-int add(const std::string& seconds, const std::string& time) {
+int add(const std::string& seconds, const std::string& start) {
   const auto number = parseNumber(seconds);
   if (!number) return wrongUsage("SECONDS must be a number: " + seconds);
-  const auto moved = KWTime::addSec_OnDate(*number, time);
-  if (!moved) return failed(kNotTime + time);
+  const auto time = textOf(start);
+  if (!time) return kFailed;
+  const auto moved = KWTime::addSec_OnDate(*number, *time);
+  if (!moved && KWTime::addSec_OnDate(0, *time))
+    return failed("SECONDS leads out of the calendar: " + seconds);
+  if (!moved) return failed(kNotTime + *time);
   return writeLine(*moved) ? kDone : kFailed;
 }
 
-int difference(const std::string& a, const std::string& b) {
-  const double seconds = KWTime::differenceOfDateA_AndDateB(a, b);
-  if (!std::isfinite(seconds)) return failed(kNotTime + (KWTime::addSec_OnDate(0, a) ? b : a));
+int difference(const std::string& later, const std::string& earlier) {
+  const auto a = textOf(later);
+  const auto b = textOf(earlier);
+  if (!a || !b) return kFailed;
+  const double seconds = KWTime::differenceOfDateA_AndDateB(*a, *b);
+  if (!std::isfinite(seconds)) return failed(kNotTime + (KWTime::addSec_OnDate(0, *a) ? *b : *a));
   char text[32];
   std::snprintf(text, sizeof text, "%.15g", seconds);
   return writeLine(text) ? kDone : kFailed;
@@ -70,9 +78,10 @@ int showMonth(vantrel::Date date) {
 }
 
 int month(const std::optional<std::string>& time, bool json) {
-  const std::string text = time ? *time : KWTime::dateString();
-  const auto date = dateOf(text);
-  if (!date) return failed(kNotTime + text);
+  const auto text = textOf(time.value_or(KWTime::dateString()));
+  if (!text) return kFailed;
+  const auto date = dateOf(*text);
+  if (!date) return failed(kNotTime + *text);
   if (!json) return showMonth(*date);
   const auto fields = ValueTree::dictionary({{"year", KWTime::year(*date)},
                                              {"month", KWTime::month(*date)},
@@ -83,10 +92,12 @@ int month(const std::optional<std::string>& time, bool json) {
   return writeJson(fields) ? kDone : kFailed;
 }
 
-int duration(const std::string& text) {
-  const auto seconds = parseUnsigned(text);
+int duration(const std::string& argument) {
+  const auto text = textOf(argument);
+  if (!text) return kFailed;
+  const auto seconds = parseUnsigned(*text);
   if (!seconds || *seconds > UINT32_MAX)
-    return wrongUsage("SECONDS must be a number from 0 to 4294967295: " + text);
+    return wrongUsage("SECONDS must be a number from 0 to 4294967295: " + *text);
   return writeLine(KWTime::stringFromSec(static_cast<std::uint32_t>(*seconds))) ? kDone : kFailed;
 }
 
@@ -105,25 +116,25 @@ void registerTimeCommands(Command& program) {
   Command adding =
       time.add("add", "A time moved by seconds", "vantrel time add 1 20231231235959   # 20240101000000");
   const auto seconds = adding.argument("SECONDS", "how far, back when negative");
-  const auto start = adding.argument("TIME14", "from when");
+  const auto start = adding.argument("TIME14", "from when; -: standard input");
   adding.run([=] { return add(*seconds, *start); });
 
   Command gap =
       time.add("diff", "Seconds from B to A", "vantrel time diff 20240101000100 20240101000000   # 60");
-  const auto a = gap.argument("A", "a time of 14 digits");
-  const auto b = gap.argument("B", "a time of 14 digits");
+  const auto a = gap.argument("A", kTimeHelp);
+  const auto b = gap.argument("B", kTimeHelp);
   gap.run([=] { return difference(*a, *b); });
 
   Command grid = time.add("month", "The calendar of a time's month",
                           "vantrel time month 20240305140709\nvantrel time month");
-  const auto when = grid.optionalArgument("TIME14", "a time of 14 digits; none: now");
+  const auto when = grid.optionalArgument("TIME14", kTimeHelp + ", none: now");
   const auto gridJson =
       grid.flag("--json", "print the fields as JSON; weekday 1 and firstWeekday 0 are Sunday");
   grid.run([=] { return month(*when, *gridJson); });
 
   Command length =
       time.add("duration", "Seconds as mm:ss or h:mm:ss", "vantrel time duration 3661   # 01:01:01");
-  const auto count = length.argument("SECONDS", "0 to 4294967295");
+  const auto count = length.argument("SECONDS", "0 to 4294967295; -: standard input");
   length.run([=] { return duration(*count); });
 }
 

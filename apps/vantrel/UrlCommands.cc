@@ -1,12 +1,20 @@
 #include "apps/vantrel/Commands.h"
+#include "apps/vantrel/Input.h"
 #include "apps/vantrel/Output.h"
 #include "vantrel/net/KWHttp.h"
 
 namespace app {
 namespace {
 
-int decode(const std::string& text) {
-  const auto decoded = vantrel::KWHttp::decodeURL(text);
+int encode(const std::string& argument) {
+  const auto text = textOf(argument);
+  return text && writeLine(vantrel::KWHttp::encodeURL(*text)) ? kDone : kFailed;
+}
+
+int decode(const std::string& argument) {
+  const auto text = textOf(argument);
+  if (!text) return kFailed;
+  const auto decoded = vantrel::KWHttp::decodeURL(*text);
   if (!decoded) return failed("an invalid percent sequence");
   return writeLine(*decoded) ? kDone : kFailed;
 }
@@ -20,11 +28,11 @@ void registerUrlCommands(Command& program) {
 
   Command encoding =
       url.add("encode", "Encodes what an address cannot hold", "vantrel url encode 'a b?x=1&y=é'");
-  const auto plain = encoding.argument("TEXT", "the readable address");
-  encoding.run([=] { return writeLine(vantrel::KWHttp::encodeURL(*plain)) ? kDone : kFailed; });
+  const auto plain = encoding.argument("TEXT", "the readable address; -: standard input");
+  encoding.run([=] { return encode(*plain); });
 
   Command decoding = url.add("decode", "Undoes percent-encoding", "vantrel url decode 'a%20b'");
-  const auto encoded = decoding.argument("TEXT", "the encoded address");
+  const auto encoded = decoding.argument("TEXT", "the encoded address; -: standard input");
   decoding.run([=] { return decode(*encoded); });
 }
 

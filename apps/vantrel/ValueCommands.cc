@@ -62,8 +62,10 @@ int getSetting(const std::string& key, bool asJson) {
   return (text && !asJson ? writeLine(*text) : writeJson(*value)) ? kDone : kFailed;
 }
 
-int setSetting(const std::string& key, const std::string& text) {
-  const ValueTree value = vantrel::json::parse(text).value_or(ValueTree(text));
+int setSetting(const std::string& key, const std::string& argument) {
+  const auto text = textOf(argument);
+  if (!text) return kFailed;
+  const ValueTree value = vantrel::json::parse(*text).value_or(ValueTree(*text));
   KWTools::setUser_forKey(value, key);
   if (KWTools::getUserByKey(key).value_or(ValueTree()) != value)
     return failed("settings cannot hold this value");
@@ -113,7 +115,8 @@ void registerSettings(Command& program) {
   Command set =
       settings.add("set", "Stores a value", "vantrel settings set volume 0.5\nvantrel settings set name Ada");
   const auto setKey = set.argument("KEY", keyHelp);
-  const auto value = set.argument("VALUE", "JSON, or any other text as it is; null removes the setting");
+  const auto value =
+      set.argument("VALUE", "JSON, or any other text as it is; null removes the setting; -: standard input");
   const auto setName = set.option("--app", "NAME", nameHelp);
   set.run([=] { return chosen(setName, [&] { return setSetting(*setKey, *value); }); });
 

@@ -31,11 +31,19 @@ class Bytes(ProgramTest):
             lines = subprocess.run(["xxd", "-p"], input=data, capture_output=True, check=True).stdout
             self.assertEqual(self.output("unhex", "-", input=lines), data)
 
-    def test_unhex_reads_pairs_that_are_no_digits_as_the_library_does(self):
-        for text, expected in [("5z", b"\x05"), ("zz", b"\0"), ("-1", b"\xff"), ("0x1F", b"\0\x1f"), ("abc", b"\xab")]:
-            self.assertEqual(self.output("unhex", "--", text), expected)
-            self.assertEqual(self.output("unhex", input=text.encode()), expected)
-        self.assertEqual(self.output("unhex", input="é1 aab".encode()), self.output("unhex", "é1aab"))
+    def test_white_space_may_stand_anywhere_in_hexadecimal_text(self):
+        for run in (lambda text: self.output("unhex", text), lambda text: self.output("unhex", input=text.encode())):
+            self.assertEqual(run("4\t1 42\r\n\v4\f3"), b"ABC")
+
+    def test_what_is_no_hexadecimal_text_is_told_with_its_place(self):
+        for text, place in [("xyz", 1), ("41 4z", 5), ("é1", 1), ("0x1F", 2), ("-1", 1), ("4\t11", 4), ("41\n\0", 4)]:
+            for command in ("unhex", "toint", "text"):
+                done = self.run_program(command, "-", input=text.encode())
+                self.assertEqual((done.returncode, f" character {place}\n" in done.stderr.decode()), (1, True))
+                if "\0" not in text:
+                    self.assertIn(f" character {place}\n", self.assert_fails(1, command, "--", text))
+        told = self.run_program("unhex", input=b"41" * 70_000 + b"x").stderr
+        self.assertIn(b"character 140001", told)
 
     def test_int_writes_the_bytes_of_a_number(self):
         for bits, value in [(8, 0), (8, 255), (16, 0x1234), (16, 65535), (32, 0x12345678), (32, 0xFFFFFFFF)]:

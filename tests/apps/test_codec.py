@@ -108,7 +108,7 @@ class Checksums(CodecTest):
 
 class Md5(CodecTest):
     def test_without_a_key_it_is_md5_in_uppercase(self):
-        for text in ("", "abc", "-", "[a,b]", "grün 中文", "x" * 100_000):
+        for text in ("", "abc", "[a,b]", "grün 中文", "x" * 100_000):
             self.assertEqual(self.text("md5", "--", text), hashlib.md5(text.encode()).hexdigest().upper())
         self.assertEqual(self.text("md5", b"\xff\xfe"), hashlib.md5(b"\xff\xfe").hexdigest().upper())
 

@@ -64,6 +64,7 @@ class Times(ProgramTest):
             self.assertIn(bad, self.assert_fails(1, "time", "diff", bad, "20240101000000"))
             self.assertIn(bad, self.assert_fails(1, "time", "diff", "20240101000000", bad))
             self.assertIn(bad, self.assert_fails(1, "time", "month", bad))
+        self.assertIn("SECONDS", self.assert_fails(1, "time", "add", "1e300", "20240101000000"))
         self.assert_fails(2, "time", "add", "soon", "20240101000000")
         self.assert_fails(2, "time", "add", "nan", "20240101000000")
         self.assert_fails(2, "time", "duration", "-1")

@@ -1,5 +1,6 @@
 """What every subcommand has in common: help, exit status, standard output that is closed or full."""
 
+import hashlib
 import hmac
 import os
 import re
@@ -80,6 +81,18 @@ class Usage(ProgramTest):
                 preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_AS, (100 << 20, 100 << 20)),
             )
             self.assertEqual((done.returncode, done.stderr), (1, b"vantrel: not enough memory\n"), arguments)
+
+    def test_a_dash_is_standard_input_wherever_one_text_is_taken(self):
+        self.output("settings", "set", "key", "-", input=b"a value\n")
+        for arguments, input, output in [
+            (["int", "-"], b"258\n", "02010000"), (["toint", "-"], b"0102\n", "258"), (["text", "-"], b"41", "A"),
+            (["md5", "-"], b"abc\n", hashlib.md5(b"abc\n").hexdigest().upper()), (["sort", "-"], b"2\n1\n", "1\n2"),
+            (["url", "encode", "-"], b"a b\r\n", "a%20b"), (["url", "decode", "-"], b"a%20b", "a b"),
+            (["time", "add", "1", "-"], b"20240101000000\n", "20240101000001"), (["time", "duration", "-"], b"65", "01:05"),
+            (["time", "diff", "-", "20240101000000"], b"20240101000001\n", "1"), (["files", "size", "-"], b"1024\n", "1.00Kb"),
+            (["files", "sizeof", "-"], b"12345", "5"), (["settings", "get", "key"], b"", "a value"),
+        ]:
+            self.assertEqual(self.text(*arguments, input=input), output)
 
     def test_the_version_is_printed(self):
         self.assertRegex(self.text("--version"), r"^\d+\.\d+\.\d+$")
