@@ -16,7 +16,7 @@ int prettyPrint(const std::string& path) {
   const auto contents = readAll(path);
   if (!contents) return kFailed;
   const auto value = KWTools::jsonWithData(*contents);
-  if (!value) return failed("not valid JSON");
+  if (!value) return failed(nameOfInput(path) + ": not valid JSON");
   return writeJson(*value) ? kDone : kFailed;
 }
 
@@ -24,7 +24,7 @@ int pack(const std::string& jsonPath, const std::string& archivePath) {
   const auto contents = readAll(jsonPath);
   if (!contents) return kFailed;
   const auto value = KWTools::jsonWithData(*contents);
-  if (!value) return failed("not valid JSON");
+  if (!value) return failed(nameOfInput(jsonPath) + ": not valid JSON");
   const auto archive = KWTools::makeDataByDictionary(*value);
   if (!archive) return failed("an archive cannot hold this value");
   if (archivePath == "-") return write(archive->text()) ? kDone : kFailed;
@@ -37,7 +37,7 @@ int unpack(const std::string& path) {
   const auto contents = readAll(path);
   if (!contents) return kFailed;
   const auto value = KWTools::makeDictionaryByData(*contents);
-  if (!value) return failed("not an archive with a value under its key");
+  if (!value) return failed(nameOfInput(path) + ": not an archive with a value under its key");
   return writeJson(*value) ? kDone : kFailed;
 }
 
@@ -131,7 +131,12 @@ void registerSettings(Command& program) {
 
 void registerValueCommands(Command& program) {
   Command json =
-      program.add("json", "JSON, pretty-printed", "vantrel json settings.json\necho '[1,2]' | vantrel json");
+      program.add("json", "JSON, pretty-printed",
+                  "vantrel json settings.json\n"
+                  "echo '[1,2]' | vantrel json\n"
+                  "\n"
+                  "Fractions and integers past 64 bits become the nearest double, and of a key that\n"
+                  "is repeated the last value stays");
   const auto file = json.argument("FILE", "the JSON; - or none: standard input", "-");
   json.run([=] { return prettyPrint(*file); });
   registerArchive(program);

@@ -20,7 +20,8 @@ class Json(ProgramTest):
 
     def test_what_is_not_json_fails(self):
         for text in (b"abc", b"", b"{", b'{"a":1}x', b'"\xff"', b"[1,]"):
-            self.assertIn("not valid JSON", self.assert_fails(1, "json", input=text))
+            self.assertIn("standard input: not valid JSON", self.assert_fails(1, "json", input=text))
+        self.assertIn("bad.json: not valid JSON", self.assert_fails(1, "json", self.file("bad.json", b"{")))
         self.assert_fails(1, "json", os.path.join(self.home, "missing"))
 
 
