@@ -21,7 +21,7 @@ int tree(const std::string& folder, bool json) {
             [](const std::filesystem::path& a, const std::filesystem::path& b) { return a < b; });
   if (json) {
     auto list = ValueTree::list();
-    for (const auto& path : *paths) list.append(path);
+    for (const auto& path : *paths) list.append(nameAsJson(path));
     return writeJson(list) ? kDone : kFailed;
   }
   const bool shown = outputIsTerminal();
@@ -71,7 +71,8 @@ void registerFileCommands(Command& program) {
   Command listing =
       files.add("tree", "Every path below a folder, in name order", "vantrel files tree ~/Music");
   const auto folder = listing.argument("DIR", "the folder");
-  const auto listJson = listing.flag("--json", "print a JSON list");
+  const auto listJson = listing.flag(
+      "--json", "print a JSON list; a name that is not UTF-8 is an object with its bytes under hex");
   listing.run([=] { return tree(*folder, *listJson); });
 
   Command size =

@@ -96,10 +96,10 @@ std::string escaped(std::string_view text) {
   }
   return shown;
 }
+
 void message(std::string_view text) { logLine("vantrel: " + std::string(text)); }
 
 void logLine(std::string_view line) { std::fputs((escaped(line) + "\n").c_str(), stderr); }
-
 
 int failed(std::string_view text) {
   message(text);
@@ -133,6 +133,11 @@ vantrel::ValueTree asJson(const vantrel::ValueTree& value) {
     default:
       return value;
   }
+}
+
+vantrel::ValueTree nameAsJson(std::string_view name) {
+  if (vantrel::text::isValidUtf8(name)) return name;
+  return vantrel::ValueTree::dictionary({{"hex", vantrel::KWTools::dataToHex(vantrel::Bytes::copyOf(name))}});
 }
 
 bool writeJson(const vantrel::ValueTree& value) {

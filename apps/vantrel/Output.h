@@ -39,6 +39,9 @@ int wrongUsage(std::string_view text);
 /// are not finite null.
 vantrel::ValueTree asJson(const vantrel::ValueTree& value);
 
+/// A name or path, whose bytes need not be UTF-8: text, or else {"hex": ...} with its bytes.
+vantrel::ValueTree nameAsJson(std::string_view name);
+
 /// One value as pretty-printed JSON, or on one line, with what JSON cannot hold replaced as above.
 bool writeJson(const vantrel::ValueTree& value);
 bool writeJsonLine(const vantrel::ValueTree& value);

@@ -18,6 +18,13 @@ class Files(ProgramTest):
         self.assertEqual(self.text("files", "tree", folder).splitlines(), expected)
         self.assertEqual(json.loads(self.text("files", "tree", folder, "--json")), expected)
 
+    def test_names_that_are_not_utf8_are_given_as_their_bytes(self):
+        self.file("t/ok")
+        self.file(b"t/\xff".decode(errors="surrogateescape"))
+        folder = os.path.join(self.home, "t")
+        self.assertEqual(json.loads(self.text("files", "tree", folder, "--json")), ["ok", {"hex": "ff"}])
+        self.assertEqual(self.output("files", "tree", folder), b"ok\n\xff\n")
+
     def test_tree_of_what_is_no_folder_fails(self):
         self.assert_fails(1, "files", "tree", self.file("f"))
         self.assert_fails(1, "files", "tree", os.path.join(self.home, "missing"))
