@@ -1,40 +1,66 @@
 #include "apps/vantrel/PlayList.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <array>
 #include <filesystem>
+#include <set>
 #include <string_view>
+#include <utility>
 
 #include "apps/vantrel/Output.h"
-#include "vantrel/system/KWFile.h"
 
 namespace app {
 namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::array<std::string_view, 25> kExtensions = {
-    ".3ga", ".aac", ".ac3", ".aif", ".aiff", ".amr",  ".ape", ".au",  ".caf", ".flac", ".m4a", ".m4b", ".mka",
-    ".mp2", ".mp3", ".mpc", ".oga", ".ogg",  ".opus", ".snd", ".spx", ".wav", ".weba", ".wma", ".wv"};
+// What the plug-ins that the set-up installs can open.
+constexpr std::array<std::string_view, 23> kExtensions = {
+    ".3ga", ".aac", ".ac3", ".aif", ".aiff", ".amr",  ".ape", ".au",  ".flac", ".m4a",  ".m4b", ".mka",
+    ".mp2", ".mp3", ".mpc", ".oga", ".ogg",  ".opus", ".snd", ".spx", ".wav",  ".weba", ".wv"};
 
-bool isHidden(const fs::path& path) {
-  return std::any_of(path.begin(), path.end(),
-                     [](const fs::path& part) { return part.native().starts_with('.'); });
-}
-
-std::vector<fs::path> audioFilesBelow(const fs::path& folder) {
-  const auto all = vantrel::KWFile::subPaths(folder.native());
-  if (!all) message("cannot read the folder " + folder.native());
-  std::vector<fs::path> files;
-  for (const fs::path path : all.value_or(std::vector<std::string>())) {
-    std::error_code error;
-    if (hasAudioExtension(path) && !isHidden(path) && fs::is_regular_file(folder / path, error))
-      files.push_back(path);
+/// The audio files below a folder. What links lead to is looked at once everything else has been, and no
+/// folder twice: links may go round in circles.
+class Search {
+ public:
+  explicit Search(const fs::path& folder) : folders_{folder} {
+    while (!folders_.empty() || !links_.empty()) {
+      auto& next = folders_.empty() ? links_ : folders_;
+      const fs::path path = *next.begin();
+      next.erase(next.begin());
+      look(path);
+    }
   }
-  std::sort(files.begin(), files.end());
-  for (fs::path& file : files) file = folder / file;
-  return files;
-}
+
+  const std::set<fs::path>& files() const { return files_; }
+
+ private:
+  void look(const fs::path& folder) {
+    struct stat status {};
+    if (stat(folder.c_str(), &status) == 0 && !seen_.emplace(status.st_dev, status.st_ino).second) return;
+    std::error_code error;
+    for (fs::directory_iterator entry(folder, error); !error && entry != fs::directory_iterator();
+         entry.increment(error))
+      take(*entry);
+    if (error) message("cannot read the folder " + folder.native() + ": " + error.message());
+  }
+
+  void take(const fs::directory_entry& entry) {
+    std::error_code error;
+    if (entry.path().filename().native().starts_with('.')) return;
+    if (entry.is_directory(error))
+      (entry.is_symlink(error) ? links_ : folders_).insert(entry.path());
+    else if (hasAudioExtension(entry.path()) && entry.is_regular_file(error))
+      files_.insert(entry.path());
+  }
+
+  std::set<fs::path> folders_;
+  std::set<fs::path> links_;
+  std::set<fs::path> files_;
+  std::set<std::pair<dev_t, ino_t>> seen_;
+};
 
 }  // namespace
 
@@ -60,7 +86,8 @@ vantrel::MusicList collectMusic(const std::vector<std::string>& paths) {
     if (!fs::is_directory(path, error)) {
       append(path);
     } else {
-      for (const fs::path& file : audioFilesBelow(path)) append(file);
+      const Search search(path);
+      for (const fs::path& file : search.files()) append(file);
     }
   }
   return list;

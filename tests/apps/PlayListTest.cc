@@ -50,6 +50,16 @@ TEST_F(PlayList, OnlyAudioFilesOfAFolderCount) {
   EXPECT_EQ(names({folder_}), std::vector<std::string>{"a.mp3"});
 }
 
+TEST_F(PlayList, LinksToFoldersAreFollowedAndEachFolderCountsOnce) {
+  for (const char* name : {"music/z/1.mp3", "far/2.mp3", "far/.hidden/3.mp3"}) file(name);
+  const std::pair<const char*, const char*> links[] = {
+      {".", "music/here"},          {"..", "music/z/up"},     {"../far", "music/a"},
+      {"../../far", "music/z/far"}, {"circle", "far/circle"}, {"../far/.hidden", "music/shown"}};
+  for (const auto& [target, name] : links) fs::create_symlink(target, folder_ / name);
+  EXPECT_EQ(names({folder_ / "music"}),
+            (std::vector<std::string>{"music/a/2.mp3", "music/shown/3.mp3", "music/z/1.mp3"}));
+}
+
 TEST_F(PlayList, FilesThatAreNamedCountWhateverTheyAre) {
   const fs::path text = file("notes.txt");
   const fs::path hidden = file(".hidden.mp3");
