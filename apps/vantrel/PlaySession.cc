@@ -26,7 +26,7 @@ constexpr std::uint64_t kPlaying = 1;
 constexpr auto kRedrawInterval = std::chrono::milliseconds(100);
 constexpr float kVolumeStep = 0.05F;
 
-constexpr auto kSignals = {SIGINT, SIGTERM, SIGHUP, SIGTSTP, SIGCONT, SIGWINCH};
+constexpr auto kSignals = {SIGINT, SIGQUIT, SIGTERM, SIGHUP, SIGTSTP, SIGCONT, SIGWINCH};
 
 std::string timeText(double seconds) {
   const double whole = std::isfinite(seconds) ? std::clamp(seconds, 0.0, 4294967295.0) : 0;

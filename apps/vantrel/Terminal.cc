@@ -18,10 +18,15 @@ namespace {
 
 termios earlier;  // of standard input, while keys are read
 
+/// Without those that whoever started the program has had ignored (nohup): blocked ones would come all the
+/// same.
 sigset_t setOf(std::initializer_list<int> signals) {
   sigset_t set;
   sigemptyset(&set);
-  for (const int signal : signals) sigaddset(&set, signal);
+  for (const int signal : signals) {
+    struct sigaction action {};
+    if (sigaction(signal, nullptr, &action) == 0 && action.sa_handler != SIG_IGN) sigaddset(&set, signal);
+  }
   return set;
 }
 

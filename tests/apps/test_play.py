@@ -196,7 +196,7 @@ class Remembered(PlayTest):
             self.assertEqual((done.returncode, done.stdout.splitlines()[-1]), (0, b"KW_AU_NOTE KW_FINISH"), done.stderr)
 
     def test_signals_end_it_with_everything_remembered(self):
-        for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
+        for number in (signal.SIGINT, signal.SIGQUIT, signal.SIGTERM, signal.SIGHUP):
             program = self.start("--json", "--start", "1", *[self.tone(f"{name}.wav", 20) for name in "ab"])
             program.expect(PLAY)
             program.progress()

@@ -91,7 +91,7 @@ class Modes(PlayTest):
         self.assertGreater(program.screen.rfind(b"\x1b[?25h"), program.screen.rfind(b"\x1b[?25l"))
 
     def test_they_are_single_keys_while_it_runs_and_what_they_were_afterwards(self):
-        for end in ("q", signal.SIGINT, signal.SIGTERM, signal.SIGHUP, "\x03"):
+        for end in ("q", signal.SIGINT, signal.SIGTERM, signal.SIGHUP, "\x03", "\x1c"):
             program = self.start(self.tone("a.wav", 20), on_terminal=True)
             program.see("▶", "00:20")
             self.assertFalse(termios.tcgetattr(program.side)[3] & (termios.ICANON | termios.ECHO))
