@@ -24,9 +24,10 @@ std::string progressText(const ValueTree& progress) {
 
 }  // namespace
 
-std::string jsonLineOf(const vantrel::Notification& event) {
+std::string jsonLineOf(const vantrel::Notification& event, const std::optional<ValueTree>& track) {
   auto line = ValueTree::dictionary({{"name", event.name}, {"object", valueOf(event.object)}});
   if (event.userInfo != nullptr) line.set("userInfo", valueOf(event.userInfo));
+  if (track) line.set("track", *track);
   return vantrel::json::writeCompact(line).value_or("{\"name\":null,\"object\":null}");
 }
 

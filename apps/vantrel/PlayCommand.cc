@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include "apps/vantrel/Commands.h"
 #include "apps/vantrel/Output.h"
 #include "apps/vantrel/PlayList.h"
@@ -10,6 +12,9 @@ namespace app {
 namespace {
 
 int play(const std::vector<std::string>& paths, const PlayOptions& options, bool showLog) {
+  if (std::find(paths.begin(), paths.end(), "-") != paths.end())
+    return wrongUsage(
+        "standard input cannot be played, for one can only seek in a file (a file of that name is ./-)");
   const vantrel::MusicList list = collectMusic(paths);
   if (list.empty()) return failed("no audio files to play");
   if (options.start && *options.start >= static_cast<std::int64_t>(list.size()))
@@ -33,15 +38,20 @@ void registerPlayCommand(Command& program) {
                   "vantrel play --resume ~/Music            # go on where the last one was left\n"
                   "vantrel play --json --seconds 10 a.ogg   # every event as JSON\n"
                   "\n"
-                  "Keys: space pause or continue, n next, b or p previous, m mode, + - volume, q quit");
-  const auto paths = command.arguments("PATH", "audio files, and folders of them at any depth");
+                  "Keys: space pause or continue, n or right next, b, p or left previous, m mode,\n"
+                  "+ - or up down volume, q quit");
+  const auto paths =
+      command.arguments("PATH", "audio files, and folders of them at any depth, also behind links");
   const auto mode = command.integerOption(
       "--mode", "0 loop, 1 repeat one, 2 shuffle, 3 list once (3, with --resume the remembered one)", 0, 3);
   const auto start =
       command.integerOption("--start", "begin with the N-th file, counted from 0", 0, INT32_MAX);
-  const auto resume = command.flag("--resume", "begin with the remembered track, mode and position");
+  const auto resume = command.flag(
+      "--resume",
+      "begin with the remembered track, mode and position; after a list that ended, with its first");
   const auto seconds = command.secondsOption("--seconds", "end after S seconds");
-  const auto json = command.flag("--json", "print every event as a line of JSON");
+  const auto json =
+      command.flag("--json", "print every event as a line of JSON; KW_UPDATE tells the track too");
   const auto log = command.flag("--log", "print the library's log, and events instead of the live line");
   command.exclusive("--start", "--resume");
   command.run([=] {

@@ -1,7 +1,6 @@
 #include "apps/vantrel/PlaySession.h"
 
 #include <algorithm>
-#include <charconv>
 #include <chrono>
 #include <cmath>
 #include <csignal>
@@ -9,7 +8,7 @@
 #include "apps/vantrel/Command.h"
 #include "apps/vantrel/EventLines.h"
 #include "apps/vantrel/Output.h"
-#include "vantrel/codec/KWTools.h"
+#include "apps/vantrel/Remembered.h"
 #include "vantrel/platform/Host.h"
 #include "vantrel/platform/loop/RunLoop.h"
 #include "vantrel/system/KWTime.h"
@@ -38,6 +37,13 @@ std::string titleOf(const KWAudioPlayer& player) {
   return entry ? entry->mTitle().value_or("") : "";
 }
 
+vantrel::ValueTree trackOf(const KWAudioPlayer& player) {
+  const auto entry = player.mNowItem();
+  return vantrel::ValueTree::dictionary({{"index", player.play_index()},
+                                         {"count", player.sonyCount()},
+                                         {"path", nameAsJson(entry ? entry->mPath().value_or("") : "")}});
+}
+
 }  // namespace
 
 PlaySession::PlaySession(const PlayOptions& options)
@@ -56,25 +62,18 @@ int PlaySession::run(const vantrel::MusicList& list) {
     loop.at(loop.clock().now() + vantrel::durationOfSeconds(*options_.seconds), [this] { end(); });
   if (!ended_) loop.run();
   finish();
-  const int status = finishOutput(anythingPlayed_ ? kDone : kFailed);
-  if (endedBySignal_ != 0) SignalWatch::takeDefault(endedBySignal_);
-  return status;
-}
-
-PlaySession::Remembered PlaySession::remembered() {
-  Remembered last{KWAudioPlayer::getPlayIndex(), kListOnce, KWAudioPlayer::getPlayProgress()};
-  const auto stored = vantrel::KWTools::getUserByKey("KW_AUDIO_PLAYMODE");
-  const auto text = stored ? stored->asString().value_or("") : "";
-  std::uint64_t mode = kModes;
-  std::from_chars(text.data(), text.data() + text.size(), mode);
-  if (mode < kModes) last.mode = mode;
-  return last;
+  if (endedBySignal_ != 0) {
+    finishOutput(kFailed);
+    SignalWatch::takeDefault(endedBySignal_);
+  }
+  return anythingPlayed_ ? kDone : kFailed;
 }
 
 /// The settings are read before anything plays, for playing writes them.
 void PlaySession::start(const vantrel::MusicList& list) {
-  Remembered from{options_.start.value_or(0), kListOnce, 0};
-  if (options_.resume) from = remembered();
+  Remembered from = options_.resume ? remembered() : Remembered{};
+  if (options_.start) from.index = *options_.start;
+  rememberListEnd(false);
   if (from.index < 0 || from.index >= static_cast<std::int64_t>(list.size())) {
     tell("the remembered track " + std::to_string(from.index) +
          " is not in this list: starting with the first");
@@ -99,6 +98,7 @@ void PlaySession::finish() {
   if (hasPosition && player_->mState() != 0) player_->progressShow();
   player_->didStop();
   KWAudioPlayer::savePlayIndex();
+  rememberListEnd(listEnded_);
   leaveTerminal();
   player_->setMPlayer(nullptr);
   events_ = {};
@@ -125,16 +125,22 @@ void PlaySession::onEvent(const vantrel::Notification& event) {
   const auto note = event.object != nullptr ? event.object->asString() : std::nullopt;
   if (event.name == "KW_UPDATE") noteEntryStarted();
   if (event.name == "KW_AU_NOTE" && note == "KW_ERROR") noteDecodeError();
-  if (event.name == "KW_AU_NOTE" && note == "KW_FINISH") noteFinished();
+  if (event.name == "KW_AU_NOTE" && note == "KW_FINISH") endList();
   followState();
 }
 
 void PlaySession::printEvent(const vantrel::Notification& event) {
   if (options_.live) return;
-  std::string line = options_.json ? jsonLineOf(event) : textLineOf(event);
-  if (!options_.json && event.name == "KW_UPDATE" && player_ != nullptr)
-    line += " " + std::to_string(player_->play_index() + 1) + "/" + std::to_string(player_->sonyCount()) +
-            " " + printable(titleOf(*player_));
+  const bool started = event.name == "KW_UPDATE" && player_ != nullptr;
+  std::string line;
+  if (options_.json) {
+    line = jsonLineOf(event, started ? std::optional(trackOf(*player_)) : std::nullopt);
+  } else {
+    line = textLineOf(event);
+    if (started)
+      line += " " + std::to_string(player_->play_index() + 1) + "/" + std::to_string(player_->sonyCount()) +
+              " " + escaped(titleOf(*player_));
+  }
   if (!writeLine(line) || !flushOutput()) loseOutput();
 }
 
@@ -154,12 +160,15 @@ void PlaySession::noteDecodeError() {
   entryOpened_ = false;
 }
 
-void PlaySession::noteFinished() { end(); }
+void PlaySession::endList() {
+  listEnded_ = true;
+  end();
+}
 
 void PlaySession::noteUnplayable(const std::string& why) {
   tell(titleOf(*player_) + " " + why);
   unplayable_.insert(player_->play_index());
-  if (static_cast<std::int64_t>(unplayable_.size()) >= player_->sonyCount() || atEndOfListOnce()) end();
+  if (static_cast<std::int64_t>(unplayable_.size()) >= player_->sonyCount() || atEndOfListOnce()) endList();
 }
 
 void PlaySession::onKey(char key) {

@@ -35,14 +35,6 @@ class PlaySession {
   static void blockSignals();
 
  private:
-  /// What the settings remember of the session before.
-  struct Remembered {
-    std::int64_t index = 0;
-    std::uint64_t mode = 0;
-    double progress = 0;
-  };
-  static Remembered remembered();
-
   void start(const vantrel::MusicList& list);
   void finish();
   void end();
@@ -52,7 +44,7 @@ class PlaySession {
   void printEvent(const vantrel::Notification& event);
   void noteEntryStarted();
   void noteDecodeError();
-  void noteFinished();
+  void endList();
   void noteUnplayable(const std::string& why);
 
   void onKey(char key);
@@ -77,6 +69,7 @@ class PlaySession {
   bool drawing_ = false;  // the live line is ours to draw: the program is in the foreground
 
   bool ended_ = false;
+  bool listEnded_ = false;  // by itself, so that nothing is left to go on with
   bool outputLost_ = false;
   bool anythingPlayed_ = false;
   bool entryOpened_ = false;           // the current entry could be opened

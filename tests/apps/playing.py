@@ -38,6 +38,7 @@ class Running:
         self.modes = termios.tcgetattr(self.side)
         self.screen = b""
         self.events = []
+        self.tracks = []  # of the updates among them
         self.unread = b""
         self.process = subprocess.Popen(
             [*wrapped_by, PROGRAM, "play", *arguments],
@@ -86,8 +87,14 @@ class Running:
             self.test.assertTrue(part, f"the program ended after {self.events}")
             self.unread += part
         line, self.unread = self.unread.split(b"\n", 1)
-        self.events.append(json.loads(line))
+        self.keep(line)
         return self.events[-1]
+
+    def keep(self, line):
+        told = json.loads(line)
+        if told["name"] == "KW_UPDATE":
+            self.tracks.append(told.pop("track"))
+        self.events.append(told)
 
     def progress(self):
         """The next progress event's object."""
@@ -130,7 +137,8 @@ class Running:
                 self.screen += os.read(self.terminal, 65536)
         else:
             rest = self.unread + self.process.stdout.read()
-            self.events += [json.loads(line) for line in rest.splitlines()]
+            for line in rest.splitlines():
+                self.keep(line)
         return self.process.wait(PATIENCE)
 
     def messages(self):

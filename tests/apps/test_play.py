@@ -74,6 +74,14 @@ class Events(PlayTest):
         program.press("q")
         self.assertEqual(program.wait(), 0)
 
+    def test_json_tells_which_file_plays(self):
+        files = [self.tone("a.wav", 0.3), self.tone("b.wav", 0.3).encode() + b"\xff"]
+        os.rename(files[1][:-1], files[1])
+        program = self.start("--json", *files)
+        self.assertEqual(program.wait(), 0)
+        paths = [files[0], {"hex": files[1].hex()}]
+        self.assertEqual(program.tracks, [{"index": n, "count": 2, "path": paths[n]} for n in (0, 1)])
+
     def test_repeat_one_plays_the_entry_again(self):
         program = self.start("--json", "--mode", "1", self.tone("a.wav", 0.5), self.tone("b.wav", 0.5))
         for _ in range(3):
@@ -127,9 +135,10 @@ class Events(PlayTest):
         self.assertEqual(process.wait(), 1)
 
     def test_the_log_is_shown_when_asked(self):
-        done = self.run_program("play", "--log", self.tone("a.wav", 0.3))
+        done = self.run_program("play", "--log", self.tone("a\n.wav", 0.3))
         self.assertEqual(done.returncode, 0)
-        self.assertIn(b"KWAudioPlayer a.wav size:4844", done.stderr)
+        self.assertIn(rb"KWAudioPlayer a\x0a.wav size:4844", done.stderr)
+        self.assertIn(rb"KW_UPDATE 1/1 a\x0a.wav", done.stdout)
 
 
 class Remembered(PlayTest):
@@ -168,6 +177,17 @@ class Remembered(PlayTest):
         self.assertEqual(self.setting("KW_AUDIO_PLAYINDEX"), "1")
         self.assertEqual(self.setting("KW_AUDIO_PLAYMODE"), "1")
         self.assertAlmostEqual(float(self.setting("KW_AUDIO_PLAYPROGRESS")), 0.5, delta=0.05)
+
+    def test_resume_after_a_list_that_ended_begins_with_its_first(self):
+        for last in (self.tone("b.wav", 1.5), self.file("unplayable.wav")):
+            files = [self.tone("a.wav", 1.5), last]
+            self.start("--json", "--start", "1", *files).wait()
+            again = self.start("--json", "--resume", *files)
+            again.expect(PLAY)
+            again.expect(UPDATE)
+            self.assertEqual(again.tracks[0]["index"], 0)
+            again.press("q")
+            again.wait()
 
     def test_without_resume_a_list_starts_at_its_beginning_in_list_once_mode(self):
         for key, value in [("INDEX", "1"), ("PROGRESS", "0.50"), ("MODE", "1")]:
@@ -237,6 +257,7 @@ class Unplayable(PlayTest):
         os.mkdir(os.path.join(self.home, "empty"))
         self.assertIn("no audio files", self.assert_fails(1, "play", os.path.join(self.home, "empty")))
         self.assert_fails(2, "play", "--start", "1", self.tone("a.wav", 0.1))
+        self.assertIn("standard input", self.assert_fails(2, "play", self.tone("a.wav", 0.1), "-"))
 
 
 if __name__ == "__main__":

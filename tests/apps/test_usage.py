@@ -57,10 +57,6 @@ class Usage(ProgramTest):
         for name in ("[a,b]", "{}"):  # of a list of values
             self.assertIn(b"KW_UPDATE 1/1 " + name.encode(), self.run_program("play", name).stdout)
 
-    def test_names_in_messages_cannot_steer_the_terminal(self):
-        told = self.assert_fails(1, "hex", b"a\x1b[31m\n\x7f\xff\xc2\x9b\xc3\xa9")
-        self.assertEqual(told, "vantrel: a\\x1b[31m\\x0a\\x7f\\xff\\xc2\\x9bé: No such file or directory\n")
-
     def test_a_word_that_nothing_takes_is_named(self):
         for arguments, told in [
             (["nonsense"], "vantrel has no command nonsense"),
@@ -70,17 +66,9 @@ class Usage(ProgramTest):
         ]:
             self.assertIn(told, self.assert_fails(2, *arguments))
 
-    @unittest.skipIf(SANITIZED, "sanitizers reserve more than there is")
-    def test_too_little_memory_is_told(self):
-        words = self.file("words", b"1 " * 20_000_000)
-        list = self.file("list", b"[" + b"1," * 20_000_000 + b"1]")
-        for arguments in (["sort", words], ["shuffle", words], ["json", list],
-                          ["archive", "pack", list, "-o", "-"]):
-            done = subprocess.run(
-                [PROGRAM, *arguments], capture_output=True, env=self.environment,
-                preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_AS, (100 << 20, 100 << 20)),
-            )
-            self.assertEqual((done.returncode, done.stderr), (1, b"vantrel: not enough memory\n"), arguments)
+    def test_names_in_messages_cannot_steer_the_terminal(self):
+        told = self.assert_fails(1, "hex", b"a\x1b[31m\n\x7f\xff\xc2\x9b\xc3\xa9")
+        self.assertEqual(told, "vantrel: a\\x1b[31m\\x0a\\x7f\\xff\\xc2\\x9bé: No such file or directory\n")
 
     def test_a_dash_is_standard_input_wherever_one_text_is_taken(self):
         self.output("settings", "set", "key", "-", input=b"a value\n")
@@ -93,6 +81,18 @@ class Usage(ProgramTest):
             (["files", "sizeof", "-"], b"12345", "5"), (["settings", "get", "key"], b"", "a value"),
         ]:
             self.assertEqual(self.text(*arguments, input=input), output)
+
+    @unittest.skipIf(SANITIZED, "sanitizers reserve more than there is")
+    def test_too_little_memory_is_told(self):
+        words = self.file("words", b"1 " * 20_000_000)
+        list = self.file("list", b"[" + b"1," * 20_000_000 + b"1]")
+        for arguments in (["sort", words], ["shuffle", words], ["json", list],
+                          ["archive", "pack", list, "-o", "-"]):
+            done = subprocess.run(
+                [PROGRAM, *arguments], capture_output=True, env=self.environment,
+                preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_AS, (100 << 20, 100 << 20)),
+            )
+            self.assertEqual((done.returncode, done.stderr), (1, b"vantrel: not enough memory\n"), arguments)
 
     def test_the_version_is_printed(self):
         self.assertRegex(self.text("--version"), r"^\d+\.\d+\.\d+$")
@@ -126,11 +126,11 @@ class Usage(ProgramTest):
         with open(target, "rb") as archive:
             self.assertEqual(archive.read(8), b"bplist00")
 
-    def test_a_full_disk_is_told(self):
-        with open("/dev/full", "wb") as full:
-            done = subprocess.run([PROGRAM, "time", "now"], stdout=full, stderr=subprocess.PIPE, env=self.environment)
-        self.assertEqual(done.returncode, 1)
-        self.assertIn(b"No space left", done.stderr)
+    def test_a_full_disk_is_told_once(self):
+        for arguments in (["time", "now"], ["--help"], ["hex", PROGRAM], ["play", "--json", "missing.wav"]):
+            with open("/dev/full", "wb") as full:
+                done = subprocess.run([PROGRAM, *arguments], stdout=full, stderr=subprocess.PIPE, env=self.environment)
+            self.assertEqual((done.returncode, done.stderr.count(b"No space left")), (1, 1), arguments)
 
 
 if __name__ == "__main__":

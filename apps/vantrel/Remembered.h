@@ -1,0 +1,21 @@
+#pragma once
+
+#include <cstdint>
+
+namespace app {
+
+/// What the settings remember of the session before.
+struct Remembered {
+  std::int64_t index = 0;
+  std::uint64_t mode = 3;  ///< as the player counts; list once where nothing else is remembered
+  double progress = 0;     ///< fraction of the track that was heard
+};
+
+/// Where a session goes on. After a list that ended by itself that is its beginning.
+Remembered remembered();
+
+/// The player stores where it is; that nothing was left to play is for the program to remember. A list that
+/// begins has not ended.
+void rememberListEnd(bool ended);
+
+}  // namespace app
