@@ -49,8 +49,8 @@ class Usage(ProgramTest):
             self.assert_fails(2, *arguments)
 
     def test_values_arrive_byte_for_byte(self):
-        for value in (b"", b"\x01", b"\x01a", b"\x01\x01\x02", b"a\x01", b"[a,b]", b"[]", b"{}", b"++", b"%%", b"=", b"--a=",
-                      b"--a=\x01", b"-a", b"-\x01", b'"a"', b"\xff"):
+        for value in (b"", b"\x01", b"\x01a", b"\x01\x01\x02", b"a\x01", b"[a,b]", b"[]", b"{}", b"++", b"%%", b"=",
+                      b"--a=", b"--a=\x01", b"-a", b"-\x01", b'"a"', b"\xff"):
             digest = hmac.new(value, value, "md5").hexdigest()
             self.assertEqual(self.text("md5", "--key", value, "--", value), digest)
             self.assertEqual(self.text("md5", b"--key=" + value, "--", value), digest)
@@ -76,8 +76,9 @@ class Usage(ProgramTest):
             (["int", "-"], b"258\n", "02010000"), (["toint", "-"], b"0102\n", "258"), (["text", "-"], b"41", "A"),
             (["md5", "-"], b"abc\n", hashlib.md5(b"abc\n").hexdigest().upper()), (["sort", "-"], b"2\n1\n", "1\n2"),
             (["url", "encode", "-"], b"a b\r\n", "a%20b"), (["url", "decode", "-"], b"a%20b", "a b"),
-            (["time", "add", "1", "-"], b"20240101000000\n", "20240101000001"), (["time", "duration", "-"], b"65", "01:05"),
-            (["time", "diff", "-", "20240101000000"], b"20240101000001\n", "1"), (["files", "size", "-"], b"1024\n", "1.00Kb"),
+            (["time", "add", "1", "-"], b"20240101000000\n", "20240101000001"),
+            (["time", "diff", "-", "20240101000000"], b"20240101000001\n", "1"),
+            (["time", "duration", "-"], b"65", "01:05"), (["files", "size", "-"], b"1024\n", "1.00Kb"),
             (["files", "sizeof", "-"], b"12345", "5"), (["settings", "get", "key"], b"", "a value"),
         ]:
             self.assertEqual(self.text(*arguments, input=input), output)
