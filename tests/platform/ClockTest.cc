@@ -37,10 +37,12 @@ TEST(ClockTest, SecondsBecomeTruncatedAndClampedNanoseconds) {
   for (const auto& each : cases) EXPECT_EQ(durationOfSeconds(each.seconds), each.expected) << each.seconds;
 }
 
-TEST(ClockTest, AnInstantThatWouldOverflowIsTheLastOne) {
+TEST(ClockTest, WhatWouldOverflowIsTheLastInstantOrTheLongestDuration) {
   EXPECT_EQ(Instant{1s} + Duration::max(), Instant{Duration::max()});
   EXPECT_EQ(Instant{-1s} + Duration::min(), Instant{Duration::min()});
   EXPECT_EQ(Instant{1s} + 2s, Instant{3s});
+  EXPECT_EQ(Instant{1s} - Instant{Duration::min()}, Duration::max());
+  EXPECT_EQ(Instant{Duration::min()} - Instant{1s}, Duration::min());
 }
 
 TEST(ClockTest, TheClockInForceIsTheInnermostScope) {

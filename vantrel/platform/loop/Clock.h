@@ -25,7 +25,13 @@ struct Instant {
     if (!__builtin_add_overflow(moment.sinceStart.count(), by.count(), &sum)) return {Duration{sum}};
     return {by.count() > 0 ? Duration::max() : Duration::min()};
   }
-  friend Duration operator-(Instant later, Instant earlier) { return later.sinceStart - earlier.sinceStart; }
+  /// Clamped to what a duration holds.
+  friend Duration operator-(Instant later, Instant earlier) {
+    Duration::rep difference = 0;
+    if (!__builtin_sub_overflow(later.sinceStart.count(), earlier.sinceStart.count(), &difference))
+      return Duration{difference};
+    return later > earlier ? Duration::max() : Duration::min();
+  }
 };
 
 /// Seconds as a duration: truncated to whole nanoseconds, clamped to what a duration holds; not a number
