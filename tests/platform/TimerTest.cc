@@ -86,6 +86,16 @@ TEST_F(TimerTest, TheNextFiringCanBeMovedAndTheIntervalCountsFromThere) {
   EXPECT_THAT(fired, ElementsAre(2s, 3500ms, 5500ms, 6s, 8s));
 }
 
+TEST_F(TimerTest, AFiringMovedIntoTheFarPastComesOnceAndKeepsItsPhase) {
+  clock.jump(100s);
+  const auto timer = Timer::repeating(1s, note());
+  timer->setNextFire(Instant{Duration::min()});
+  clock.advance(loop, 2s);
+  timer->invalidate();
+  // 2^63 ns are 9223372036.854775808 s, so the seconds counted from there end in .145224192.
+  EXPECT_THAT(fired, ElementsAre(100s, 100145224192ns, 101145224192ns));
+}
+
 TEST_F(TimerTest, ASuspendedTimerStaysAliveAndSilent) {
   const std::weak_ptr<Timer> timer = Timer::repeating(1s, note());
   timer.lock()->suspend();

@@ -1,6 +1,7 @@
 #include "vantrel/platform/loop/Timer.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <optional>
 #include <utility>
 
@@ -13,8 +14,10 @@ constexpr Instant kNever{Duration::max()};
 /// The first whole interval from `planned` that lies after `now`.
 Instant nextAfter(Instant planned, Duration interval, Instant now) {
   if (planned > now) return planned;
-  const auto missed = (now - planned) / interval;
-  return planned + interval * missed + interval;
+  // Without a sign any distance between two instants fits, and the phase is exact however long ago it was.
+  const auto count = [](Instant moment) { return static_cast<std::uint64_t>(moment.sinceStart.count()); };
+  const auto late = (count(now) - count(planned)) % static_cast<std::uint64_t>(interval.count());
+  return now + (interval - Duration{static_cast<Duration::rep>(late)});
 }
 
 }  // namespace
