@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <memory>
 #include <string_view>
 
 #include "vantrel/platform/Export.h"
@@ -8,6 +9,10 @@
 /// The platform log: one line a call, the text exactly as given. Lines go to standard error until a sink is
 /// set. Threads: any; a sink may be called from several threads at once and must guard what it writes to.
 namespace vantrel::platform {
+
+namespace detail {
+struct InstalledSink;
+}
 
 using LogSink = std::function<void(std::string_view line)>;
 
@@ -17,7 +22,12 @@ VANTREL_EXPORT void log(std::string_view line);
 /// Writes one line formatted as by printf.
 [[gnu::format(printf, 1, 2)]] VANTREL_EXPORT void logFormat(const char* format, ...);
 
-/// Sends the log to `sink` as long as it lives; the earlier destination is back afterwards. Scopes nest.
+/// Sends the log to `sink` as long as it lives; afterwards it goes where it went before. The newest scope
+/// that lives counts, in whatever order they end. An empty sink is standard error.
+///
+/// Once the destructor has returned no other thread is inside the sink or will call it: it waits for the
+/// calls under way there. Hold no lock meanwhile that the sink takes. A sink may log, and may end its own
+/// scope, which then waits for the other threads only; its captures live until the call returns.
 class VANTREL_EXPORT ScopedLogSink {
  public:
   explicit ScopedLogSink(LogSink sink);
@@ -26,7 +36,7 @@ class VANTREL_EXPORT ScopedLogSink {
   ScopedLogSink& operator=(const ScopedLogSink&) = delete;
 
  private:
-  LogSink earlier_;
+  const std::shared_ptr<detail::InstalledSink> installed_;
 };
 
 }  // namespace vantrel::platform
