@@ -15,8 +15,9 @@ namespace vantrel {
 class RunLoop;
 
 namespace platform::detail {
+class LoopState;
 RunLoop& mainLoopForPosting();
-}
+}  // namespace platform::detail
 
 /// Runs tasks, timers and descriptor callbacks of one thread, one after the other.
 ///
@@ -106,10 +107,9 @@ class VANTREL_EXPORT RunLoop {
   std::weak_ptr<RunLoop> handle() const;
 
  private:
-  class State;
   friend RunLoop& platform::detail::mainLoopForPosting();
   RunLoop(const Clock* clock, std::thread::id thread);
-  std::unique_ptr<State> state_;
+  std::unique_ptr<platform::detail::LoopState> state_;
 };
 
 }  // namespace vantrel

@@ -1,0 +1,96 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <thread>
+#include <unordered_map>
+#include <vector>
+
+#include "vantrel/platform/loop/RunLoop.h"
+#include "vantrel/platform/loop/Waiter.h"
+
+namespace vantrel::platform::detail {
+
+/// What is behind a run loop; see there.
+///
+/// Threads: `post`, `stop`, `wakeUps` and `isCurrent` from any, the rest on the loop's own.
+class LoopState {
+ public:
+  using Task = RunLoop::Task;
+  using TimerId = RunLoop::TimerId;
+
+  /// Of the loop of `thread`; none: of the first to claim it.
+  LoopState(RunLoop* loop, const Clock* clock, std::thread::id thread);
+  LoopState(const LoopState&) = delete;
+  LoopState& operator=(const LoopState&) = delete;
+
+  const Clock& clock() const { return clock_ ? *clock_ : Clock::current(); }
+  std::weak_ptr<RunLoop> handle() const { return handle_; }
+  std::uint64_t wakeUps() const { return wakeUps_.load(std::memory_order_relaxed); }
+  bool isCurrent() const { return std::this_thread::get_id() == thread_.load(); }
+  void claim();
+
+  void post(Task task);
+  TimerId at(Instant due, Task task);
+  void cancel(TimerId id);
+  bool watch(int descriptor, RunLoop::Interest interest, std::function<void()> ready);
+  void unwatch(int descriptor);
+
+  bool turn();
+  std::optional<Instant> nextDue() const;
+  int descriptor() const { return waiter_.descriptor(); }
+  void runUntil(std::optional<std::chrono::steady_clock::time_point> end);
+  void stop();
+
+  /// Drops everything and takes nothing any more.
+  void close();
+
+ private:
+  struct Watch {
+    std::uint32_t generation = 0;
+    std::shared_ptr<const std::function<void()>> ready;
+  };
+
+  bool tasksWait() const { return !posted_.empty() || head_ < taken_.size(); }
+  bool innerTurn();
+  void handOver();
+  bool fallAsleep();
+  bool takeStop();
+  void wakeIfAsleep();
+  void wake();
+  void takePosted();
+  bool runTasks();
+  bool runTimers();
+  bool runDescriptors();
+  void sleep(std::optional<std::chrono::steady_clock::time_point> end);
+
+  std::shared_ptr<RunLoop> handle_;
+  const Clock* const clock_;
+  std::atomic<std::thread::id> thread_;  ///< none: the first to claim it
+  Waiter waiter_;
+  std::atomic<std::uint64_t> wakeUps_{0};
+
+  mutable std::mutex mutex_;
+  // Under the mutex.
+  std::vector<Task> posted_;
+  bool asleep_ = true;  ///< or in the hands of a host that polls
+  bool woken_ = false;  ///< the event descriptor is readable
+  bool stopAsked_ = false;
+  bool closing_ = false;
+
+  // The loop's own thread only.
+  std::vector<Task> taken_;
+  std::size_t head_ = 0;
+  std::uint64_t started_ = 0;
+  bool wakeTaken_ = false;  ///< a sleep has taken the wake already
+  std::map<TimerId, Task> timers_;
+  std::uint64_t serial_ = 0;
+  std::unordered_map<int, Watch> watches_;
+  std::uint32_t generation_ = 0;
+};
+
+}  // namespace vantrel::platform::detail
