@@ -71,8 +71,9 @@ void LoopState::unwatch(int descriptor) {
 
 /// One turn without the care for a host's poll.
 bool LoopState::innerTurn() {
+  const std::uint64_t lastSerial = serial_;
   const bool tasks = runTasks();
-  const bool timers = runTimers();
+  const bool timers = runTimers(lastSerial);
   return runDescriptors() || tasks || timers;
 }
 
@@ -155,10 +156,10 @@ bool LoopState::runTasks() {
   return any;
 }
 
-bool LoopState::runTimers() {
+/// Those started up to `lastSerial`.
+bool LoopState::runTimers(std::uint64_t lastSerial) {
   if (timers_.empty()) return false;
   const Instant now = clock().now();
-  const std::uint64_t lastSerial = serial_;
   bool any = false;
   auto next = timers_.begin();
   while (next != timers_.end() && next->first.first <= now && next->first.first != kNever) {

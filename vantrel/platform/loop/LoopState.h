@@ -64,7 +64,7 @@ class LoopState {
   void wake();
   void takePosted();
   bool runTasks();
-  bool runTimers();
+  bool runTimers(std::uint64_t lastSerial);
   bool runDescriptors();
   void sleep(std::optional<std::chrono::steady_clock::time_point> end);
 
