@@ -205,6 +205,19 @@ TEST_F(RunLoopTest, ThePollDescriptorShowsWhatIsPostedAfterARunAndAroundNestedTu
   EXPECT_THAT(journal, ElementsAre("after the run", "between"));
 }
 
+TEST_F(RunLoopTest, AfterAnExceptionTheRestIsStillThereAndPostsStillWakeAHost) {
+  loop.post([] { throw 1; });
+  loop.post(note("left"));
+  EXPECT_THROW(loop.turn(), int);
+  EXPECT_TRUE(readable(loop.pollDescriptor()));
+  loop.turn();
+  EXPECT_THAT(journal, ElementsAre("left"));
+  loop.post([] { throw 1; });
+  EXPECT_THROW(loop.run(), int);
+  loop.post(note("posted"));
+  EXPECT_TRUE(readable(loop.pollDescriptor()));
+}
+
 TEST_F(RunLoopTest, AStopWithoutARunLeavesTheDescriptorQuietAndEndsTheNextRun) {
   loop.stop();
   loop.turn();

@@ -18,6 +18,19 @@ std::uint64_t tokenOf(int descriptor, std::uint32_t generation) {
 
 }  // namespace
 
+/// A host may poll from the end of this scope on, however it ends: what waits by then must show, and what
+/// comes later must wake.
+class LoopState::HandOver {
+ public:
+  explicit HandOver(LoopState& loop) : loop_(loop) {}
+  ~HandOver() { loop_.handOver(); }
+  HandOver(const HandOver&) = delete;
+  HandOver& operator=(const HandOver&) = delete;
+
+ private:
+  LoopState& loop_;
+};
+
 LoopState::LoopState(RunLoop* loop, const Clock* clock, std::thread::id thread)
     : handle_(loop, [](RunLoop*) {}), clock_(clock), thread_(thread) {}
 
@@ -78,9 +91,8 @@ bool LoopState::innerTurn() {
 }
 
 bool LoopState::turn() {
-  const bool any = innerTurn();
-  handOver();
-  return any;
+  const HandOver atTheEnd(*this);
+  return innerTurn();
 }
 
 std::optional<Instant> LoopState::nextDue() const {
@@ -93,15 +105,14 @@ std::optional<Instant> LoopState::nextDue() const {
 }
 
 void LoopState::runUntil(std::optional<std::chrono::steady_clock::time_point> end) {
+  const HandOver atTheEnd(*this);
   while (!takeStop()) {
     innerTurn();
     if (end && std::chrono::steady_clock::now() >= *end) break;
     if (fallAsleep()) sleep(end);
   }
-  handOver();
 }
 
-/// A host may poll from here on: what waits by now must show, and what comes later must wake.
 void LoopState::handOver() {
   const std::lock_guard lock(mutex_);
   asleep_ = true;

@@ -54,6 +54,7 @@ class LoopState {
     std::uint32_t generation = 0;
     std::shared_ptr<const std::function<void()>> ready;
   };
+  class HandOver;
 
   bool tasksWait() const { return !posted_.empty() || head_ < taken_.size(); }
   bool innerTurn();

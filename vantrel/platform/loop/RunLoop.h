@@ -27,8 +27,9 @@ RunLoop& mainLoopForPosting();
 /// Order: a turn runs the tasks posted before it began, then timers that are due, earliest first, those due
 /// at the same moment in the order they were started, then ready descriptors. There is one "now" a turn; what
 /// a callback posts or starts waits for the next turn. A callback may cancel or destroy anything but the
-/// loop, and may run nested turns. What a task captured is destroyed right after it ran. Empty tasks are
-/// ignored, and so is everything that is posted or started while the loop is being destroyed.
+/// loop, and may run nested turns. What a callback throws comes out of `turn` or `run`; what had not run yet
+/// waits for the next turn. What a task captured is destroyed right after it ran. Empty tasks are ignored,
+/// and so is everything that is posted or started while the loop is being destroyed.
 ///
 /// Threads: `post`, `stop` and `wakeUps` from any thread; everything else on the thread that made the loop.
 class VANTREL_EXPORT RunLoop {
