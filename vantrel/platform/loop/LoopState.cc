@@ -12,6 +12,14 @@ constexpr Instant kNever{Duration::max()};
 /// How often a sleeping loop looks at a clock that stands still.
 constexpr Duration kManualClockGlance = std::chrono::milliseconds(10);
 
+/// The memory of more tasks than these at once is given back when they have run.
+constexpr std::size_t kTasksKept = 128 * 1024;
+
+void giveBackMemory(std::vector<RunLoop::Task>& tasks) {
+  tasks.clear();
+  if (tasks.capacity() > kTasksKept) std::vector<RunLoop::Task>().swap(tasks);
+}
+
 std::uint64_t tokenOf(int descriptor, std::uint32_t generation) {
   return std::uint64_t{generation} << 32 | static_cast<std::uint32_t>(descriptor);
 }
@@ -149,8 +157,10 @@ void LoopState::takePosted() {
     head_ = 0;
     taken_.swap(posted_);
   } else {
-    std::move(posted_.begin(), posted_.end(), std::back_inserter(taken_));
-    posted_.clear();
+    // Allocates before it moves the first one, so that none is lost where memory runs out.
+    taken_.insert(taken_.end(), std::make_move_iterator(posted_.begin()),
+                  std::make_move_iterator(posted_.end()));
+    giveBackMemory(posted_);
   }
 }
 
@@ -163,6 +173,10 @@ bool LoopState::runTasks() {
     ++started_;
     const Task task = std::move(taken_[head_++]);
     task();
+  }
+  if (head_ == taken_.size()) {
+    giveBackMemory(taken_);
+    head_ = 0;
   }
   return any;
 }
