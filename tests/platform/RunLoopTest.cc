@@ -432,6 +432,23 @@ TEST(RunLoopThreadsTest, EveryThreadHasALoopAndTheMainLoopBelongsToTheFirstWhoAs
   main.turn();
 }
 
+TEST(RunLoopThreadsTest, AThreadLocalObjectMayUseTheLoopUntilTheThreadsVeryEnd) {
+  RunLoop::main();
+  static bool ran;
+  struct Late {
+    ~Late() {
+      RunLoop::current().post([] { ran = true; });
+      RunLoop::current().turn();
+    }
+  };
+  std::thread([] {
+    static thread_local Late late;
+    static_cast<void>(&late);
+    RunLoop::current().turn();
+  }).join();
+  EXPECT_TRUE(ran);
+}
+
 TEST(MainQueueTest, TasksRunInOrderAndNeverInsideThePost) {
   std::vector<std::string> journal;
   MainQueue::post([&] { journal.push_back("first"); });

@@ -1,11 +1,36 @@
 #include "vantrel/platform/loop/RunLoop.h"
 
+#include <pthread.h>
+
 #include <utility>
 
 #include "vantrel/platform/loop/LoopState.h"
 #include "vantrel/platform/loop/MainLoop.h"
 
 namespace vantrel {
+namespace {
+
+/// The calling thread's, unless it is the main loop.
+constinit thread_local RunLoop* ownLoop = nullptr;
+
+void endOwnLoop(void*) {
+  // Found as long as it dies: what its tasks captured may ask for it.
+  delete ownLoop;
+  ownLoop = nullptr;
+}
+
+/// Ends by a key of the thread's, whose turn comes after that of all thread-local objects: their destructors
+/// still find the loop, and one that asks later still gets another.
+RunLoop& makeOwnLoop() {
+  static pthread_key_t key;
+  static const bool hasKey = pthread_key_create(&key, endOwnLoop) == 0;
+  auto loop = std::make_unique<RunLoop>();
+  if (hasKey) pthread_setspecific(key, loop.get());
+  return *(ownLoop = loop.release());
+}
+
+}  // namespace
+
 namespace platform::detail {
 namespace {
 constinit thread_local bool isWorker = false;
@@ -35,10 +60,11 @@ RunLoop& RunLoop::main() {
 }
 
 RunLoop& RunLoop::current() {
-  RunLoop& mainLoop = platform::detail::isWorker ? platform::detail::mainLoopForPosting() : main();
+  RunLoop& mainLoop = platform::detail::mainLoopForPosting();
   if (mainLoop.isCurrent()) return mainLoop;
-  thread_local RunLoop loop;
-  return loop;
+  if (ownLoop) return *ownLoop;
+  if (!platform::detail::isWorker && main().isCurrent()) return mainLoop;
+  return makeOwnLoop();
 }
 
 bool RunLoop::isCurrent() const { return state_->isCurrent(); }

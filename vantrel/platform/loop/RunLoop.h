@@ -53,7 +53,8 @@ class VANTREL_EXPORT RunLoop {
   static RunLoop& main();
 
   /// The calling thread's loop, made when first asked for: the main loop on the main thread. It ends with its
-  /// thread.
+  /// thread, after the thread-local objects, whose destructors may still use it. The end of the process
+  /// leaves it as it is.
   static RunLoop& current();
 
   /// Whether the caller is the thread that this loop belongs to.
