@@ -72,8 +72,8 @@ int main() {
 
   std::puts("Type a line, or \"quit\". A timer ticks meanwhile.");
   std::string pending;
-  std::array<pollfd, 2> watched{pollfd{STDIN_FILENO, POLLIN, 0}, pollfd{loop.pollDescriptor(), POLLIN, 0}};
   for (;;) {
+    std::array<pollfd, 2> watched{pollfd{STDIN_FILENO, POLLIN, 0}, pollfd{loop.pollDescriptor(), POLLIN, 0}};
     if (poll(watched.data(), watched.size(), pollTimeout(loop)) < 0) continue;  // a signal
     if (watched[0].revents != 0 && !readInput(pending)) break;
     loop.turn();

@@ -9,19 +9,12 @@ namespace {
 
 constexpr Instant kNever{Duration::max()};
 
-/// How often a sleeping loop looks at a clock that stands still.
-constexpr Duration kManualClockGlance = std::chrono::milliseconds(10);
-
 /// The memory of more tasks than these at once is given back when they have run.
 constexpr std::size_t kTasksKept = 128 * 1024;
 
 void giveBackMemory(std::vector<RunLoop::Task>& tasks) {
   tasks.clear();
   if (tasks.capacity() > kTasksKept) std::vector<RunLoop::Task>().swap(tasks);
-}
-
-std::uint64_t tokenOf(int descriptor, std::uint32_t generation) {
-  return std::uint64_t{generation} << 32 | static_cast<std::uint32_t>(descriptor);
 }
 
 }  // namespace
@@ -38,14 +31,6 @@ class LoopState::HandOver {
  private:
   LoopState& loop_;
 };
-
-LoopState::LoopState(RunLoop* loop, const Clock* clock, std::thread::id thread)
-    : handle_(loop, [](RunLoop*) {}), clock_(clock), thread_(thread) {}
-
-void LoopState::claim() {
-  std::thread::id none;
-  thread_.compare_exchange_strong(none, std::this_thread::get_id());
-}
 
 void LoopState::post(Task task) {
   const std::lock_guard lock(mutex_);
@@ -76,20 +61,6 @@ void LoopState::cancel(TimerId id) {
   auto cancelled = timers_.extract(id);
 }
 
-bool LoopState::watch(int descriptor, RunLoop::Interest interest, std::function<void()> ready) {
-  unwatch(descriptor);
-  if (closing_) return false;
-  const std::uint32_t generation = ++generation_;
-  if (!waiter_.watch(descriptor, interest, tokenOf(descriptor, generation))) return false;
-  watches_[descriptor] = {generation, std::make_shared<std::function<void()>>(std::move(ready))};
-  return true;
-}
-
-void LoopState::unwatch(int descriptor) {
-  auto ended = watches_.extract(descriptor);
-  if (!ended.empty()) waiter_.unwatch(descriptor);
-}
-
 /// One turn without the care for a host's poll.
 bool LoopState::innerTurn() {
   const std::uint64_t lastSerial = serial_;
@@ -117,7 +88,7 @@ void LoopState::runUntil(std::optional<std::chrono::steady_clock::time_point> en
   while (!takeStop()) {
     innerTurn();
     if (end && std::chrono::steady_clock::now() >= *end) break;
-    if (fallAsleep()) sleep(end);
+    if (fallAsleep()) sleep(longestSleep(end));
   }
 }
 
@@ -135,7 +106,7 @@ bool LoopState::fallAsleep() {
   return true;
 }
 
-// A post writes to the event descriptor only when nobody is going to look at the queue anyway.
+// A post wakes only when nobody is going to look at the queue anyway.
 void LoopState::wakeIfAsleep() {
   if (asleep_) wake();
 }
@@ -143,7 +114,8 @@ void LoopState::wakeIfAsleep() {
 void LoopState::wake() {
   asleep_ = false;
   if (std::exchange(woken_, true)) return;
-  waiter_.wake();
+  if (waiter_.isOpen() && !waiter_.wake()) waiter_.forget();
+  if (!waiter_.isOpen()) wokenWithoutDescriptors_.notify_one();
 }
 
 /// Moves what was posted behind what an outer turn has taken and not run yet.
@@ -202,32 +174,6 @@ bool LoopState::runTimers(std::uint64_t lastSerial) {
     next = timers_.upper_bound(id);
   }
   return any;
-}
-
-bool LoopState::runDescriptors() {
-  if (watches_.empty()) return false;
-  bool any = false;
-  for (const std::uint64_t token : waiter_.ready(watches_.size())) {
-    const auto found = watches_.find(static_cast<int>(token & 0xffffffffU));
-    if (found == watches_.end() || found->second.generation != token >> 32) continue;
-    const auto ready = found->second.ready;
-    (*ready)();
-    any = true;
-  }
-  return any;
-}
-
-void LoopState::sleep(std::optional<std::chrono::steady_clock::time_point> end) {
-  std::optional<Duration> atMost;
-  if (const auto due = nextDue()) {
-    atMost = clock().standsStill() ? kManualClockGlance : *due - clock().now();
-  }
-  if (end) {
-    const Duration left = *end - std::chrono::steady_clock::now();
-    atMost = atMost ? std::min(*atMost, left) : left;
-  }
-  wakeTaken_ = waiter_.wait(atMost);
-  wakeUps_.fetch_add(1, std::memory_order_relaxed);
 }
 
 void LoopState::close() {

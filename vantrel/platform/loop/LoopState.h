@@ -1,6 +1,9 @@
 #pragma once
 
+#include <sys/types.h>
+
 #include <atomic>
+#include <condition_variable>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -15,7 +18,8 @@
 
 namespace vantrel::platform::detail {
 
-/// What is behind a run loop; see there.
+/// What is behind a run loop; see there. It works without descriptors as well, except for watches, and takes
+/// some whenever it needs them and the system has some again.
 ///
 /// Threads: `post`, `stop`, `wakeUps` and `isCurrent` from any, the rest on the loop's own.
 class LoopState {
@@ -25,6 +29,7 @@ class LoopState {
 
   /// Of the loop of `thread`; none: of the first to claim it.
   LoopState(RunLoop* loop, const Clock* clock, std::thread::id thread);
+  ~LoopState();
   LoopState(const LoopState&) = delete;
   LoopState& operator=(const LoopState&) = delete;
 
@@ -42,19 +47,32 @@ class LoopState {
 
   bool turn();
   std::optional<Instant> nextDue() const;
-  int descriptor() const { return waiter_.descriptor(); }
+  int descriptor();
   void runUntil(std::optional<std::chrono::steady_clock::time_point> end);
   void stop();
 
   /// Drops everything and takes nothing any more.
   void close();
 
+  /// Forgets descriptors whose numbers the system has given to `owner`.
+  void loseDescriptorsTo(const LoopState& owner);
+
  private:
+  /// Which file a descriptor means, so that a number that was closed and used again shows.
+  struct File {
+    bool operator==(const File&) const = default;
+    dev_t device = 0;
+    ino_t inode = 0;
+  };
   struct Watch {
-    std::uint32_t generation = 0;
+    std::uint64_t token = 0;  ///< new for every watch: no old report counts for a new one
+    RunLoop::Interest interest{};
+    File file;
     std::shared_ptr<const std::function<void()>> ready;
   };
   class HandOver;
+
+  static File fileOf(int descriptor);
 
   bool tasksWait() const { return !posted_.empty() || head_ < taken_.size(); }
   bool innerTurn();
@@ -67,19 +85,27 @@ class LoopState {
   bool runTasks();
   bool runTimers(std::uint64_t lastSerial);
   bool runDescriptors();
-  void sleep(std::optional<std::chrono::steady_clock::time_point> end);
+  std::optional<Duration> longestSleep(std::optional<std::chrono::steady_clock::time_point> end) const;
+  void sleep(std::optional<Duration> atMost);
+  void sleepWithoutDescriptors(std::optional<Duration> atMost);
+  bool haveDescriptors();
+  bool haveIntactDescriptors();
+  bool openDescriptors();
+  void loseDescriptors();
+  void watchAgain();
 
   std::shared_ptr<RunLoop> handle_;
   const Clock* const clock_;
   std::atomic<std::thread::id> thread_;  ///< none: the first to claim it
-  Waiter waiter_;
   std::atomic<std::uint64_t> wakeUps_{0};
 
   mutable std::mutex mutex_;
-  // Under the mutex.
+  // Under the mutex. The waiter is opened, closed and woken under it, too.
+  Waiter waiter_;
+  std::condition_variable wokenWithoutDescriptors_;
   std::vector<Task> posted_;
   bool asleep_ = true;  ///< or in the hands of a host that polls
-  bool woken_ = false;  ///< the event descriptor is readable
+  bool woken_ = false;  ///< the waiter is to wake up, or would be if it were open
   bool stopAsked_ = false;
   bool closing_ = false;
 
@@ -88,6 +114,7 @@ class LoopState {
   std::size_t head_ = 0;
   std::uint64_t started_ = 0;
   bool wakeTaken_ = false;  ///< a sleep has taken the wake already
+  bool saidThatNoneAreLeft_ = false;
   std::map<TimerId, Task> timers_;
   std::uint64_t serial_ = 0;
   std::unordered_map<int, Watch> watches_;

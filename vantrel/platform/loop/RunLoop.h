@@ -24,6 +24,11 @@ RunLoop& mainLoopForPosting();
 /// A loop runs by itself (`run`, `runFor`) or inside a host's own loop, which polls `pollDescriptor()` for
 /// reading until `nextDue()` and then calls `turn()`. An idle loop sleeps.
 ///
+/// A loop works without descriptors of the system, too, when none are left: tasks and timers go on, only
+/// `watch` and `pollDescriptor` fail. It says so once in the log, and takes some as soon as there are some.
+/// So it does when something else in the process closes the loop's own; a loop asleep at that moment hears of
+/// posts only after it has woken for another reason.
+///
 /// Order: a turn runs the tasks posted before it began, then timers that are due, earliest first, those due
 /// at the same moment in the order they were started, then ready descriptors. There is one "now" a turn; what
 /// a callback posts or starts waits for the next turn. A callback may cancel or destroy anything but the
@@ -74,7 +79,8 @@ class VANTREL_EXPORT RunLoop {
 
   /// Calls `ready` in every turn in which the descriptor is ready (or failed) until `unwatch`. One watch per
   /// descriptor; watching again replaces. False when the system refuses the descriptor (closed, or a plain
-  /// file, which is always ready) or `ready` is empty; the descriptor is then not watched.
+  /// file, which is always ready) or has none left for the loop itself, or `ready` is empty; the descriptor
+  /// is then not watched.
   bool watch(int descriptor, Interest interest, std::function<void()> ready);
 
   /// Ends a watch; unknown: nothing happens. Call it before the descriptor is closed.
@@ -87,6 +93,8 @@ class VANTREL_EXPORT RunLoop {
   std::optional<Instant> nextDue() const;
 
   /// Readable when something other than the clock asks for a turn: a posted task or a watched descriptor.
+  /// -1 while the system has none left. Ask before every poll: the number changes when something else has
+  /// closed the descriptor.
   int pollDescriptor() const;
 
   /// Turns and sleeps until `stop`. Under a clock that stands still timers fire once somebody has moved the

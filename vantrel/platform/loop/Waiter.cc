@@ -6,10 +6,7 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdlib>
 #include <limits>
-
-#include "vantrel/platform/Log.h"
 
 namespace vantrel::platform::detail {
 namespace {
@@ -36,34 +33,64 @@ std::uint32_t eventsOf(RunLoop::Interest interest) {
   return 0;
 }
 
+/// By edges: a wait that reports the wake has taken it, so that it need not be cleared as well.
+epoll_event wakeEvent(bool on) {
+  epoll_event event{};
+  event.events = on ? EPOLLIN | EPOLLET : 0;
+  event.data.u64 = kWakeToken;
+  return event;
+}
+
 }  // namespace
 
-Waiter::Waiter() : poll_(epoll_create1(EPOLL_CLOEXEC)), event_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
-  epoll_event event{};
-  // By edges: a wait that reports the wake has taken it, so that it need not be read as well.
-  event.events = EPOLLIN | EPOLLET;
-  event.data.u64 = kWakeToken;
-  if (poll_ < 0 || event_ < 0 || epoll_ctl(poll_, EPOLL_CTL_ADD, event_, &event) != 0) {
-    // Without descriptors no loop can keep its promises, and there is no caller to tell.
-    platform::log("RunLoop: the system has no descriptor left.");
-    std::abort();
+bool Waiter::open() {
+  const int poll = epoll_create1(EPOLL_CLOEXEC);
+  if (poll < 0) return false;
+  // Always readable: the poll descriptor is told whether that counts, in one call that also fails, and harms
+  // nobody, when either number has come to mean something else.
+  const int event = eventfd(1, EFD_CLOEXEC | EFD_NONBLOCK);
+  epoll_event quiet = wakeEvent(false);
+  if (event >= 0 && epoll_ctl(poll, EPOLL_CTL_ADD, event, &quiet) == 0) {
+    event_ = event;
+    poll_ = poll;
+    return true;
   }
+  const int reason = errno;
+  if (event >= 0) ::close(event);
+  ::close(poll);
+  errno = reason;
+  return false;
 }
 
-Waiter::~Waiter() {
-  close(event_);
-  close(poll_);
+void Waiter::close() {
+  if (isOpen() && isIntact()) {
+    ::close(event_);
+    ::close(poll_);
+  }
+  forget();
 }
 
-void Waiter::wake() {
-  const std::uint64_t one = 1;
-  // A full counter is readable as well, so the result does not matter.
-  [[maybe_unused]] const ssize_t written = write(event_, &one, sizeof one);
+bool Waiter::isIntact() const {
+  // Refused because it is there already.
+  epoll_event quiet = wakeEvent(false);
+  if (epoll_ctl(poll_, EPOLL_CTL_ADD, event_, &quiet) != 0) return errno == EEXIST;
+  epoll_ctl(poll_, EPOLL_CTL_DEL, event_, &quiet);
+  return false;
 }
 
-void Waiter::clearWake() {
-  std::uint64_t count = 0;
-  [[maybe_unused]] const ssize_t taken = read(event_, &count, sizeof count);
+void Waiter::forget() {
+  poll_ = -1;
+  event_ = -1;
+}
+
+bool Waiter::sharesNumberWith(const Waiter& other) const {
+  if (!isOpen() || !other.isOpen()) return false;
+  return poll_ == other.poll_ || poll_ == other.event_ || event_ == other.poll_ || event_ == other.event_;
+}
+
+bool Waiter::setWake(bool on) {
+  epoll_event event = wakeEvent(on);
+  return epoll_ctl(poll_, EPOLL_CTL_MOD, event_, &event) == 0;
 }
 
 bool Waiter::watch(int descriptor, RunLoop::Interest interest, std::uint64_t token) {
@@ -79,10 +106,11 @@ void Waiter::unwatch(int descriptor) {
   epoll_ctl(poll_, EPOLL_CTL_DEL, descriptor, &ignored);
 }
 
-std::vector<std::uint64_t> Waiter::ready(std::size_t most) {
+std::optional<std::vector<std::uint64_t>> Waiter::ready(std::size_t most) {
   // One more than asked for: the event descriptor may be among them.
   std::vector<epoll_event> events(most + 1);
   const int count = epoll_wait(poll_, events.data(), static_cast<int>(events.size()), 0);
+  if (count < 0 && errno != EINTR) return std::nullopt;
   std::vector<std::uint64_t> tokens;
   for (int i = 0; i < count; ++i) {
     const std::uint64_t token = events[i].data.u64;  // a copy: the event is packed
@@ -95,10 +123,12 @@ std::vector<std::uint64_t> Waiter::ready(std::size_t most) {
   return tokens;
 }
 
-bool Waiter::wait(std::optional<Duration> atMost) {
+Waiter::Woken Waiter::wait(std::optional<Duration> atMost) {
   epoll_event event{};
-  // Interrupted by a signal counts as woken: the loop looks again and sleeps on.
-  return epoll_wait(poll_, &event, 1, milliseconds(atMost)) == 1 && event.data.u64 == kWakeToken;
+  const int count = epoll_wait(poll_, &event, 1, milliseconds(atMost));
+  // Interrupted by a signal: the loop looks again and sleeps on.
+  if (count < 0 && errno != EINTR) return Woken::Lost;
+  return count == 1 && event.data.u64 == kWakeToken ? Woken::ByWake : Woken::Otherwise;
 }
 
 }  // namespace vantrel::platform::detail
