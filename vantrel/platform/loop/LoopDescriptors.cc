@@ -1,5 +1,5 @@
 // A loop's descriptors: how it watches them, sleeps with its own and without any, and comes by its own: at
-// first, and when something else has closed them.
+// first, when something else has closed them, and in a forked child.
 
 #include <sys/stat.h>
 
@@ -29,7 +29,7 @@ constexpr Duration kAfterLoss = 10ms;
 }  // namespace
 
 LoopState::LoopState(RunLoop* loop, const Clock* clock, std::thread::id thread)
-    : handle_(loop, [](RunLoop*) {}), clock_(clock), thread_(thread) {
+    : handle_(loop, [](RunLoop*) {}), clock_(clock), isMain_(thread == std::thread::id()), thread_(thread) {
   loops::add(*this);
   // Not said when it fails: who hears of it may ask for this loop. It is when the descriptors are needed.
   openDescriptors();
@@ -172,6 +172,31 @@ void LoopState::watchAgain() {
     if (fileOf(descriptor) != watch.file) continue;
     waiter_.watch(descriptor, watch.interest, watch.token);
   }
+}
+
+RunLoop* LoopState::afterForkInChild() {
+  RunLoop* orphanedMain = nullptr;
+  const std::thread::id thread = thread_.load();
+  if (thread == std::thread::id() || thread == std::this_thread::get_id()) {
+    waiter_.renewInChild();
+    if (woken_ && waiter_.isOpen()) waiter_.wake();
+    if (waiter_.isOpen()) watchAgain();
+  } else if (!isOrphan_) {
+    isOrphan_ = closing_ = true;
+    waiter_.close();
+    if (isMain_) orphanedMain = handle_.get();
+  }
+  mutex_.unlock();
+  return orphanedMain;
+}
+
+void LoopState::succeedOrphanOf(RunLoop& loop) {
+  // Left for good as it is.
+  const LoopState* orphan = loop.state_.release();
+  loop.state_ = std::make_unique<LoopState>(&loop, orphan->clock_, std::thread::id());
+  loop.state_->handle_ = orphan->handle_;
+  // No timer that the orphan gave out is taken for one of the successor.
+  loop.state_->serial_ = orphan->serial_;
 }
 
 }  // namespace vantrel::platform::detail

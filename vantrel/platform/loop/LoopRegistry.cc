@@ -1,5 +1,7 @@
 #include "vantrel/platform/loop/LoopRegistry.h"
 
+#include <pthread.h>
+
 #include <mutex>
 #include <set>
 
@@ -17,6 +19,31 @@ Registry& registry() {
   // Never destroyed: threads may end their loops while the process exits.
   static Registry& registry = *new Registry;
   return registry;
+}
+
+void beforeFork() {
+  registry().mutex.lock();
+  for (LoopState* loop : registry().loops) loop->beforeFork();
+}
+
+void afterForkInParent() {
+  for (LoopState* loop : registry().loops) loop->afterForkInParent();
+  registry().mutex.unlock();
+}
+
+void afterForkInChild() {
+  RunLoop* mainLoop = nullptr;
+  for (LoopState* loop : registry().loops) {
+    if (RunLoop* orphan = loop->afterForkInChild()) mainLoop = orphan;
+  }
+  registry().mutex.unlock();
+  if (mainLoop) LoopState::succeedOrphanOf(*mainLoop);
+}
+
+/// Before all other handlers are registered, so that these locks, under which nothing else is locked, are the
+/// last ones that a fork takes.
+[[gnu::constructor(101)]] void followForks() {
+  pthread_atfork(beforeFork, afterForkInParent, afterForkInChild);
 }
 
 }  // namespace

@@ -6,6 +6,9 @@ class LoopState;
 
 /// Every loop of the process, for what concerns them together.
 ///
+/// Forks: no loop is in the middle of a post when the process forks. In the child the loop of the thread that
+/// forked goes on, all others have ended; the main loop of another thread starts anew.
+///
 /// Threads: any. No lock of a loop may be held by the caller.
 namespace loops {
 

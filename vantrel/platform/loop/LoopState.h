@@ -54,6 +54,17 @@ class LoopState {
   /// Drops everything and takes nothing any more.
   void close();
 
+  /// The thread that it belongs to is not in this process, a forked child. What it holds may be in the middle
+  /// of a change and is never touched again.
+  bool isOrphan() const { return isOrphan_; }
+
+  void beforeFork() { mutex_.lock(); }
+  void afterForkInParent() { mutex_.unlock(); }
+
+  /// Null, or the main loop when its thread is not in the child: it needs a successor.
+  RunLoop* afterForkInChild();
+  static void succeedOrphanOf(RunLoop& loop);
+
   /// Forgets descriptors whose numbers the system has given to `owner`.
   void loseDescriptorsTo(const LoopState& owner);
 
@@ -96,8 +107,10 @@ class LoopState {
 
   std::shared_ptr<RunLoop> handle_;
   const Clock* const clock_;
+  const bool isMain_;
   std::atomic<std::thread::id> thread_;  ///< none: the first to claim it
   std::atomic<std::uint64_t> wakeUps_{0};
+  bool isOrphan_ = false;
 
   mutable std::mutex mutex_;
   // Under the mutex. The waiter is opened, closed and woken under it, too.

@@ -51,7 +51,13 @@ RunLoop::RunLoop(const Clock* clock) : RunLoop(clock, std::this_thread::get_id()
 RunLoop::RunLoop(const Clock* clock, std::thread::id thread)
     : state_(std::make_unique<platform::detail::LoopState>(this, clock, thread)) {}
 
-RunLoop::~RunLoop() { state_->close(); }
+RunLoop::~RunLoop() {
+  if (state_->isOrphan()) {
+    state_.release();
+  } else {
+    state_->close();
+  }
+}
 
 RunLoop& RunLoop::main() {
   RunLoop& loop = platform::detail::mainLoopForPosting();

@@ -36,6 +36,11 @@ RunLoop& mainLoopForPosting();
 /// waits for the next turn. What a task captured is destroyed right after it ran. Empty tasks are ignored,
 /// and so is everything that is posted or started while the loop is being destroyed.
 ///
+/// Forks: in a forked child the loop of the thread that forked goes on, with tasks, timers and watches as
+/// they stood (both processes run them) and with descriptors of its own, `pollDescriptor` under the same
+/// number. Loops of other threads take nothing any more. The main loop of another thread is empty in the
+/// child and belongs to whoever asks for it first.
+///
 /// Threads: `post`, `stop` and `wakeUps` from any thread; everything else on the thread that made the loop.
 class VANTREL_EXPORT RunLoop {
  public:
@@ -117,6 +122,7 @@ class VANTREL_EXPORT RunLoop {
   std::weak_ptr<RunLoop> handle() const;
 
  private:
+  friend class platform::detail::LoopState;
   friend RunLoop& platform::detail::mainLoopForPosting();
   RunLoop(const Clock* clock, std::thread::id thread);
   std::unique_ptr<platform::detail::LoopState> state_;

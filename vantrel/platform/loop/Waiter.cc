@@ -1,5 +1,6 @@
 #include "vantrel/platform/loop/Waiter.h"
 
+#include <fcntl.h>
 #include <sys/epoll.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
@@ -43,8 +44,15 @@ epoll_event wakeEvent(bool on) {
 
 }  // namespace
 
-bool Waiter::open() {
-  const int poll = epoll_create1(EPOLL_CLOEXEC);
+bool Waiter::open() { return openAs(-1); }
+
+bool Waiter::openAs(int number) {
+  int poll = epoll_create1(EPOLL_CLOEXEC);
+  if (poll >= 0 && number >= 0 && poll != number) {
+    const int moved = dup3(poll, number, O_CLOEXEC);
+    ::close(poll);
+    poll = moved;
+  }
   if (poll < 0) return false;
   // Always readable: the poll descriptor is told whether that counts, in one call that also fails, and harms
   // nobody, when either number has come to mean something else.
@@ -70,8 +78,15 @@ void Waiter::close() {
   forget();
 }
 
+void Waiter::renewInChild() {
+  const int number = poll_;
+  if (!isOpen() || !isIntact()) return forget();
+  close();
+  openAs(number);
+}
+
 bool Waiter::isIntact() const {
-  // Refused because it is there already.
+  // Changes nothing, for a parent may share them: it is refused because it is there already.
   epoll_event quiet = wakeEvent(false);
   if (epoll_ctl(poll_, EPOLL_CTL_ADD, event_, &quiet) != 0) return errno == EEXIST;
   epoll_ctl(poll_, EPOLL_CTL_DEL, event_, &quiet);

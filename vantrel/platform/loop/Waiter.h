@@ -29,6 +29,10 @@ class Waiter {
   bool isOpen() const { return poll_.load(std::memory_order_relaxed) >= 0; }
   void close();
 
+  /// In a forked child: descriptors of its own in place of the parent's; the number of `descriptor()` stays.
+  /// It is not open afterwards where that failed. Watches are gone.
+  void renewInChild();
+
   /// Whether the descriptors are the ones that were opened, as far as the system tells.
   bool isIntact() const;
 
@@ -60,6 +64,7 @@ class Waiter {
   int descriptor() const { return poll_.load(std::memory_order_relaxed); }
 
  private:
+  bool openAs(int number);
   bool setWake(bool on);
 
   // Both or none. Atomic because other threads may make it forget while the loop's own sleeps.
