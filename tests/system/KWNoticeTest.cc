@@ -86,6 +86,20 @@ TEST_F(KWNoticeTest, AnEventReachesTheObserverOnceUntilItIsRemoved) {
   EXPECT_EQ(journal.size(), 4U);
 }
 
+TEST_F(KWNoticeTest, EveryIntegerLiteralIsAnObjectAlsoZero) {
+  std::vector<ValueTree> objects;
+  const auto tap = NotificationBus::shared().add("note", [&](const Notification& event) {
+    ASSERT_NE(event.object, nullptr);
+    objects.push_back(*event.object);
+  });
+  KWNotice::post_Object("note", 0);
+  KWNotice::post_Object("note", 0U);
+  KWNotice::post_Object("note", 1L);
+  KWNotice::post_Object("note", false);
+  NotificationBus::shared().post("note", 0);
+  EXPECT_THAT(objects, ElementsAre(ValueTree(0), ValueTree(0), ValueTree(1), ValueTree(false), ValueTree(0)));
+}
+
 TEST_F(KWNoticeTest, AnObserverThatIsGoneIsNotCalled) {
   auto observer = std::make_shared<int>();
   KWNotice::add_Action_Own("note", note(), observer);

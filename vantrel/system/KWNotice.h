@@ -1,5 +1,6 @@
 #pragma once
 
+#include <concepts>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -19,9 +20,13 @@ class VANTREL_EXPORT KWNotice {
  public:
   KWNotice() = delete;
 
-  /// Posts the event `name` with `object`, which may be absent, and without user information.
+  /// Posts the event `name` with `object`, which may be absent, and without user information. An integer,
+  /// also a plain 0 (and the macro NULL), is an object like any other; absent are `nullptr` and no argument.
   static void post_Object(std::string_view name, const ValueTree& object);
   static void post_Object(std::string_view name, const ValueTree* object = nullptr);
+  static void post_Object(std::string_view name, std::integral auto object) {
+    post_Object(name, ValueTree(object));  // a literal 0 would rather become a null pointer
+  }
 
   /// Registers `action` of the observer `own` for every event of `name` from any sender. The observer is held
   /// weakly and kept alive only while its action runs; the action must not hold it strongly itself.
