@@ -75,28 +75,29 @@ TEST_F(KWRingTest, RefusesSizesThatCannotBeAndStaysAsItWas) {
   }
 }
 
-TEST_F(KWRingTest, IsWithoutMemoryWhenTheSystemRefuses) {
+TEST_F(KWRingTest, KeepsWhatItHasWhenTheSystemRefuses) {
   const auto size = static_cast<std::int32_t>(2 * page());
   for (const auto& [resource, reason] :
        {std::pair{RLIMIT_NOFILE, "Too many open files"}, {RLIMIT_FSIZE, "File too large"}}) {
     SCOPED_TRACE(reason);
-    ASSERT_TRUE(ring_.ringMakeSize(1));
-    ring_.ringPut_Size("abc", 3);
+    const std::uint32_t held = ring_.ringPut_Size("abc", 3);  // 0 in the first round: nothing made yet
     rlimit before{};
     ASSERT_EQ(getrlimit(resource, &before), 0);
     const rlimit none{0, before.rlim_max};
     testing::internal::CaptureStdout();
     ASSERT_EQ(setrlimit(resource, &none), 0);
-    const bool made = ring_.ringMakeSize(size);
+    EXPECT_FALSE(ring_.ringMakeSize(size));
     ASSERT_EQ(setrlimit(resource, &before), 0);
     EXPECT_THAT(testing::internal::GetCapturedStdout(),
                 testing::MatchesRegex(
                     "TPCircularBuffer\\.c:[0-9]+: Buffer allocation: " + std::string(reason) + "\n"));
-    EXPECT_FALSE(made);
     EXPECT_EQ(ring_.len_total(), size);
-    expectWithoutMemory();
-    ASSERT_TRUE(ring_.ringMakeSize(1)) << "later it can";
+    char text[4] = "";
+    EXPECT_EQ(ring_.ringGet_Size(text, 3), held);
+    EXPECT_STREQ(text, held == 0 ? "" : "abc");
+    if (held == 0) expectWithoutMemory();
     ring_.ringRelease();
+    ASSERT_TRUE(ring_.ringMakeSize(1)) << "later it can";
   }
 }
 

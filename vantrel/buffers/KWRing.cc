@@ -17,7 +17,8 @@ bool KWRing::ringMakeSize(std::int32_t size) {
   TPCircularBuffer made{};
   const bool mapped = TPCircularBufferInit(&made, size);
   if (made.length == 0) return false;
-  startWith(mapped ? made : TPCircularBuffer{}, made.length);
+  if (mapped) startWith(made);
+  len_total_ = made.length;
   return mapped;
 }
 
@@ -73,12 +74,12 @@ void KWRing::ringClean() {
 
 void KWRing::ringRelease() {
   TPCircularBufferCleanup(&buffer_);
-  startWith({}, 0);
+  startWith({});
+  len_total_ = 0;
 }
 
-void KWRing::startWith(const TPCircularBuffer& memory, std::int32_t length) {
+void KWRing::startWith(const TPCircularBuffer& memory) {
   buffer_ = memory;
-  len_total_ = length;
   for (Side* side : {&producer_, &consumer_}) {
     side->moved.store(0, std::memory_order_relaxed);
     side->otherMoved = 0;

@@ -20,7 +20,8 @@ namespace vantrel {
 /// Ownership: the destructor does not give the ring's memory back; the owner calls ringRelease first. A ring
 /// is neither copied nor moved.
 ///
-/// A ring without memory (new, released, or one whose making failed) takes 0 bytes and delivers 0 bytes.
+/// A ring without memory (new, released, or one whose first making failed) takes 0 bytes and delivers 0
+/// bytes.
 class VANTREL_EXPORT KWRing {
  public:
   KWRing() = default;
@@ -28,11 +29,11 @@ class VANTREL_EXPORT KWRing {
   KWRing& operator=(const KWRing&) = delete;
 
   /// Makes an empty ring of at least `size` bytes, rounded up to whole pages: 1000 gives one page, which
-  /// len_total then says. A ring that had memory abandons it: release it before.
+  /// len_total then says. A ring that had memory abandons it for the new: release it before.
   ///
-  /// False without memory when the system refuses (a line on standard output says why); len_total is the
-  /// rounded size also then. False and nothing changed when `size` is not positive or, rounded up, exceeds 32
-  /// bits.
+  /// False when the system refuses (a line on standard output says why): the ring keeps the memory and the
+  /// bytes that it had, if any, and len_total alone is the rounded size also then. False and nothing changed
+  /// when `size` is not positive or, rounded up, exceeds 32 bits.
   bool ringMakeSize(std::int32_t size);
 
   /// Takes as many of the `size` bytes at `source` as there is space for, in order, and says how many: 10
@@ -52,7 +53,8 @@ class VANTREL_EXPORT KWRing {
   /// Gives the memory back; the ring is as new then and may be made again. A second call does nothing.
   void ringRelease();
 
-  /// Capacity in bytes as ringMakeSize found it; 0 when new and released.
+  /// The size in bytes that ringMakeSize was last asked for, in whole pages: the capacity, unless it failed.
+  /// 0 when new and released.
   std::int32_t len_total() const { return len_total_; }
 
   /// Sets what len_total says, and nothing else: neither the memory nor the free space changes.
@@ -67,7 +69,7 @@ class VANTREL_EXPORT KWRing {
     std::int32_t offset = 0;              ///< moved modulo length
   };
 
-  void startWith(const TPCircularBuffer& memory, std::int32_t length);
+  void startWith(const TPCircularBuffer& memory);
 
   TPCircularBuffer buffer_{};
   std::int32_t len_total_ = 0;
