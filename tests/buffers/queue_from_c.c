@@ -37,6 +37,34 @@ static void passes_an_item_between_threads(void) {
   expect(queue_destroy(queue) == 0, "a destroy");
 }
 
+static void* get_wait(void* queue) {
+  void* item;
+  queue_get_wait(queue, &item);
+  return NULL;
+}
+
+static void* put_wait(void* queue) {
+  queue_put_wait(queue, queue);
+  return NULL;
+}
+
+static void survives_a_cancelled_thread(void* (*wait)(void*), int items) {
+  queue_state* const queue = queue_create_limited(1);
+  pthread_t waiting;
+  void* result = NULL;
+  for (int i = 0; i < items; ++i) queue_put(queue, queue);
+  expect(pthread_create(&waiting, NULL, wait, queue) == 0, "a thread");
+  pthread_cancel(waiting); /* takes effect in the wait, however long the thread needs to get there */
+  expect(pthread_join(waiting, &result) == 0 && result == PTHREAD_CANCELED, "a cancelled thread");
+  if (pthread_mutex_trylock(queue->mutex) != 0) {
+    expect(0, "a mutex that is free");
+    return;
+  }
+  pthread_mutex_unlock(queue->mutex);
+  expect(queue_elements(queue) == items, "the items as before");
+  expect(queue_destroy(queue) == 0, "a destroy that waits for nobody");
+}
+
 int main(void) {
   int numbers[] = {4, 1, 3, 2}, asked = 0;
   void* item = NULL;
@@ -49,5 +77,7 @@ int main(void) {
   expect(queue->count == 2 && queue->first->item == &numbers[3], "fields to read");
   expect(queue_destroy(queue) == 0, "a destroy");
   passes_an_item_between_threads();
+  survives_a_cancelled_thread(get_wait, 0);
+  survives_a_cancelled_thread(put_wait, 1);
   return failures != 0;
 }

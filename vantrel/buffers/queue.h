@@ -14,7 +14,10 @@
  *
  * Threads: any number may call at once; each call holds the queue's mutex for its whole duration, and the
  * waiting forms let go of it only while they wait. Comparison, filter and free functions run with the mutex
- * held and must not call back into the same queue.
+ * held and must not call back into the same queue, nor reach a point at which their thread can be cancelled.
+ *
+ * Cancellation (pthread_cancel, deferred): a thread can be cancelled where it waits in a waiting form. It
+ * then has put or taken nothing, and the queue goes on for all the others. A destroy is never cancelled.
  *
  * Ownership: the queue never looks inside an item. Items belong to the caller, except that the operations
  * whose names hold _complete release the items that they drop. A failed put leaves the item with the caller.

@@ -87,8 +87,7 @@ static int destroy_mutex(pthread_mutex_t* mutex) {
   return result;
 }
 
-int8_t queue_destroy_internal(queue_state* queue, uint8_t release_items, queue_free release) {
-  if (!queue) return QUEUE_ERR_NULL;
+static int8_t destroy(queue_state* queue, uint8_t release_items, queue_free release) {
   queue_set_new_data(queue, 0);
   queue_lock_internal(queue);
   queue_flush_internal(queue, release_items, release);
@@ -109,6 +108,16 @@ int8_t queue_destroy_internal(queue_state* queue, uint8_t release_items, queue_f
   free(guard);
   release_record(queue);
   return (int8_t)result;
+}
+
+int8_t queue_destroy_internal(queue_state* queue, uint8_t release_items, queue_free release) {
+  if (!queue) return QUEUE_ERR_NULL;
+  /* It waits for others, and nobody could finish what a cancelled thread leaves half destroyed. */
+  int before;
+  pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &before);
+  const int8_t result = destroy(queue, release_items, release);
+  pthread_setcancelstate(before, &before);
+  return result;
 }
 
 int8_t queue_destroy(queue_state* queue) { return queue_destroy_internal(queue, 0, NULL); }

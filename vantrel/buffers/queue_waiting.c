@@ -24,15 +24,34 @@ static void step_aside(queue_state* queue) {
   come_back(guard, &guard->stepped_aside);
 }
 
+typedef struct waiter {
+  queue_guard* guard;
+  unsigned* away;
+} waiter;
+
+/* A thread that is cancelled in the wait has the mutex again by now and does not come back to let it go. */
+static void leave_cancelled(void* cancelled) {
+  const waiter* const self = cancelled;
+  come_back(self->guard, self->away);
+  pthread_mutex_unlock(&self->guard->mutex);
+}
+
+static void wait_once(queue_guard* guard, unsigned* away, queue_wait wait, pthread_cond_t* condition) {
+  waiter self = {guard, away};
+  ++*away;
+  pthread_cleanup_push(leave_cancelled, &self);
+  wait(condition, &guard->mutex);
+  pthread_cleanup_pop(0);
+  come_back(guard, away);
+}
+
 int8_t queue_wait_for_room_internal(queue_state* queue, queue_wait wait) {
   if (!wait) return QUEUE_ERR_COUNT;
   queue_guard* const guard = queue_guard_of(queue);
   step_aside(queue);
   while (queue_full_internal(queue)) {
     if (queue->new_data == 0) return QUEUE_ERR_CLOSED;
-    ++guard->waiting_put;
-    wait(queue->cond_put, queue->mutex);
-    come_back(guard, &guard->waiting_put);
+    wait_once(guard, &guard->waiting_put, wait, queue->cond_put);
   }
   return queue->new_data == 0 ? QUEUE_ERR_CLOSED : QUEUE_OK;
 }
@@ -44,9 +63,7 @@ int8_t queue_wait_for_item_internal(queue_state* queue, queue_wait wait) {
   step_aside(queue);
   while (queue->count == 0) {
     if (queue->new_data == 0) return QUEUE_ERR_CLOSED;
-    ++guard->waiting_get;
-    wait(queue->cond_get, queue->mutex);
-    come_back(guard, &guard->waiting_get);
+    wait_once(guard, &guard->waiting_get, wait, queue->cond_get);
   }
   return QUEUE_OK;
 }
