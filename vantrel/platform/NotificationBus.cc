@@ -4,59 +4,22 @@
 #include <atomic>
 #include <bit>
 #include <cstdint>
-#include <cstring>
 #include <mutex>
 #include <utility>
 #include <vector>
 
 #include "vantrel/platform/Hazard.h"
+#include "vantrel/platform/detail/NameHash.h"
 
 // Who listens stands in an immutable table that every change replaces. A post announces the table, so that it
 // stays, and walks it without a lock; what changes meanwhile shows in the observers' `removed` alone.
 
 namespace vantrel {
+
+using platform::detail::hashOf;
+using platform::detail::sameName;
+
 namespace {
-
-std::uint64_t load(const char* at, std::size_t size) {
-  std::uint64_t word = 0;
-  std::memcpy(&word, at, size);
-  return word;
-}
-
-/// At most 8 bytes of a text as a number, by loads of fixed sizes that may overlap.
-std::uint64_t shortWord(const char* at, std::size_t size) {
-  if (size >= 4) return load(at, 4) | load(at + size - 4, 4) << 32;
-  if (size >= 2) return load(at, 2) | load(at + size - 2, 2) << 16;
-  return size == 1 ? load(at, 1) : 0;
-}
-
-/// Cheap, and over every byte: names often share both their beginning and their end.
-std::uint64_t hashOf(std::string_view name) {
-  constexpr std::uint64_t kFactor = 0x9e3779b97f4a7c15U;
-  const char* const data = name.data();
-  const std::size_t size = name.size();
-  std::uint64_t hash = size * kFactor;
-  if (size < 8) {
-    hash = (hash ^ shortWord(data, size)) * kFactor;
-  } else {
-    for (std::size_t i = 0; i + 8 < size; i += 8) hash = std::rotl((hash ^ load(data + i, 8)) * kFactor, 29);
-    hash = (hash ^ load(data + size - 8, 8)) * kFactor;
-  }
-  return hash ^ hash >> 32;
-}
-
-/// Of texts of one length. Names are short, so a call of memcmp would cost more than the comparison.
-bool sameBytes(const char* a, const char* b, std::size_t size) {
-  if (size < 8) return shortWord(a, size) == shortWord(b, size);
-  for (std::size_t i = 0; i + 8 < size; i += 8) {
-    if (load(a + i, 8) != load(b + i, 8)) return false;
-  }
-  return load(a + size - 8, 8) == load(b + size - 8, 8);
-}
-
-bool sameName(const std::string& a, std::string_view b) {
-  return a.size() == b.size() && sameBytes(a.data(), b.data(), b.size());
-}
 
 bool sameOwner(const std::weak_ptr<const void>& a, const std::weak_ptr<const void>& b) {
   return !a.owner_before(b) && !b.owner_before(a);
