@@ -5,12 +5,20 @@
 
 #include <algorithm>
 #include <atomic>
+#include <latch>
+#include <new>
 #include <optional>
+#include <random>
+#include <stdexcept>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "tests/platform/AllocationCounter.h"
+#include "vantrel/platform/detail/NameHash.h"
+#include "vantrel/platform/loop/ManualClock.h"
+#include "vantrel/platform/loop/RunLoop.h"
 
 namespace vantrel {
 namespace {
@@ -70,6 +78,70 @@ TEST_F(NotificationBusTest, NamesOfEveryLengthAreToldApart) {
   EXPECT_EQ(journal, names);
 }
 
+TEST_F(NotificationBusTest, NamesOfOneHashAreToldApart) {
+  const std::string a = "aaaaaaa";
+  const std::string b = "Z\xe5;\xe0\xb8\xf8^\xc3";
+  ASSERT_EQ(platform::detail::hashOf(a), platform::detail::hashOf(b));
+  auto first = bus.add(a, note("a"));
+  const auto second = bus.add(b, note("b"));
+  bus.post(b);
+  bus.post(a);
+  first.reset();
+  bus.post(a);
+  bus.post(b);
+  EXPECT_THAT(journal, ElementsAre("b", "a", "b"));
+}
+
+TEST_F(NotificationBusTest, ManyKeepTheirOrderWhicheverIsRemovedAndEachCostsAboutTheSame) {
+  std::mt19937 random(20240305);
+  std::vector<int> called, expected;
+  std::vector<std::pair<int, NotificationBus::Subscription>> kept;
+  std::uint64_t dearest = 0;
+  for (int i = 0; i < 4000; ++i) {
+    const std::uint64_t before = tests::allocatedBytesOfThisThread();
+    auto added = bus.add("x", [&called, i](const Notification&) { called.push_back(i); });
+    if (random() % 3 == 0 && !kept.empty()) kept.erase(kept.begin() + random() % kept.size());
+    dearest = std::max(dearest, tests::allocatedBytesOfThisThread() - before);
+    kept.emplace_back(i, std::move(added));
+  }
+  EXPECT_LT(dearest, 8000U) << "bytes for an observer, of " << kept.size();
+  for (const auto& each : kept) expected.push_back(each.first);
+  bus.post("x");
+  EXPECT_EQ(called, expected);
+}
+
+TEST_F(NotificationBusTest, WhatAnObserverThrowsReachesThePosterAndChangesNothing) {
+  const auto captured = std::make_shared<bool>(true);
+  auto first = bus.add("x", [captured](const Notification&) {
+    if (*captured) throw std::runtime_error("thrown");
+  });
+  const auto second = bus.add("x", note("second"));
+  EXPECT_THROW(bus.post("x"), std::runtime_error);
+  EXPECT_THAT(journal, ElementsAre());
+  *captured = false;
+  bus.post("x");
+  EXPECT_THAT(journal, ElementsAre("second"));
+  first.reset();
+  EXPECT_EQ(captured.use_count(), 1);
+}
+
+TEST_F(NotificationBusTest, WithoutMemoryAnAddDoesNothingAndARemovalIsFinishedLater) {
+  const auto captured = std::make_shared<int>();
+  auto ended = bus.add("x", [this, captured](const Notification&) { journal.push_back("ended"); });
+  const auto stays = bus.add("x", note("stays"));
+  NotificationBus::Action action = note("not added");
+  {
+    const tests::NoMemory scope;
+    ended.reset();
+    EXPECT_THROW(static_cast<void>(bus.add("x", std::move(action))), std::bad_alloc);
+  }
+  bus.post("x");
+  EXPECT_THAT(journal, ElementsAre("stays"));
+  EXPECT_EQ(captured.use_count(), 2);
+  const auto change = bus.add("y", note("other"));
+  EXPECT_EQ(captured.use_count(), 1);
+}
+
 TEST_F(NotificationBusTest, ASubscriptionEndsWhenResetReplacedOrDestroyed) {
   auto first = bus.add("x", note("first"));
   {
@@ -100,6 +172,7 @@ TEST_F(NotificationBusTest, AnObserverMayRemoveItself) {
   bus.post("x");
   bus.post("x");
   EXPECT_THAT(journal, ElementsAre("self", "next", "next"));
+  RunLoop::main().turn();
   EXPECT_EQ(captured.use_count(), 1);
 }
 
@@ -175,7 +248,9 @@ TEST_F(NotificationBusTest, ADeadOwnerIsNeverCalledAndItsRegistrationIsCleared) 
   owner.reset();
   EXPECT_EQ(captured.use_count(), 2);
   bus.post("x");
+  bus.post("x");
   EXPECT_THAT(journal, ElementsAre("owned"));
+  const auto change = bus.add("y", note("other"));
   EXPECT_EQ(captured.use_count(), 1);
   bus.add("x", note("never owned"), std::weak_ptr<int>());
   bus.post("x");
@@ -276,18 +351,51 @@ TEST(NotificationBusThreadsTest, TwoThreadsPostWhileAThirdAddsAndRemoves) {
   EXPECT_EQ(captured.use_count(), 1);
 }
 
-TEST_F(NotificationBusTest, PostingAllocatesNothingAfterAThreadsFirst) {
-  int calls = 0;
-  const auto a = bus.add("a name too long for a short string", [&](const Notification&) { ++calls; });
-  const auto owner = std::make_shared<int>();
+// On a thread that never posted, nested deeper than a thread's slots, while another thread ends registrations
+// that the delivery still uses, and with an owner that is gone.
+TEST_F(NotificationBusTest, APostNeitherAllocatesNorFreesAndTheMainLoopDestroysWhatItUsed) {
+  ManualClock clock;
+  const ScopedClock scope(clock);
+  RunLoop& loop = RunLoop::main();
+  const std::string name = "a name too long for a short string";
+  const auto captured = std::make_shared<int>();
+  auto owner = std::make_shared<int>();
+  std::latch reached(1), ended(1);
+  int depth = 0;
+  auto observer = bus.add(name, [&, captured](const Notification&) {
+    if (++depth < 20) return bus.post(name, ValueTree(0.5));
+    reached.count_down();
+    ended.wait();
+  });
   bus.add(
-      "a name too long for a short string", [&](const Notification&) { ++calls; }, owner);
-  bus.post("a name too long for a short string");
-  const ValueTree object(0.5);
-  const std::uint64_t before = tests::allocationsOfThisThread();
-  bus.post("a name too long for a short string", object);
-  EXPECT_EQ(tests::allocationsOfThisThread(), before);
-  EXPECT_EQ(calls, 4);
+      name, [captured](const Notification&) {}, owner);
+  owner.reset();
+  std::uint64_t allocated = 1, freed = 1;
+  std::thread poster([&] {
+    const std::uint64_t before = tests::allocationsOfThisThread(), freedBefore = tests::freesOfThisThread();
+    bus.post(name);
+    allocated = tests::allocationsOfThisThread() - before;
+    freed = tests::freesOfThisThread() - freedBefore;
+  });
+  reached.wait();
+  observer.reset();
+  int looks = 0;
+  for (; clock.now().sinceStart < std::chrono::seconds(10); ++looks) {
+    loop.turn();
+    ASSERT_TRUE(loop.nextDue()) << "the delivery is under way";
+    clock.jump(*loop.nextDue() - clock.now());
+  }
+  EXPECT_LT(looks, 22) << "in growing pauses";
+  ended.count_down();
+  poster.join();
+  EXPECT_EQ(allocated, 0U);
+  EXPECT_EQ(freed, 0U);
+  EXPECT_EQ(captured.use_count(), 3);
+  loop.turn();
+  EXPECT_EQ(captured.use_count(), 2) << "the owner's registration waits for a change of the bus";
+  EXPECT_FALSE(loop.nextDue()) << "an idle program sleeps";
+  bus.remove("other", owner);
+  EXPECT_EQ(captured.use_count(), 1);
 }
 
 }  // namespace

@@ -1,20 +1,24 @@
 #include "vantrel/platform/Hazard.h"
 
 #include <linux/membarrier.h>
+#include <pthread.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
+#include <cstdint>
 #include <mutex>
 #include <utility>
-#include <vector>
+
+#include "vantrel/platform/loop/MainQueue.h"
 
 namespace vantrel::platform::detail {
 
-constinit std::atomic<bool> retiredWaits{false};
-
 // Until this is initialised readers fence for themselves, which is right at any time.
 const bool writersFence = syscall(SYS_membarrier, MEMBARRIER_CMD_REGISTER_PRIVATE_EXPEDITED, 0, 0) == 0;
+
+constinit thread_local HazardRecord* HazardRecord::current = nullptr;
 
 namespace {
 
@@ -24,22 +28,47 @@ void fenceAllThreads() {
   if (writersFence) syscall(SYS_membarrier, MEMBARRIER_CMD_PRIVATE_EXPEDITED, 0, 0);
 }
 
-using Objects = std::vector<std::shared_ptr<const void>>;
+// Nothing here has a destructor that does anything: threads may read while the process exits.
+constinit std::array<HazardRecord, HazardRecord::kReady> ready{};
+constinit std::atomic<std::size_t> readyUsed{0};
+constinit std::atomic<HazardRecord*> records{nullptr};  ///< all that were ever taken
 
-struct Domain {
-  std::mutex mutex;
-  HazardRecord* records = nullptr;
-  Objects retired;
-};
-
-Domain& domain() {
-  // Never destroyed: threads may read while the process exits.
-  static Domain& only = *new Domain;
-  return only;
+HazardRecord& takeRecord() {
+  for (HazardRecord* record = records.load(); record; record = record->next) {
+    if (!record->taken.load(std::memory_order_relaxed) && !record->taken.exchange(true)) return *record;
+  }
+  const std::size_t index = readyUsed.fetch_add(1);
+  HazardRecord* const made = index < ready.size() ? &ready[index] : new HazardRecord;
+  made->next = records.load();
+  while (!records.compare_exchange_weak(made->next, made)) {
+  }
+  return *made;
 }
 
-bool isAnnounced(const Domain& all, const void* object) {
-  for (const HazardRecord* record = all.records; record; record = record->next) {
+// Calls back at the end of each thread that asks. A thread-local object with a destructor would do the same,
+// but takes memory for each thread.
+constexpr std::int64_t kNone = -1;
+constinit std::atomic<std::int64_t> threadEndKey{kNone};
+
+struct ThreadEnds {
+  explicit ThreadEnds(void (*call)(void*)) {
+    pthread_key_t key;
+    if (pthread_key_create(&key, call) == 0) threadEndKey = key;
+  }
+  ~ThreadEnds() {
+    // The code may be unloaded from here on.
+    if (const std::int64_t key = threadEndKey.exchange(kNone); key != kNone) pthread_key_delete(keyOf(key));
+  }
+  static pthread_key_t keyOf(std::int64_t key) { return static_cast<pthread_key_t>(key); }
+};
+
+// What writers share.
+constinit std::mutex mutex;
+constinit Retirable* retired = nullptr;
+constinit bool mainLoopAsked = false;
+
+bool isAnnounced(const Retirable* object) {
+  for (const HazardRecord* record = records.load(); record; record = record->next) {
     for (const auto& slot : record->announced) {
       if (slot.load(std::memory_order_seq_cst) == object) return true;
     }
@@ -48,66 +77,90 @@ bool isAnnounced(const Domain& all, const void* object) {
 }
 
 /// With the mutex held. The caller destroys what is returned without it: destructors run foreign code.
-[[nodiscard]] Objects takeUnused(Domain& all) {
-  const auto unused = std::partition(all.retired.begin(), all.retired.end(),
-                                     [&](const auto& object) { return isAnnounced(all, object.get()); });
-  Objects taken(std::make_move_iterator(unused), std::make_move_iterator(all.retired.end()));
-  all.retired.erase(unused, all.retired.end());
-  retiredWaits.store(!all.retired.empty(), std::memory_order_relaxed);
-  return taken;
+[[nodiscard]] Retirable* takeUnused() {
+  Retirable* unused = nullptr;
+  for (Retirable** link = &retired; Retirable* const each = *link;) {
+    if (isAnnounced(each)) {
+      link = &each->nextRetired;
+    } else {
+      *link = std::exchange(each->nextRetired, unused);
+      unused = each;
+    }
+  }
+  return unused;
 }
 
-constinit thread_local bool threadEnds = false;
-
-struct RecordOwner {
-  RecordOwner() { HazardRecord::current = &record; }
-  ~RecordOwner() {
-    HazardRecord::current = nullptr;
-    threadEnds = true;
+void destroy(Retirable* list) {
+  while (list) {
+    const std::unique_ptr<Retirable> first(list);
+    list = first->nextRetired;
   }
-  HazardRecord record;
-};
+}
+
+constexpr Duration kFirstPause = std::chrono::milliseconds(1);
+constexpr Duration kLongestPause = std::chrono::seconds(1);
+
+/// When the main loop cannot be asked, the next writer does it.
+template <typename Ask>
+void askMainLoop(const Ask& ask) noexcept {
+  try {
+    ask();
+  } catch (...) {
+    const std::lock_guard lock(mutex);
+    mainLoopAsked = false;
+  }
+}
+
+void lookAgain(Duration pause) {
+  Retirable* unused = nullptr;
+  bool waits = false;
+  {
+    const std::lock_guard lock(mutex);
+    unused = takeUnused();
+    mainLoopAsked = waits = retired != nullptr;
+  }
+  destroy(unused);
+  const Duration next = std::min(2 * pause, kLongestPause);
+  if (waits) askMainLoop([&] { MainQueue::postAfter(pause, [next] { lookAgain(next); }); });
+}
 
 }  // namespace
 
-HazardRecord::HazardRecord() {
-  Domain& all = domain();
-  const std::lock_guard lock(all.mutex);
-  next = all.records;
-  if (next) next->link = &next;
-  link = &all.records;
-  all.records = this;
+HazardRecord& HazardRecord::takeAnother() {
+  HazardRecord& record = takeRecord();
+  record.outer = current;
+  // Where this fails the record is lost when the thread ends, and no more.
+  const std::int64_t key = threadEndKey.load();
+  if (!current && key != kNone) pthread_setspecific(ThreadEnds::keyOf(key), &record);
+  return *(current = &record);
 }
 
-HazardRecord::~HazardRecord() {
-  const std::lock_guard lock(domain().mutex);
-  *link = next;
-  if (next) next->link = link;
+void HazardRecord::threadEnds(void* record) {
+  current = nullptr;
+  static_cast<HazardRecord*>(record)->taken.store(false, std::memory_order_release);
 }
 
-constinit thread_local HazardRecord* HazardRecord::current = nullptr;
+static const ThreadEnds threadEnds(HazardRecord::threadEnds);
 
-HazardRecord* HazardRecord::makeForThisThread() {
-  if (threadEnds) return nullptr;
-  static thread_local RecordOwner owner;
-  return current;
+void HazardRecord::giveBack() {
+  current = std::exchange(outer, nullptr);
+  taken.store(false, std::memory_order_release);
 }
 
-void retire(std::shared_ptr<const void> object) {
+void retire(std::unique_ptr<Retirable> object) noexcept {
   // Now, and not again for a later look: who starts to read from here on does not find the object.
   fenceAllThreads();
-  Objects unused;
-  Domain& all = domain();
-  const std::lock_guard lock(all.mutex);
-  all.retired.push_back(std::move(object));
-  unused = takeUnused(all);
-}
-
-void tryReclaim() {
-  Objects unused;
-  Domain& all = domain();
-  const std::unique_lock lock(all.mutex, std::try_to_lock);
-  if (lock.owns_lock()) unused = takeUnused(all);
+  Retirable* unused = nullptr;
+  bool asks = false;
+  {
+    const std::lock_guard lock(mutex);
+    object->nextRetired = std::exchange(retired, object.get());
+    static_cast<void>(object.release());
+    unused = takeUnused();
+    asks = retired && !std::exchange(mainLoopAsked, true);
+  }
+  if (asks) askMainLoop([] { MainQueue::post([] { lookAgain(kFirstPause); }); });
+  destroy(unused);
 }
 
 }  // namespace vantrel::platform::detail

@@ -1,169 +1,149 @@
 #include "vantrel/platform/NotificationBus.h"
 
-#include <algorithm>
 #include <atomic>
-#include <bit>
-#include <cstdint>
+#include <memory>
 #include <mutex>
+#include <new>
+#include <set>
 #include <utility>
-#include <vector>
 
 #include "vantrel/platform/Hazard.h"
-#include "vantrel/platform/detail/NameHash.h"
+#include "vantrel/platform/detail/ObserverTable.h"
 
 // Who listens stands in an immutable table that every change replaces. A post announces the table, so that it
-// stays, and walks it without a lock; what changes meanwhile shows in the observers' `removed` alone.
+// stays, and walks it without a lock; what changes meanwhile shows in the observers' states alone.
 
 namespace vantrel {
 
-using platform::detail::hashOf;
-using platform::detail::sameName;
+/// The order in which the registrations of an owner for a name are found.
+struct NotificationBus::ByOwner {
+  using is_transparent = void;
+  struct Key {
+    const std::weak_ptr<const void>& owner;
+    std::string_view name;
+  };
 
-namespace {
+  static bool less(const Key& a, const Key& b) {
+    if (a.owner.owner_before(b.owner)) return true;
+    return !b.owner.owner_before(a.owner) && a.name < b.name;
+  }
+  static Key keyOf(const Observer* observer) { return {observer->owner, observer->name}; }
 
-bool sameOwner(const std::weak_ptr<const void>& a, const std::weak_ptr<const void>& b) {
-  return !a.owner_before(b) && !b.owner_before(a);
-}
-
-}  // namespace
-
-struct NotificationBus::Observer {
-  std::atomic<bool> removed{false};
-  bool owned = false;
-  bool forAll = false;
-  Action action;
-  std::weak_ptr<const void> owner;
-  std::string name;
-  std::weak_ptr<Core> core;
-
-  /// Calls the action unless the registration has ended; false when its owner is gone.
-  bool receive(const Notification& notification) const {
-    if (removed.load(std::memory_order_acquire)) return true;
-    if (!owned) return action(notification), true;
-    const auto alive = owner.lock();
-    if (alive) action(notification);
-    return alive != nullptr;
+  bool operator()(const Observer* a, const Key& b) const { return less(keyOf(a), b); }
+  bool operator()(const Key& a, const Observer* b) const { return less(a, keyOf(b)); }
+  bool operator()(const Observer* a, const Observer* b) const {
+    return less(keyOf(a), keyOf(b)) || (!less(keyOf(b), keyOf(a)) && std::less<>()(a, b));
   }
 };
 
-struct NotificationBus::Table {
-  using Observers = std::vector<std::shared_ptr<Observer>>;
-  struct Channel {
-    std::string name;
-    Observers observers;
-  };
-  struct Slot {
-    std::uint64_t hash = 0;
-    std::shared_ptr<const Channel> channel;
-  };
-
-  std::vector<Slot> slots = std::vector<Slot>(8);  ///< a power of two, at least half of them free
-  std::size_t channels = 0;
-  std::shared_ptr<const Channel> forAll = std::make_shared<Channel>();
-
-  const Channel* find(std::string_view name) const {
-    const std::uint64_t hash = hashOf(name);
-    const std::size_t mask = slots.size() - 1;
-    for (std::size_t i = hash & mask; slots[i].channel; i = (i + 1) & mask) {
-      if (slots[i].hash == hash && sameName(slots[i].channel->name, name)) return slots[i].channel.get();
-    }
-    return nullptr;
-  }
-
-  /// This table with `channel` in place of the one of its name, or without it when it is empty.
-  std::shared_ptr<const Table> with(const std::shared_ptr<const Channel>& channel) const {
-    auto changed = std::make_shared<Table>();
-    changed->forAll = forAll;
-    changed->slots.resize(std::bit_ceil(std::max<std::size_t>(8, 2 * (channels + 1))));
-    for (const Slot& slot : slots) {
-      if (slot.channel && slot.channel->name != channel->name) changed->insert(slot);
-    }
-    if (!channel->observers.empty()) changed->insert({hashOf(channel->name), channel});
-    return changed;
-  }
-
-  std::shared_ptr<const Table> withForAll(std::shared_ptr<const Channel> channel) const {
-    auto changed = std::make_shared<Table>(*this);
-    changed->forAll = std::move(channel);
-    return changed;
-  }
-
- private:
-  void insert(const Slot& slot) {
-    const std::size_t mask = slots.size() - 1;
-    std::size_t i = slot.hash & mask;
-    while (slots[i].channel) i = (i + 1) & mask;
-    slots[i] = slot;
-    ++channels;
-  }
-};
-
+/// The table and its writers. A registration ends in two steps: first it is marked, which a post can do as
+/// well, and put on a list that links the observers themselves; then a writer takes all that is on the list
+/// out of the table. So to end one needs no memory, and a post that meets an owner that is gone frees
+/// nothing.
 class NotificationBus::Core : public std::enable_shared_from_this<Core> {
  public:
   std::atomic<const Table*> current{nullptr};
 
-  Core() : table_(std::make_shared<Table>()) { current.store(table_.get()); }
+  Core() : table_(std::make_unique<Table>()) { current.store(table_.get()); }
 
-  std::shared_ptr<Observer> add(std::shared_ptr<Observer> observer) {
+  ~Core() {
+    platform::detail::retire(std::move(table_));
+    letGo(ended_.load());
+  }
+
+  void add(const std::shared_ptr<Observer>& observer) {
+    sweep();
     observer->core = weak_from_this();
-    const Observer& added = *observer;
-    change(added.name, added.forAll, [&](Table::Observers& all) { all.push_back(observer); });
-    return observer;
-  }
-
-  /// Ends the registrations for which `ends` is true.
-  template <typename Predicate>
-  void remove(std::string_view name, bool forAll, Predicate ends) {
-    change(name, forAll, [&](Table::Observers& all) {
-      std::erase_if(all, [&](const auto& observer) {
-        const bool ended = ends(*observer);
-        if (ended) observer->removed.store(true);
-        return ended;
-      });
-    });
-  }
-
-  void close() {
-    std::shared_ptr<const Table> old;
+    observer->weakSelf = observer;
+    std::unique_ptr<Table> old;
     {
       const std::lock_guard lock(mutex_);
-      const auto end = [](const Table::Channel& channel) {
-        for (const auto& observer : channel.observers) observer->removed.store(true);
-      };
-      for (const Table::Slot& slot : table_->slots) {
-        if (slot.channel) end(*slot.channel);
-      }
-      end(*table_->forAll);
-      old = publish(std::make_shared<Table>());
+      auto changed = std::make_unique<Table>(*table_);
+      changed->add(observer);
+      if (observer->isOwned()) owned_.insert(observer.get());
+      old = publish(std::move(changed));
     }
     platform::detail::retire(std::move(old));
+  }
+
+  void remove(std::string_view name, const std::weak_ptr<const void>& owner) {
+    {
+      const std::lock_guard lock(mutex_);
+      const auto [first, last] = owned_.equal_range(ByOwner::Key{owner, name});
+      for (auto each = first; each != last; ++each) mark(**each);
+    }
+    sweep();
+  }
+
+  void remove(const Observer& observer) {
+    mark(observer);
+    sweep();
+  }
+
+  /// Ends every registration. They stay in the table, which nobody can find any more.
+  void close() {
+    const std::lock_guard lock(mutex_);
+    const auto end = [](const Observer& observer) { observer.setRemoved(); };
+    table_->channels.forEach([&](const Table::Channel& channel) { channel.observers.forEach(end); });
+    if (table_->forAll) table_->forAll->observers.forEach(end);
+  }
+
+  /// Ends a registration as far as a post can.
+  void mark(const Observer& observer) noexcept {
+    if (!observer.setRemoved()) return;
+    observer.self = observer.weakSelf.lock();
+    link(observer);
   }
 
  private:
-  template <typename Edit>
-  void change(std::string_view name, bool forAll, Edit edit) {
-    std::shared_ptr<const Table> old;
+  void link(const Observer& observer) noexcept {
+    observer.nextEnded = ended_.load(std::memory_order_relaxed);
+    while (!ended_.compare_exchange_weak(observer.nextEnded, &observer, std::memory_order_release)) {
+    }
+  }
+
+  /// Takes what has been marked out of the table; the next writer does when there is no memory now.
+  void sweep() noexcept {
+    if (!ended_.load(std::memory_order_relaxed)) return;
+    const Observer* ended = nullptr;
+    std::unique_ptr<Table> old;
     {
       const std::lock_guard lock(mutex_);
-      const Table::Channel* before = forAll ? table_->forAll.get() : table_->find(name);
-      auto channel = std::make_shared<Table::Channel>();
-      channel->name = name;
-      if (before) channel->observers = before->observers;
-      edit(channel->observers);
-      if (channel->observers.size() == (before ? before->observers.size() : 0)) return;
-      old = publish(forAll ? table_->withForAll(channel) : table_->with(channel));
+      ended = ended_.exchange(nullptr, std::memory_order_acquire);
+      if (!ended) return;
+      try {
+        auto changed = std::make_unique<Table>(*table_);
+        for (auto each = ended; each; each = each->nextEnded) changed->remove(*each);
+        old = publish(std::move(changed));
+      } catch (const std::bad_alloc&) {
+        while (ended) link(*std::exchange(ended, ended->nextEnded));
+        return;
+      }
+      for (auto each = ended; each; each = each->nextEnded) owned_.erase(each);
     }
     // Outside the lock: what the actions captured may come back here when it is destroyed.
     platform::detail::retire(std::move(old));
+    letGo(ended);
   }
 
-  std::shared_ptr<const Table> publish(std::shared_ptr<const Table> table) {
+  static void letGo(const Observer* ended) {
+    while (ended) {
+      const auto self = std::move(ended->self);
+      ended = ended->nextEnded;
+    }
+  }
+
+  std::unique_ptr<Table> publish(std::unique_ptr<Table> table) noexcept {
     current.store(table.get(), std::memory_order_seq_cst);
     return std::exchange(table_, std::move(table));
   }
 
+  std::atomic<const Observer*> ended_{nullptr};
+
   std::mutex mutex_;
-  std::shared_ptr<const Table> table_;  ///< under the mutex
+  // Under the mutex.
+  std::unique_ptr<Table> table_;
+  std::set<const Observer*, ByOwner> owned_;  ///< those of the table that have an owner
 };
 
 NotificationBus::NotificationBus() : core_(std::make_shared<Core>()) {}
@@ -181,7 +161,8 @@ NotificationBus::Subscription NotificationBus::add(std::string_view name, Action
   auto observer = std::make_shared<Observer>();
   observer->name = name;
   observer->action = std::move(action);
-  return Subscription(core_->add(std::move(observer)));
+  core_->add(observer);
+  return Subscription(observer);
 }
 
 void NotificationBus::add(std::string_view name, Action action, const std::weak_ptr<const void>& owner) {
@@ -189,9 +170,9 @@ void NotificationBus::add(std::string_view name, Action action, const std::weak_
   auto observer = std::make_shared<Observer>();
   observer->name = name;
   observer->action = std::move(action);
-  observer->owned = true;
+  observer->state = Observer::kOwned;
   observer->owner = owner;
-  core_->add(std::move(observer));
+  core_->add(observer);
 }
 
 NotificationBus::Subscription NotificationBus::addForAll(Action action) {
@@ -199,12 +180,12 @@ NotificationBus::Subscription NotificationBus::addForAll(Action action) {
   auto observer = std::make_shared<Observer>();
   observer->forAll = true;
   observer->action = std::move(action);
-  return Subscription(core_->add(std::move(observer)));
+  core_->add(observer);
+  return Subscription(observer);
 }
 
 void NotificationBus::remove(std::string_view name, const std::weak_ptr<const void>& owner) {
-  core_->remove(name, false,
-                [&](const Observer& observer) { return observer.owned && sameOwner(observer.owner, owner); });
+  core_->remove(name, owner);
 }
 
 void NotificationBus::post(std::string_view name) { post(name, nullptr, nullptr); }
@@ -214,18 +195,16 @@ void NotificationBus::post(std::string_view name, const ValueTree& object) { pos
 void NotificationBus::post(std::string_view name, const ValueTree* object, const ValueTree* userInfo) {
   const Notification notification{name, object, userInfo};
   const platform::detail::HazardGuard<Table> table(core_->current);
-  const Observer* orphan = nullptr;
-  if (const Table::Channel* channel = table->find(name)) {
-    for (const auto& observer : channel->observers) {
-      if (!observer->receive(notification)) orphan = observer.get();
-    }
-  }
-  for (const auto& observer : table->forAll->observers) observer->receive(notification);
-  if (!orphan) return;
+  const auto deliver = [&](const Observer& observer) {
+    if (!observer.receive(notification)) markOrphan(observer);
+  };
+  table->forEach(name, deliver);
+  if (table->forAll) table->forAll->observers.forEach(deliver);
+}
+
+void NotificationBus::markOrphan(const Observer& observer) {
   // Through the observer: the bus itself may be gone by now.
-  if (const auto core = orphan->core.lock()) {
-    core->remove(name, false, [](const Observer& each) { return each.owned && each.owner.expired(); });
-  }
+  if (const auto core = observer.core.lock()) core->mark(observer);
 }
 
 NotificationBus::Subscription::Subscription() noexcept = default;
@@ -247,10 +226,7 @@ NotificationBus::Subscription& NotificationBus::Subscription::operator=(Subscrip
 void NotificationBus::Subscription::reset() {
   const auto observer = std::exchange(observer_, {}).lock();
   if (!observer) return;
-  if (const auto core = observer->core.lock()) {
-    core->remove(observer->name, observer->forAll,
-                 [&](const Observer& each) { return &each == observer.get(); });
-  }
+  if (const auto core = observer->core.lock()) core->remove(*observer);
 }
 
 }  // namespace vantrel

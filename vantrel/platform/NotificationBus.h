@@ -22,14 +22,20 @@ struct Notification {
 /// Delivery is synchronous, on the posting thread, in the order of registration, over the observers
 /// registered when the post began: one added during a delivery waits for the next event; one removed is not
 /// called again, also in the middle of a delivery (a call that another thread has already begun may still be
-/// finishing). No lock is held while observers run: they may add, remove and post.
+/// finishing). No lock is held while observers run: they may add, remove and post. What an observer throws
+/// goes on to who posted, and the observers after it do not get this event; all stay registered.
 ///
 /// What an action captured is destroyed once the registration has ended and no delivery that began before
-/// that is under way; a thread may then find itself destroying it at the end of a post. Registrations whose
-/// owner is gone are cleared away by the first event that meets them.
+/// that is under way: by the call that ends it, or else in a turn of the main loop or by the next change of
+/// any bus (the next change alone where no main loop runs), but not by a post. A registration whose owner is
+/// gone is never called; what it captured stays until the next change of its bus. Adding and removing take
+/// time in proportion to the logarithm of how many there are.
 ///
-/// Threads: every operation from any thread. Posting waits for nobody, and allocates nothing after a thread's
-/// first post, whatever it carries (except to clear away the registrations of an owner that is gone).
+/// Threads: every operation from any thread. A post may come from a real-time thread, as far as the observers
+/// may run there: it waits for nobody, locks nothing, does not call the system and neither allocates nor
+/// frees. Two things are beyond it: an owner whose last other reference goes while its action runs is
+/// destroyed at the end of that call, and a post has to allocate where more than 64 threads that have posted
+/// are alive (a thread counts again for every 8 posts that it nests).
 class VANTREL_EXPORT NotificationBus {
  public:
   using Action = std::function<void(const Notification&)>;
@@ -69,8 +75,10 @@ class VANTREL_EXPORT NotificationBus {
 
  private:
   class Core;
+  struct ByOwner;
   struct Observer;
   struct Table;
+  static void markOrphan(const Observer& observer);
   std::shared_ptr<Core> core_;
 };
 
