@@ -202,6 +202,23 @@ TEST(Json, FindsWhatIsNotPlainAtAnyWidth) {
   }
 }
 
+TEST(Json, LargeValuesStandLikeSmallOnes) {
+  for (const std::size_t size : {65'535, 65'536, 70'000}) {
+    ValueTree list = ValueTree::list();
+    for (std::size_t i = 0; i < size; ++i) list.append(i);
+    const auto value = ValueTree::dictionary({{"list", list}, {"text", std::string(size, 'x')}});
+    auto read = json::parse(*json::writeCompact(value));
+    ASSERT_EQ(read, value) << size;
+    ValueTree part = (*read)["list"];
+    const ValueTree text = (*read)["text"];
+    read.reset();
+    part.append(1);
+    list.append(1);
+    EXPECT_EQ(part, list);
+    EXPECT_EQ(text, value["text"]);
+  }
+}
+
 TEST(Json, OfEqualKeysTheLastOneCounts) {
   const auto few = json::parse(R"({"a":1,"b":2,"a":3,"a":[4]})");
   ASSERT_TRUE(few);

@@ -40,10 +40,12 @@ bool sameNumber(const ValueTree& a, const ValueTree& b) {
   return same(*a.asDouble(), *b.asDouble());
 }
 
-using Pairs = std::vector<std::pair<const ValueTree*, const ValueTree*>>;
+bool isContainer(const ValueTree& value) {
+  return value.kind() == ValueTree::Kind::List || value.kind() == ValueTree::Kind::Dictionary;
+}
 
-/// Compares what is no container at once, and leaves containers' contents to be compared later.
-bool compare(const ValueTree& a, const ValueTree& b, Pairs& later) {
+/// Whether two values are equal, of containers only whether they may be: their contents are left out.
+bool mayEqual(const ValueTree& a, const ValueTree& b) {
   if (a.kind() != b.kind()) return isNumber(a) && isNumber(b) && sameNumber(a, b);
   switch (a.kind()) {
     case ValueTree::Kind::Null:
@@ -61,23 +63,68 @@ bool compare(const ValueTree& a, const ValueTree& b, Pairs& later) {
       return a.asData() == b.asData();
     case ValueTree::Kind::List:
     case ValueTree::Kind::Dictionary:
-      if (a.size() != b.size()) return false;
-      if (ValueAccess::container(a) != ValueAccess::container(b)) later.emplace_back(&a, &b);
-      return true;
+      return a.size() == b.size();
   }
   return false;
 }
 
-bool compareContents(const ValueTree& a, const ValueTree& b, Pairs& later) {
-  for (std::size_t i = 0; i < a.items().size(); ++i) {
-    if (!compare(a.items()[i], b.items()[i], later)) return false;
+/// Compares the contents of two containers, and of those within.
+class Comparison {
+ public:
+  bool run(const ValueTree& a, const ValueTree& b) {
+    if (!compare(a, b)) return false;
+    while (depth_ != 0) {
+      Open& open = innermost();
+      if (open.next == open.a->size()) {
+        leave();
+        continue;
+      }
+      const std::size_t position = open.next++;
+      if (open.a->kind() == ValueTree::Kind::List) {
+        if (!compare(open.a->items()[position], open.b->items()[position])) return false;
+      } else {
+        const ValueTree::Member& member = open.a->members()[position];
+        const ValueTree* const other = open.b->find(member.key());
+        if (other == nullptr || !compare(member.value(), *other)) return false;
+      }
+    }
+    return true;
   }
-  for (const ValueTree::Member& member : a.members()) {
-    const ValueTree* const other = b.find(member.key());
-    if (other == nullptr || !compare(member.value(), *other, later)) return false;
+
+ private:
+  /// Two containers of one kind and size, of which what stands before `next` is equal.
+  struct Open {
+    const ValueTree* a;
+    const ValueTree* b;
+    std::size_t next;
+  };
+
+  bool compare(const ValueTree& a, const ValueTree& b) {
+    if (!mayEqual(a, b)) return false;
+    // What shares its contents is equal.
+    if (!isContainer(a) || ValueAccess::cells(a) == ValueAccess::cells(b)) return true;
+    if (depth_ < kFirst) {
+      first_[depth_] = {&a, &b, 0};
+    } else {
+      deeper_.push_back({&a, &b, 0});
+    }
+    ++depth_;
+    return true;
   }
-  return true;
-}
+
+  Open& innermost() { return depth_ <= kFirst ? first_[depth_ - 1] : deeper_.back(); }
+
+  void leave() {
+    if (depth_ > kFirst) deeper_.pop_back();
+    --depth_;
+  }
+
+  static constexpr std::size_t kFirst = 64;
+
+  std::size_t depth_ = 0;
+  Open first_[kFirst];
+  std::vector<Open> deeper_;
+};
 
 }  // namespace
 
@@ -100,7 +147,7 @@ ValueTree ValueTree::list(std::initializer_list<ValueTree> items) {
   ValueTree list(Kind::List);
   if (items.size() == 0) return list;
   Container& container = *ValueAccess::writable(list, items.size());
-  for (const ValueTree& item : items) new (&container.items()[container.size++]) ValueTree(item);
+  for (const ValueTree& item : items) new (&container.cells[container.size++]) ValueTree(item);
   return list;
 }
 
@@ -150,29 +197,22 @@ std::optional<Bytes> ValueTree::asData() const {
   return static_cast<const platform::detail::Data*>(cell_.value.block)->bytes;
 }
 
-std::size_t ValueTree::size() const noexcept {
-  if (kind() != Kind::List && kind() != Kind::Dictionary) return 0;
-  const Container* const container = ValueAccess::container(*this);
-  return container != nullptr ? container->size : 0;
-}
+std::size_t ValueTree::size() const noexcept { return isContainer(*this) ? ValueAccess::size(*this) : 0; }
 
 std::span<const ValueTree> ValueTree::items() const noexcept {
-  if (kind() != Kind::List || !isShared()) return {};
-  Container* const container = ValueAccess::container(*this);
-  return {container->items(), container->size};
+  if (kind() != Kind::List) return {};
+  return {ValueAccess::cells(*this), ValueAccess::size(*this)};
 }
 
 std::span<const ValueTree::Member> ValueTree::members() const noexcept {
-  if (kind() != Kind::Dictionary || !isShared()) return {};
-  Container* const container = ValueAccess::container(*this);
-  return {container->members(), container->size};
+  if (kind() != Kind::Dictionary) return {};
+  return {ValueAccess::members(*this), ValueAccess::size(*this)};
 }
 
 const ValueTree* ValueTree::find(std::string_view key) const noexcept {
-  if (kind() != Kind::Dictionary || !isShared()) return nullptr;
-  Container* const container = ValueAccess::container(*this);
-  const std::size_t position = container->position(key);
-  return position != Container::kNone ? &container->members()[position].value() : nullptr;
+  if (kind() != Kind::Dictionary) return nullptr;
+  const std::size_t position = ValueAccess::position(*this, key);
+  return position != Container::kNone ? &members()[position].value() : nullptr;
 }
 
 const ValueTree& ValueTree::operator[](std::size_t index) const noexcept {
@@ -185,18 +225,22 @@ const ValueTree& ValueTree::operator[](std::string_view key) const noexcept {
 }
 
 void ValueTree::append(ValueTree item) {
-  if (kind() == Kind::Null) cell_.kind = Kind::List;
-  if (kind() != Kind::List) return;
-  Container& container = *ValueAccess::writable(*this, 1);
-  new (&container.items()[container.size++]) ValueTree(std::move(item));
+  if (kind() == Kind::Null) {
+    *this = list({std::move(item)});
+  } else if (kind() == Kind::List) {
+    Container& container = *ValueAccess::writable(*this, 1);
+    new (&container.cells[container.size++]) ValueTree(std::move(item));
+  }
 }
 
+// Whatever takes memory comes before the first change, so that nothing is half done when there is none.
 void ValueTree::set(std::string_view key, ValueTree value) {
-  if (kind() == Kind::Null) cell_.kind = Kind::Dictionary;
+  if (kind() == Kind::Null) {
+    *this = dictionary({{key, std::move(value)}});
+    return;
+  }
   if (kind() != Kind::Dictionary) return;
-  const Container* const before = ValueAccess::container(*this);
-  const std::size_t position =
-      before != nullptr ? ValueAccess::container(*this)->position(key) : Container::kNone;
+  const std::size_t position = ValueAccess::position(*this, key);
   if (position != Container::kNone) {
     Container& container = *ValueAccess::writable(*this, 0);
     std::swap(ValueAccess::value(container.members()[position]), value);
@@ -205,32 +249,27 @@ void ValueTree::set(std::string_view key, ValueTree value) {
   // Copied before anything moves: the key may be a view of what stands in this very dictionary.
   ValueTree ownKey(key);
   Container& container = *ValueAccess::writable(*this, 1);
+  container.reserveIndex();
   new (&container.members()[container.size++])
       Member(ValueAccess::member(std::move(ownKey), std::move(value)));
   container.indexLast();
 }
 
 bool ValueTree::remove(std::string_view key) {
-  if (kind() != Kind::Dictionary || !isShared()) return false;
-  const std::size_t position = ValueAccess::container(*this)->position(key);
+  if (kind() != Kind::Dictionary) return false;
+  const std::size_t position = ValueAccess::position(*this, key);
   if (position == Container::kNone) return false;
   Container& container = *ValueAccess::writable(*this, 0);
   Member* const members = container.members();
   std::move(members + position + 1, members + container.size, members + position);
   members[--container.size].~Member();
-  container.rebuildIndex();
+  container.reindex();
   return true;
 }
 
-bool operator==(const ValueTree& a, const ValueTree& b) noexcept {
-  Pairs later;
-  if (!compare(a, b, later)) return false;
-  while (!later.empty()) {
-    const auto [x, y] = later.back();
-    later.pop_back();
-    if (!compareContents(*x, *y, later)) return false;
-  }
-  return true;
+bool operator==(const ValueTree& a, const ValueTree& b) {
+  if (!isContainer(a)) return mayEqual(a, b);
+  return Comparison().run(a, b);
 }
 
 }  // namespace vantrel

@@ -68,7 +68,7 @@ class VANTREL_EXPORT ValueTree {
   ValueTree(Bytes data);
 
   ValueTree(const ValueTree& other) noexcept : cell_(other.cell_) {
-    if (isShared()) retain();
+    if (isCounted()) retain();
   }
   ValueTree(ValueTree&& other) noexcept : cell_(std::exchange(other.cell_, Cell{})) {}  ///< leaves null
   ValueTree& operator=(const ValueTree& other) noexcept { return *this = ValueTree(other); }
@@ -78,7 +78,7 @@ class VANTREL_EXPORT ValueTree {
     return *this;
   }
   ~ValueTree() {
-    if (isShared()) release();
+    if (isCounted()) release();
   }
 
   static ValueTree list(std::initializer_list<ValueTree> items = {});
@@ -118,13 +118,15 @@ class VANTREL_EXPORT ValueTree {
   /// Removes a dictionary's entry; false when there was none.
   bool remove(std::string_view key);
 
-  VANTREL_EXPORT friend bool operator==(const ValueTree& a, const ValueTree& b) noexcept;
+  /// Allocates nothing up to some dozens of levels of nesting; deeper trees take memory for each level.
+  VANTREL_EXPORT friend bool operator==(const ValueTree& a, const ValueTree& b);
 
  private:
   friend struct platform::detail::ValueAccess;
 
   static constexpr std::uint8_t kLargeInteger = 1;  // tag of an integer above int64
-  static constexpr std::uint8_t kShared = 0xff;     // tag of any value whose contents lie in a block
+  static constexpr std::uint8_t kInArena = 0xfe;    // tag of a value whose contents lie bare in an arena
+  static constexpr std::uint8_t kShared = 0xff;     // tag of any other whose contents lie in a block
   static constexpr std::size_t kInlineText = 14;    // a shorter string's tag is its length
 
   union Payload {
@@ -132,16 +134,20 @@ class VANTREL_EXPORT ValueTree {
     bool boolean;
     double number;
     platform::detail::Block* block;
+    ValueTree* cells;  // bare in an arena: a list's items, or each member's key and value
+    const char* text;  // bare in an arena: a string's characters
   };
+  /// A short string fills the bytes from `count` on.
   struct Cell {
     Kind kind = Kind::Null;
     std::uint8_t tag = 0;
-    char text[6] = {};  // the first characters of a short string; the payload's bytes hold the rest
+    std::uint16_t count = 0;  // of what lies bare in an arena
+    std::uint32_t place = 0;  // where in the arena that is
     Payload value;
   };
 
   explicit ValueTree(Kind kind) noexcept { cell_.kind = kind; }
-  bool isShared() const noexcept { return cell_.tag == kShared; }
+  bool isCounted() const noexcept { return cell_.tag >= kInArena; }
   void retain() const noexcept;
   void release() noexcept;
 

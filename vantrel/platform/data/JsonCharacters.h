@@ -1,9 +1,11 @@
 #pragma once
 
+#include <algorithm>
 #include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <string_view>
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
@@ -51,6 +53,36 @@ inline std::size_t plainAmong16(const char* text) noexcept {
   const std::size_t count = plainAmong8(text);
   return count < 8 ? count : 8 + plainAmong8(text + 8);
 #endif
+}
+
+/// The count of commas, colons and opening brackets, in strings too.
+inline std::size_t countSeparators(std::string_view text) noexcept {
+  std::size_t count = 0;
+#if defined(__SSE2__)
+  // Each lane counts its own down from zero, and is added up before it can wrap around.
+  constexpr std::size_t kStride = 255 * sizeof(__m128i);
+  while (text.size() >= sizeof(__m128i)) {
+    const std::size_t whole = std::min(text.size(), kStride) / sizeof(__m128i) * sizeof(__m128i);
+    __m128i lanes = _mm_setzero_si128();
+    for (std::size_t i = 0; i < whole; i += sizeof(__m128i)) {
+      const __m128i characters = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text.data() + i));
+      const __m128i commas = _mm_cmpeq_epi8(characters, _mm_set1_epi8(','));
+      const __m128i colons = _mm_cmpeq_epi8(characters, _mm_set1_epi8(':'));
+      // The two brackets differ in this bit alone.
+      const __m128i brackets =
+          _mm_cmpeq_epi8(_mm_or_si128(characters, _mm_set1_epi8('[' ^ '{')), _mm_set1_epi8('{'));
+      lanes = _mm_add_epi8(lanes, _mm_or_si128(_mm_or_si128(commas, colons), brackets));
+    }
+    const __m128i sums = _mm_sad_epu8(_mm_sub_epi8(_mm_setzero_si128(), lanes), _mm_setzero_si128());
+    count += static_cast<std::size_t>(_mm_cvtsi128_si32(sums)) +
+             static_cast<std::size_t>(_mm_cvtsi128_si32(_mm_srli_si128(sums, 8)));
+    text.remove_prefix(whole);
+  }
+#endif
+  for (const char character : text) {
+    count += character == ',' || character == ':' || (character | ('[' ^ '{')) == '{' ? 1 : 0;
+  }
+  return count;
 }
 
 }  // namespace vantrel::json::detail

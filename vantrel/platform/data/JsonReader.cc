@@ -18,51 +18,39 @@ using platform::detail::Text;
 using platform::detail::ValueAccess;
 using Kind = ValueTree::Kind;
 
-/// The values of containers that are not complete yet. They point into an arena, own nothing, and are copied
-/// byte by byte.
-class PendingValues {
+/// Cells for all values that a text may have. Values of containers that are not complete yet fill them from
+/// the front, contents of complete ones from the back. Each value is in one of both, so that these never
+/// meet.
+///
+/// The values own nothing, although they point into an arena, and are copied byte by byte.
+class Cells {
  public:
-  PendingValues() = default;
-  PendingValues(const PendingValues&) = delete;
-  PendingValues& operator=(const PendingValues&) = delete;
+  Cells(ValueTree* begin, std::size_t count) : begin_(begin), next_(begin), end_(begin + count) {}
 
-  std::size_t count() const { return static_cast<std::size_t>(next_ - begin_); }
+  std::size_t pending() const { return static_cast<std::size_t>(next_ - begin_); }
 
   /// A new null value on top.
-  ValueTree& add() {
-    if (next_ == end_) grow();
-    return *new (next_++) ValueTree;
+  ValueTree& add() { return *new (next_++) ValueTree; }
+  void add(ValueTree&& value) { new (next_++) ValueTree(std::move(value)); }
+
+  /// Moves the pending values from a position on to where they stay.
+  ValueTree* complete(std::size_t from) {
+    const std::size_t count = pending() - from;
+    next_ -= count;
+    end_ -= count;
+    std::memmove(static_cast<void*>(end_), static_cast<const void*>(next_), count * sizeof(ValueTree));
+    return end_;
   }
 
-  void add(ValueTree&& value) {
-    if (next_ == end_) grow();
-    new (next_++) ValueTree(std::move(value));
-  }
-
-  /// Moves the values from a position on to `place`.
-  void moveTo(void* place, std::size_t from) {
-    std::memcpy(place, static_cast<const void*>(begin_ + from), (count() - from) * sizeof(ValueTree));
-    next_ = begin_ + from;
+  /// Moves the only value that is pending.
+  void take(ValueTree& result) {
+    std::memcpy(static_cast<void*>(&result), static_cast<const void*>(--next_), sizeof result);
   }
 
  private:
-  static constexpr std::size_t kFirst = 256;
-
-  void grow() {
-    const std::size_t before = count();
-    std::unique_ptr<char[]> larger(new char[2 * before * sizeof(ValueTree)]);
-    std::memcpy(larger.get(), static_cast<const void*>(begin_), before * sizeof(ValueTree));
-    begin_ = reinterpret_cast<ValueTree*>(larger.get());
-    next_ = begin_ + before;
-    end_ = begin_ + 2 * before;
-    memory_ = std::move(larger);
-  }
-
-  alignas(ValueTree) char first_[kFirst * sizeof(ValueTree)];
-  std::unique_ptr<char[]> memory_;
-  ValueTree* begin_ = reinterpret_cast<ValueTree*>(first_);
-  ValueTree* next_ = begin_;
-  ValueTree* end_ = begin_ + kFirst;
+  ValueTree* const begin_;
+  ValueTree* next_;
+  ValueTree* end_;
 };
 
 char* skipSpace(char* next) {
@@ -84,7 +72,7 @@ constexpr std::size_t kPadding = std::max(detail::kStringPadding, detail::kNumbe
 /// no JSON.
 class Reader {
  public:
-  explicit Reader(Arena* arena) : arena_(arena) {}
+  Reader(Arena& arena, Cells cells) : arena_(arena), cells_(cells) {}
 
   char* read(char* next) {
     do {
@@ -95,7 +83,7 @@ class Reader {
   }
 
   /// The value that was read; points into the arena without being counted.
-  void takeResult(ValueTree& result) { values_.moveTo(&result, 0); }
+  void takeResult(ValueTree& result) { cells_.take(result); }
 
  private:
   /// A container that is not complete: its values are the pending ones from `first` on.
@@ -115,10 +103,10 @@ class Reader {
           if (depth_ == kMaxDepth) return nullptr;
           next = skipSpace(next + 1);
           if (*next == (isDictionary ? '}' : ']')) {
-            values_.add(ValueAccess::make(isDictionary ? Kind::Dictionary : Kind::List, nullptr));
+            cells_.add(ValueAccess::make(isDictionary ? Kind::Dictionary : Kind::List, nullptr));
             return next + 1;
           }
-          open_[depth_++] = {values_.count(), isDictionary};
+          open_[depth_++] = {cells_.pending(), isDictionary};
           if (isDictionary && (next = readKey(next)) == nullptr) return nullptr;
           continue;
         }
@@ -132,7 +120,7 @@ class Reader {
           return readName(next, "null", nullptr);
         default:
           // What it gives lies in the text that this may write to.
-          return const_cast<char*>(detail::readNumber(next, values_.add()));
+          return const_cast<char*>(detail::readNumber(next, cells_.add()));
       }
     }
   }
@@ -144,20 +132,29 @@ class Reader {
       next = skipSpace(next);
       if (*next == ',') return isDictionary ? readKey(skipSpace(next + 1)) : next + 1;
       if (*next != (isDictionary ? '}' : ']')) return nullptr;
-      closeContainer();
+      if (!closeContainer()) return nullptr;
       ++next;
     }
     return next;
   }
 
-  void closeContainer() {
+  bool closeContainer() {
     const auto [first, isDictionary] = open_[--depth_];
-    const std::size_t count = values_.count() - first;
-    Container* const container = Container::create(isDictionary, isDictionary ? count / 2 : count, arena_);
-    values_.moveTo(container->items(), first);
-    container->size = container->capacity;
-    if (isDictionary) container->mergeEqualKeys();
-    values_.add(ValueAccess::make(isDictionary ? Kind::Dictionary : Kind::List, container));
+    const std::size_t cellCount = cells_.pending() - first;
+    ValueTree* const cells = cells_.complete(first);
+    const Kind kind = isDictionary ? Kind::Dictionary : Kind::List;
+    std::size_t size = isDictionary ? cellCount / 2 : cellCount;
+    if (size > (isDictionary ? Container::kUnindexed : ValueAccess::kMostBare)) {
+      Container* const container = Container::create(arena_, isDictionary, cells, size);
+      if (container == nullptr) return false;
+      cells_.add(ValueAccess::make(kind, container));
+      return true;
+    }
+    if (isDictionary) {
+      size = platform::detail::mergeEqualKeys(reinterpret_cast<ValueTree::Member*>(cells), size, nullptr);
+    }
+    cells_.add(ValueAccess::bare(arena_, kind, cells, size));
+    return true;
   }
 
   char* readKey(char* next) {
@@ -173,49 +170,57 @@ class Reader {
     char* const end = detail::readString(next, text);
     if (end == nullptr) return nullptr;
     if (text.size() <= ValueAccess::kInlineText) {
-      values_.add(ValueAccess::shortText(text.data(), text.size()));
+      cells_.add(ValueAccess::shortText(text.data(), text.size()));
+    } else if (text.size() <= ValueAccess::kMostBare) {
+      cells_.add(ValueAccess::bare(arena_, text));
     } else {
-      values_.add(
-          ValueAccess::make(Kind::String, new (arena_->allocate(sizeof(Text))) Text{{arena_, {1}}, text}));
+      void* const memory = arena_.allocate(sizeof(Text));
+      if (memory == nullptr) return nullptr;
+      cells_.add(ValueAccess::make(Kind::String, new (memory) Text{{&arena_, {1}}, text}));
     }
     return end;
   }
 
   char* readName(char* next, std::string_view name, ValueTree value) {
     if (std::memcmp(next, name.data(), name.size()) != 0) return nullptr;
-    values_.add(std::move(value));
+    cells_.add(std::move(value));
     return next + name.size();
   }
 
-  Arena* const arena_;
+  Arena& arena_;
   std::size_t depth_ = 0;
-  PendingValues values_;
+  Cells cells_;
   Open open_[kMaxDepth];
 };
 
-/// What the first chunk holds beside the text: enough for the values of most texts, so that one allocation
-/// does, but of large texts no more than a further chunk has.
-std::size_t roomForValues(std::size_t textSize) {
-  constexpr std::size_t kMost = std::size_t{1} << 20;
-  return std::min(textSize, kMost / 3) * 3;
+/// At most so many values and keys are in a text. One that is not the first comes behind a comma, a colon or
+/// an opening bracket, and each of these and each value takes a character at least.
+std::size_t mostValues(std::string_view text) {
+  return std::min(detail::countSeparators(text), text.size() / 2) + 1;
 }
+
+struct ReleaseArena {
+  void operator()(Arena* arena) const noexcept { arena->release(); }
+};
 
 }  // namespace
 
-std::optional<ValueTree> parse(std::string_view text) {
-  Arena* const arena = Arena::create(text.size() + kPadding + roomForValues(text.size()));
-  char* const copy = static_cast<char*>(arena->allocate(text.size() + kPadding));
+std::optional<ValueTree> parse(std::string_view text, std::uint64_t memoryLimit) {
+  if (text.size() > memoryLimit) return std::nullopt;
+  const std::size_t count = mostValues(text);
+  const std::size_t cellBytes = count * sizeof(ValueTree);
+  std::unique_ptr<Arena, ReleaseArena> arena(Arena::create(cellBytes + text.size() + kPadding, memoryLimit));
+  if (arena == nullptr) return std::nullopt;
+  char* const copy = arena->room() + cellBytes;
   text.copy(copy, text.size());
   std::memset(copy + text.size(), 0, kPadding);
 
-  Reader reader(arena);
-  if (reader.read(copy) != copy + text.size()) {
-    arena->release();
-    return std::nullopt;
-  }
+  Reader reader(*arena, Cells(reinterpret_cast<ValueTree*>(arena->room()), count));
+  if (reader.read(copy) != copy + text.size()) return std::nullopt;
   std::optional<ValueTree> result(std::in_place);
   reader.takeResult(*result);
-  if (!ValueAccess::isShared(*result)) arena->release();
+  // The result counts the arena if it points there.
+  if (ValueAccess::isCounted(*result)) static_cast<void>(arena.release());
   return result;
 }
 
