@@ -1,66 +1,22 @@
-#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
 #include <string>
-#include <utility>
-#include <vector>
 
 #include "vantrel/platform/data/Json.h"
 #include "vantrel/platform/data/JsonCharacters.h"
+#include "vantrel/platform/data/JsonOutput.h"
 #include "vantrel/platform/detail/Utf8.h"
+#include "vantrel/platform/detail/ValueStorage.h"
 
 namespace vantrel::json {
 
 namespace {
 
+using detail::Output;
+using platform::detail::ValueAccess;
 using Kind = ValueTree::Kind;
-
-/// A text that grows; what is put has to be reserved before.
-class Output {
- public:
-  Output() = default;
-  Output(const Output&) = delete;
-  Output& operator=(const Output&) = delete;
-
-  void reserve(std::size_t size) {
-    if (size > static_cast<std::size_t>(end_ - next_)) grow(size);
-  }
-  void put(char character) { *next_++ = character; }
-  void put(std::string_view text) { next_ += text.copy(next_, text.size()); }
-  void putSpaces(std::size_t count) {
-    std::memset(next_, ' ', count);
-    next_ += count;
-  }
-  char* next() { return next_; }
-  void advanceTo(char* next) { next_ = next; }
-
-  std::string take() {
-    const auto size = static_cast<std::size_t>(next_ - begin());
-    if (large_.empty()) return {first_, size};
-    large_.resize(size);
-    return std::move(large_);
-  }
-
- private:
-  char* begin() { return large_.empty() ? first_ : large_.data(); }
-
-  void grow(std::size_t size) {
-    const auto used = static_cast<std::size_t>(next_ - begin());
-    if (large_.empty()) large_.assign(first_, used);
-    large_.resize(used * 2 + size);
-    next_ = large_.data() + used;
-    end_ = large_.data() + large_.size();
-  }
-
-  // A small text is put together here, so that it takes one allocation in the end. A large one is never
-  // copied as a whole, because untouched memory costs more than anything that is written to it.
-  char first_[4096];
-  std::string large_;
-  char* next_ = first_;
-  char* end_ = first_ + sizeof first_;
-};
 
 /// Writes a double that is a decimal number of up to six places, as most are, null for others. Of decimal
 /// numbers with up to 15 digits no two are the same double, so that there is no shorter one.
@@ -94,8 +50,9 @@ class Writer {
   explicit Writer(std::size_t indent) : indent_(indent) {}
 
   std::optional<std::string> write(const ValueTree& value) {
+    output_.reserve(kLongestNumber);
     if (!writeOne(value)) return std::nullopt;
-    while (!open_.empty()) {
+    while (depth_ != 0) {
       if (!step()) return std::nullopt;
     }
     return output_.take();
@@ -104,48 +61,48 @@ class Writer {
  private:
   /// A container of which the values before `next` are written.
   struct Open {
-    const ValueTree* container;
-    std::size_t next;
-    std::size_t size;
+    const ValueTree* first;
+    const ValueTree* next;
+    const ValueTree* end;
+    bool isDictionary;
   };
 
   static constexpr std::size_t kLongestNumber = 32;
   static constexpr std::size_t kLongestEscape = 6;
 
+  /// What always fits behind a string: its quote, and what may follow a key.
+  static constexpr std::size_t kBehindString = 3 + kLongestNumber;
+
   /// Writes the innermost open container's next value, or closes it.
   bool step() {
-    Open& open = open_.back();
-    const bool isDictionary = open.container->kind() == Kind::Dictionary;
-    if (open.next == open.size) {
-      open_.pop_back();
+    Open& open = open_[depth_ - 1];
+    if (open.next == open.end) {
+      --depth_;
       startLine();
-      output_.put(isDictionary ? '}' : ']');
+      output_.put(open.isDictionary ? '}' : ']');
       return true;
     }
-    if (open.next != 0) {
-      output_.reserve(1);
-      output_.put(',');
-    }
+    output_.reserve(1);
+    if (open.next != open.first) output_.put(',');
     startLine();
-    const std::size_t position = open.next++;
-    if (!isDictionary) return writeOne(open.container->items()[position]);
-    const ValueTree::Member& member = open.container->members()[position];
-    if (!writeString(member.key())) return false;
-    output_.reserve(2);
-    output_.put(indent_ != 0 ? std::string_view(": ") : std::string_view(":"));
-    return writeOne(member.value());
+    if (open.isDictionary) {
+      if (!writeString(*open.next++)) return false;
+      output_.put(':');
+      if (indent_ != 0) output_.put(' ');
+    }
+    return writeOne(*open.next++);
   }
 
-  /// Leaves room for a bracket.
+  /// Leaves room for a bracket or number.
   void startLine() {
-    output_.reserve(2 + open_.size() * indent_);
+    const std::size_t indent = depth_ * indent_;
+    output_.reserve(1 + indent + Output::kSpacesMore + kLongestNumber);
     if (indent_ == 0) return;
     output_.put('\n');
-    output_.putSpaces(open_.size() * indent_);
+    output_.putSpaces(indent);
   }
 
   bool writeOne(const ValueTree& value) {
-    output_.reserve(kLongestNumber);
     switch (value.kind()) {
       case Kind::Null:
         output_.put("null");
@@ -158,7 +115,7 @@ class Writer {
       case Kind::Floating:
         return writeDouble(*value.asDouble());
       case Kind::String:
-        return writeString(*value.asString());
+        return writeString(value);
       case Kind::List:
       case Kind::Dictionary:
         return openContainer(value);
@@ -171,13 +128,15 @@ class Writer {
 
   bool openContainer(const ValueTree& value) {
     const bool isDictionary = value.kind() == Kind::Dictionary;
-    if (open_.size() == kMaxDepth) return false;
-    if (value.size() == 0) {
+    if (depth_ == kMaxDepth) return false;
+    const std::size_t count = ValueAccess::size(value);
+    if (count == 0) {
       output_.put(isDictionary ? "{}" : "[]");
       return true;
     }
     output_.put(isDictionary ? '{' : '[');
-    open_.push_back({&value, 0, value.size()});
+    const ValueTree* const first = ValueAccess::cells(value);
+    open_[depth_++] = {first, first, first + (isDictionary ? 2 * count : count), isDictionary};
     return true;
   }
 
@@ -194,8 +153,11 @@ class Writer {
   bool writeDouble(double value) {
     if (!std::isfinite(value)) return false;
     char* const next = output_.next();
-    char* end = putDecimal(next, value);
-    if (end == nullptr) end = std::to_chars(next, next + kLongestNumber - 2, value).ptr;
+    if (char* const end = putDecimal(next, value)) {
+      output_.advanceTo(end);
+      return true;
+    }
+    char* const end = std::to_chars(next, next + kLongestNumber - 2, value).ptr;
     const bool looksInteger =
         std::string_view(next, static_cast<std::size_t>(end - next)).find_first_of(".e") ==
         std::string_view::npos;
@@ -205,19 +167,48 @@ class Writer {
   }
 
   /// From the opening quote to the closing one there is always room for all that is left if it is plain.
-  bool writeString(std::string_view text) {
-    output_.reserve(text.size() + 2);
+  bool writeString(const ValueTree& string) {
+    const std::string_view text = ValueAccess::text(string);
+    output_.reserve(text.size() + 1 + kBehindString);
     output_.put('"');
+    const bool isShort = text.size() <= ValueAccess::kInlineText && !ValueAccess::isCounted(string);
+    if (!(isShort ? putShort(text) : putLong(text))) return false;
+    output_.put('"');
+    return true;
+  }
+
+  /// A text inside of its value, where behind it stand zeros.
+  bool putShort(std::string_view text) {
+    constexpr std::size_t kWidth = ValueAccess::kInlineText;
+    std::size_t plain = detail::plainAmong8(text.data());
+    if (plain == 8) plain = kWidth - 8 + detail::plainAmong8(text.data() + kWidth - 8);
+    if (plain < text.size()) return putByParts(text);
+    std::memcpy(output_.next(), text.data(), kWidth);
+    output_.advanceTo(output_.next() + text.size());
+    return true;
+  }
+
+  bool putLong(std::string_view text) {
+    const char* const end = text.data() + text.size();
+    const bool isWide = text.size() >= 16;
     while (text.size() >= 16) {
       if (!putPlain<16>(text, detail::plainAmong16(text.data()))) return false;
     }
+    if (!isWide || detail::plainAmong16(end - 16) != 16) return putByParts(text);
+    // What is plain stands in the output as it is, so that it may be written again up to the end.
+    char* const outputEnd = output_.next() + text.size();
+    std::memcpy(outputEnd - 16, end - 16, 16);
+    output_.advanceTo(outputEnd);
+    return true;
+  }
+
+  bool putByParts(std::string_view text) {
     while (text.size() >= 8) {
       if (!putPlain<8>(text, detail::plainAmong8(text.data()))) return false;
     }
     while (!text.empty()) {
       if (!putPlain<1>(text, isPlain(text.front()) ? 1 : 0)) return false;
     }
-    output_.put('"');
     return true;
   }
 
@@ -232,7 +223,7 @@ class Writer {
   }
 
   bool putOther(std::string_view& text) {
-    output_.reserve(kLongestEscape + text.size() + 1);
+    output_.reserve(kLongestEscape + text.size() + kBehindString);
     std::size_t length = 1;
     if (static_cast<signed char>(text.front()) < 0) {
       length = platform::detail::sequenceLength(text);
@@ -259,7 +250,8 @@ class Writer {
 
   const std::size_t indent_;  // zero for one line
   Output output_;
-  std::vector<Open> open_;
+  std::size_t depth_ = 0;
+  Open open_[kMaxDepth];
 };
 
 }  // namespace
