@@ -31,7 +31,7 @@ namespace vantrel {
 /// The home folder is `$HOME`, else the user's entry in the password database, else "/". Variables that hold
 /// no absolute path are not used.
 ///
-/// Files are read into memory up to 1 GiB; larger ones, pipes and devices cannot be read.
+/// Files are read into memory up to 2 GiB; larger ones, pipes and devices cannot be read.
 ///
 /// Threads: any; nothing is shared but the file system itself. Nothing is logged.
 class VANTREL_EXPORT KWFile {
