@@ -40,16 +40,20 @@ bool isControl(std::string_view character) {
 }
 
 std::string dateText(vantrel::Date date) {
-  const double whole = std::floor(date.secondsSince1970);
+  double whole = std::floor(date.secondsSince1970);
   if (!(std::fabs(whole) < 1e15)) return "out of range";
+  long microseconds = std::lround((date.secondsSince1970 - whole) * 1e6);
+  if (microseconds == 1'000'000) {
+    microseconds = 0;
+    whole += 1;
+  }
   const auto seconds = static_cast<std::time_t>(whole);
   std::tm fields{};
   char text[64] = "";
   if (gmtime_r(&seconds, &fields) == nullptr || std::strftime(text, sizeof text, "%FT%T", &fields) == 0)
     return "out of range";
-  char fraction[16] = "";
-  const double rest = date.secondsSince1970 - whole;
-  if (rest > 0) std::snprintf(fraction, sizeof fraction, ".%06d", static_cast<int>(rest * 1e6));
+  char fraction[32] = "";
+  if (microseconds > 0) std::snprintf(fraction, sizeof fraction, ".%06ld", microseconds);
   return std::string(text) + fraction + "Z";
 }
 

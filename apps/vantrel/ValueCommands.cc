@@ -4,6 +4,7 @@
 #include "vantrel/codec/KWTools.h"
 #include "vantrel/platform/Host.h"
 #include "vantrel/platform/data/Json.h"
+#include "vantrel/platform/data/KeyedArchive.h"
 #include "vantrel/system/KWFile.h"
 
 namespace app {
@@ -11,6 +12,8 @@ namespace {
 
 using vantrel::KWTools;
 using vantrel::ValueTree;
+
+constexpr std::string_view kArchiveKey = "Some Key Value";  // the one of `KWTools`
 
 int prettyPrint(const std::string& path) {
   const auto contents = readAll(path);
@@ -36,7 +39,8 @@ int pack(const std::string& jsonPath, const std::string& archivePath) {
 int unpack(const std::string& path) {
   const auto contents = readAll(path);
   if (!contents) return kFailed;
-  const auto value = KWTools::makeDictionaryByData(*contents);
+  // What the operation of the library calls absent may also be a null that is there.
+  const auto value = vantrel::keyedarchive::unarchive(*contents, kArchiveKey);
   if (!value) return failed(nameOfInput(path) + ": not an archive with a value under its key");
   return writeJson(*value) ? kDone : kFailed;
 }

@@ -33,6 +33,10 @@ class Archive(ProgramTest):
         packed = self.output("archive", "pack", "-o", "-", input=json.dumps(VALUE).encode())
         self.assertEqual(json.loads(self.text("archive", "unpack", input=packed)), VALUE)
 
+    def test_null_is_packed_and_unpacked(self):
+        packed = self.output("archive", "pack", "-o", "-", input=b"null")
+        self.assertEqual(self.text("archive", "unpack", input=packed), "null")
+
     def test_an_archive_is_a_property_list_of_the_platform_s_kind(self):
         packed = plistlib.loads(self.output("archive", "pack", "-o", "-", input=json.dumps(VALUE).encode()))
         self.assertEqual((packed["$archiver"], packed["$version"]), ("NSKeyedArchiver", 100000))
@@ -41,24 +45,28 @@ class Archive(ProgramTest):
 
     def test_dates_and_bytes_are_shown_as_text(self):
         uid = plistlib.UID
+        dates = {
+            0.5: "2001-01-01T00:00:00.500000Z",
+            0.1: "2001-01-01T00:00:00.100000Z",
+            802828800.123457: "2026-06-11T00:00:00.123457Z",
+            59.9999999: "2001-01-01T00:01:00Z",
+            -0.25: "2000-12-31T23:59:59.750000Z",
+            0.0: "2001-01-01T00:00:00Z",
+        }
+        objects = ["$null", {"$class": uid(2), "NS.objects": [uid(4)]}]
+        objects += [{"$classname": name, "$classes": [name, "NSObject"]} for name in ("NSArray", "NSDate")]
+        objects += [b"\x01\xab"]
+        for seconds in dates:
+            objects[1]["NS.objects"].append(uid(len(objects)))
+            objects.append({"$class": uid(3), "NS.time": seconds})
         archive = {
             "$archiver": "NSKeyedArchiver",
             "$version": 100000,
             "$top": {"Some Key Value": uid(1)},
-            "$objects": [
-                "$null",
-                {"$class": uid(6), "NS.keys": [uid(2), uid(3)], "NS.objects": [uid(4), uid(5)]},
-                "when",
-                "data",
-                {"$class": uid(7), "NS.time": 0.5},
-                b"\x01\xab",
-                {"$classname": "NSDictionary", "$classes": ["NSDictionary", "NSObject"]},
-                {"$classname": "NSDate", "$classes": ["NSDate", "NSObject"]},
-            ],
+            "$objects": objects,
         }
         path = self.file("dates.archive", plistlib.dumps(archive, fmt=plistlib.FMT_BINARY))
-        shown = json.loads(self.text("archive", "unpack", path))
-        self.assertEqual(shown, {"when": "2001-01-01T00:00:00.500000Z", "data": "01ab"})
+        self.assertEqual(json.loads(self.text("archive", "unpack", path)), ["01ab", *dates.values()])
 
     def test_failures_are_told(self):
         good = self.file("good.json", b"{}")
