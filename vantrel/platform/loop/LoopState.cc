@@ -32,7 +32,7 @@ class LoopState::HandOver {
   LoopState& loop_;
 };
 
-void LoopState::post(Task task) {
+void LoopState::post(Task&& task) {
   const std::lock_guard lock(mutex_);
   if (closing_) return;
   posted_.push_back(std::move(task));
@@ -50,7 +50,7 @@ bool LoopState::takeStop() {
   return std::exchange(stopAsked_, false);
 }
 
-LoopState::TimerId LoopState::at(Instant due, Task task) {
+LoopState::TimerId LoopState::at(Instant due, Task&& task) {
   const TimerId id{due, ++serial_};
   if (!closing_) timers_.emplace(id, std::move(task));
   return id;

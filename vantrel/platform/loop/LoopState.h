@@ -39,8 +39,8 @@ class LoopState {
   bool isCurrent() const { return std::this_thread::get_id() == thread_.load(); }
   void claim();
 
-  void post(Task task);
-  TimerId at(Instant due, Task task);
+  void post(Task&& task);
+  TimerId at(Instant due, Task&& task);
   void cancel(TimerId id);
   bool watch(int descriptor, RunLoop::Interest interest, std::function<void()> ready);
   void unwatch(int descriptor);
