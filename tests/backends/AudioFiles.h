@@ -2,12 +2,7 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
-#include <vector>
-
-#include "vantrel/platform/Bytes.h"
 
 namespace vantrel::test {
 
@@ -36,11 +31,6 @@ class AudioFiles {
                    const std::string& format = "") const {
     return make(name + ".wav", "sox -n -R -r 44100 -b 16 -c 2 " + format + " " + name + ".wav synth " +
                                    seconds + " sine 1000 remix 1v0.1 1v0.0501187");
-  }
-
-  static Bytes read(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    return Bytes(std::vector<std::uint8_t>(std::istreambuf_iterator<char>(file), {}));
   }
 
  private:

@@ -3,6 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <map>
 #include <memory>
 #include <string>
@@ -138,8 +141,10 @@ class FakeFilePlayers : public FilePlayerFactory {
   int opened() const { return opened_; }
 
   std::unique_ptr<FilePlayer> openUrl(const std::string& url) override { return open(url); }
-  std::unique_ptr<FilePlayer> openBytes(const Bytes& contents) override {
-    return open(std::string(contents.text()));
+  std::unique_ptr<FilePlayer> openFile(const std::string& path) override {
+    if (std::error_code error; !std::filesystem::is_regular_file(path, error)) return nullptr;
+    std::ifstream file(path, std::ios::binary);
+    return open(std::string(std::istreambuf_iterator<char>(file), {}));
   }
 
  private:

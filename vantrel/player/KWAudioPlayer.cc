@@ -11,7 +11,6 @@
 #include "vantrel/player/detail/PlayerEvents.h"
 #include "vantrel/player/detail/PlayerRegistry.h"
 #include "vantrel/player/detail/TextSearch.h"
-#include "vantrel/system/FileContents.h"
 #include "vantrel/system/KWAction.h"
 #include "vantrel/system/KWNotice.h"
 
@@ -198,10 +197,9 @@ void KWAudioPlayer::resetPaths(const MusicList& paths) {
   const float volume = getPhoneVolume();
   platform::log("reset paths volume:" + twoDecimals(volume));
   const auto& path = entryAt(0)->mPath();
-  const auto contents = path ? system::detail::readFile(*path) : std::nullopt;
-  if (contents && !contents->empty()) {
+  if (readableSize(path) > 0) {
     if (mPlayer_) mPlayer_->stop();
-    takePlayer(openBytes(contents), volume);
+    takePlayer(openFile(path), volume);
     if (mPlayer_) mPlayer_->prepareToPlay();
   }
   setLockScreenNowPlayingInfo();
@@ -231,7 +229,7 @@ std::uint32_t KWAudioPlayer::songTimeIpod(const std::optional<std::string>& url)
 }
 
 std::uint32_t KWAudioPlayer::songTimePath(const std::string& path) const {
-  return wholeDuration(openBytes(system::detail::readFile(path)));
+  return wholeDuration(openFile(path));
 }
 
 }  // namespace vantrel

@@ -207,7 +207,7 @@ class VANTREL_EXPORT KWAudioPlayer : public std::enable_shared_from_this<KWAudio
   /// of the file player; absent without one. Mono at full scale gives 2520, stereo 5040.
   std::optional<Bytes> didRhythmData();
 
-  /// Length in whole seconds of an asset's address, or of a file read into memory; 0 when it cannot be
+  /// Length in whole seconds of an asset's address, or of a file; 0 when it cannot be
   /// opened. Truncated and clamped as by `MusicOfPhoneMode::songTimeIpod`.
   std::uint32_t songTimeIpod(const std::optional<std::string>& url) const;
   std::uint32_t songTimePath(const std::string& path) const;

@@ -7,14 +7,14 @@
 namespace vantrel::backends {
 
 std::unique_ptr<FilePlayer> GStreamerFilePlayers::openUrl(const std::string& url) {
-  const auto source = gstreamer::detail::sourceOfFile(url);
-  if (!source || !gstreamer::detail::startGStreamer()) return nullptr;
-  return gstreamer::detail::Player::open(*source);
+  const auto path = gstreamer::detail::pathOfUrl(url);
+  return path ? openFile(*path) : nullptr;
 }
 
-std::unique_ptr<FilePlayer> GStreamerFilePlayers::openBytes(const Bytes& contents) {
-  if (contents.empty() || !gstreamer::detail::startGStreamer()) return nullptr;
-  return gstreamer::detail::Player::open(gstreamer::detail::sourceOfBytes(contents));
+std::unique_ptr<FilePlayer> GStreamerFilePlayers::openFile(const std::string& path) {
+  auto source = gstreamer::detail::Source::open(path);
+  if (!source || !gstreamer::detail::startGStreamer()) return nullptr;
+  return gstreamer::detail::Player::open(std::move(source));
 }
 
 }  // namespace vantrel::backends

@@ -9,15 +9,22 @@ namespace vantrel::backends {
 /// installed plug-ins decode. The base and good plug-in sets are needed, the libav one for AAC.
 ///
 /// Opening: regular local files only, so that a FIFO or a device can block nobody. The file is decoded up to
-/// its first sound, for at most 3 seconds; null for what is missing, empty, no audio, or takes longer.
+/// its first sound, for at most 3 seconds; null for what is missing, empty, no audio, or takes longer. Of a
+/// row of frames without an index (AAC in ADTS, MP3 of some encoders) at most 32 MiB are counted; the length
+/// of a longer one is an estimate, which grows when the track turns out to be longer.
+///
+/// Reading: in pieces, as they are needed, on threads of its own; a track takes the same memory whatever its
+/// length. The file stays open as long as the player lives, so renaming or deleting it changes nothing. A
+/// file that is cut off while it plays ends the track where it now ends, with `successfully` false; one that
+/// can no longer be read is a decode error.
 ///
 /// Sound: the device is picked once per process. `VANTREL_AUDIO_SINK` may name the GStreamer sink to use
 /// ("pulsesink", "fakesink"). Without a device, tracks play in real time into nothing, which is logged once
 /// per process. A device that fails while a track plays is logged, and that track goes on into nothing.
 ///
 /// Position and length: at the end of the track the position goes back to 0. `successfully` is false when the
-/// end came more than 0.25 s plus 2 % of the length too early, as it does in a file that was cut off. A track
-/// that stands still for 10 seconds while it should play ends with a decode error of the domain
+/// end came more than 0.25 s plus 2 % of a known length too early, as in a file that was cut off before. A
+/// track that stands still for 10 seconds while it should play ends with a decode error of the domain
 /// "vantrel.gstreamer", code 1; other decode errors carry GStreamer's own domain and code.
 ///
 /// Levels: the root mean square of each channel over 50 ms, before this player's own volume; a sine at full
@@ -30,7 +37,7 @@ namespace vantrel::backends {
 class VANTREL_EXPORT GStreamerFilePlayers : public FilePlayerFactory {
  public:
   std::unique_ptr<FilePlayer> openUrl(const std::string& url) override;
-  std::unique_ptr<FilePlayer> openBytes(const Bytes& contents) override;
+  std::unique_ptr<FilePlayer> openFile(const std::string& path) override;
 };
 
 }  // namespace vantrel::backends

@@ -4,7 +4,6 @@
 #include <memory>
 #include <string>
 
-#include "vantrel/platform/Bytes.h"
 #include "vantrel/platform/Error.h"
 #include "vantrel/platform/Export.h"
 
@@ -72,7 +71,8 @@ class VANTREL_EXPORT FilePlayer {
   virtual void setObserver(FilePlayerObserver observer) = 0;
 };
 
-/// Opens audio files. Null when the source is missing or holds no audio that can be decoded.
+/// Opens audio files. Null when the file is missing, is no regular file or holds no audio
+/// that can be decoded, and for an address or a path with a NUL byte.
 /// Opening reads enough to know channels and length; it returns within a few seconds whatever the source.
 class VANTREL_EXPORT FilePlayerFactory {
  public:
@@ -81,8 +81,9 @@ class VANTREL_EXPORT FilePlayerFactory {
   /// `url` is an address ("file:///music/a.ogg") or a plain absolute path.
   virtual std::unique_ptr<FilePlayer> openUrl(const std::string& url) = 0;
 
-  /// The bytes of a whole file; shared, not copied.
-  virtual std::unique_ptr<FilePlayer> openBytes(const Bytes& contents) = 0;
+  /// `path` is a path as the system takes it, absolute or relative to the working folder. The player reads
+  /// the file as it was named at this moment, also when it is renamed or deleted later.
+  virtual std::unique_ptr<FilePlayer> openFile(const std::string& path) = 0;
 };
 
 }  // namespace vantrel

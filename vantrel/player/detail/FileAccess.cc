@@ -1,10 +1,13 @@
 #include "vantrel/player/detail/FileAccess.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+
 #include "vantrel/platform/Host.h"
 #include "vantrel/platform/Log.h"
 #include "vantrel/player/detail/Format.h"
 #include "vantrel/player/detail/PlayerEvents.h"
-#include "vantrel/system/FileContents.h"
+#include "vantrel/system/Descriptor.h"
 
 namespace vantrel::player::detail {
 
@@ -20,20 +23,29 @@ std::unique_ptr<FilePlayer> openUrl(const std::optional<std::string>& url) {
   return players && url ? players->openUrl(*url) : nullptr;
 }
 
-std::unique_ptr<FilePlayer> openBytes(const std::optional<Bytes>& contents) {
+std::unique_ptr<FilePlayer> openFile(const std::optional<std::string>& path) {
   const auto& players = Host::current().filePlayers;
-  return players && contents && !contents->empty() ? players->openBytes(*contents) : nullptr;
+  return players && path ? players->openFile(*path) : nullptr;
+}
+
+std::uint64_t readableSize(const std::optional<std::string>& path) {
+  const auto name = system::detail::systemPath(path.value_or(""));
+  if (!name) return 0;
+  // Not blocking, or a pipe without a writer would hang the caller.
+  const system::detail::Descriptor file(::open(name->c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+  struct stat status {};
+  if (!file || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return 0;
+  return static_cast<std::uint64_t>(status.st_size);
 }
 
 std::unique_ptr<FilePlayer> openEntry(const MusicOfPhoneMode& entry, std::uint64_t sourceType,
                                       SizeLine line) {
   if (sourceType == kLibrary) return openUrl(entry.mItem() ? entry.mItem()->assetUrl : std::nullopt);
-  const auto contents = entry.mPath() ? system::detail::readFile(*entry.mPath()) : std::nullopt;
   if (line == SizeLine::Log) {
     const std::string name = entry.mPath() ? lastPathComponent(*entry.mPath()) : "(null)";
-    platform::log("KWAudioPlayer " + name + " size:" + std::to_string(contents ? contents->size() : 0));
+    platform::log("KWAudioPlayer " + name + " size:" + std::to_string(readableSize(entry.mPath())));
   }
-  return openBytes(contents);
+  return openFile(entry.mPath());
 }
 
 std::uint32_t wholeDuration(const std::unique_ptr<FilePlayer>& player) {

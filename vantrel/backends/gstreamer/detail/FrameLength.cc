@@ -1,42 +1,25 @@
 #include "vantrel/backends/gstreamer/detail/FrameLength.h"
 
-#include <algorithm>
 #include <array>
 #include <cstdint>
-#include <cstdio>
-#include <memory>
+#include <vector>
 
-#include "vantrel/backends/gstreamer/detail/Gst.h"
+#include "vantrel/platform/loop/Clock.h"
 
 namespace vantrel::backends::gstreamer::detail {
 namespace {
 
 constexpr std::size_t kHeader = 7;
 constexpr std::size_t kMostGarbage = std::size_t{64} << 10;
+constexpr std::uint64_t kMostCounted = std::uint64_t{32} << 20;
 constexpr int kFewestFrames = 3;
-
-using Header = std::array<std::uint8_t, kHeader>;
-
-struct CloseFile {
-  void operator()(std::FILE* file) const { std::fclose(file); }
-};
-using File = std::unique_ptr<std::FILE, CloseFile>;
 
 struct Frame {
   std::size_t bytes;
   double seconds;
 };
 
-File openSource(const Source& source) {
-  // The stream is only read; fmemopen has no form for constant memory.
-  if (source.contents)
-    return File(
-        ::fmemopen(const_cast<std::uint8_t*>(source.contents->data()), source.contents->size(), "rb"));
-  const Owned<gchar> path(g_filename_from_uri(source.uri.c_str(), nullptr, nullptr));
-  return File(path ? std::fopen(path.get(), "rbe") : nullptr);
-}
-
-std::optional<Frame> adtsFrame(const Header& header) {
+std::optional<Frame> adtsFrame(const std::uint8_t* header) {
   constexpr std::array<int, 13> kRates{96000, 88200, 64000, 48000, 44100, 32000, 24000,
                                        22050, 16000, 12000, 11025, 8000,  7350};
   const std::size_t rate = (header[2] >> 2) & 15;
@@ -46,7 +29,7 @@ std::optional<Frame> adtsFrame(const Header& header) {
   return Frame{bytes, 1024.0 * blocks / kRates[rate]};
 }
 
-std::optional<Frame> mpegFrame(const Header& header) {
+std::optional<Frame> mpegFrame(const std::uint8_t* header) {
   // Kilobits a second by index: version 1 in layers 1, 2, 3, then later versions in layer 1 and in 2 and 3.
   constexpr int kKilobits[5][15] = {
       {0, 32, 64, 96, 128, 160, 192, 224, 256, 288, 320, 352, 384, 416, 448},
@@ -72,64 +55,67 @@ std::optional<Frame> mpegFrame(const Header& header) {
   return Frame{static_cast<std::size_t>(slots * slot), static_cast<double>(samples) / rate};
 }
 
-std::optional<Frame> frameOf(const Header& header) {
+std::optional<Frame> frameOf(const std::uint8_t* header) {
   if (header[0] != 0xFF || (header[1] & 0xE0) != 0xE0) return std::nullopt;
   if ((header[1] & 0xF6) == 0xF0) return adtsFrame(header);
   return mpegFrame(header);
 }
 
-void skipTag(std::FILE* file) {
-  std::array<std::uint8_t, 10> tag{};
-  if (std::fread(tag.data(), 1, tag.size(), file) == tag.size() && tag[0] == 'I' && tag[1] == 'D' &&
-      tag[2] == '3') {
-    const long size = (tag[6] & 127L) << 21 | (tag[7] & 127L) << 14 | (tag[8] & 127L) << 7 | (tag[9] & 127L);
-    std::fseek(file, size + 10, SEEK_SET);
-  } else {
-    std::rewind(file);
+/// A stretch of the file that moves on with what is asked for.
+class Window {
+ public:
+  explicit Window(const Source& source) : source_(source) {}
+
+  /// `count` bytes from `offset` on; null when the file ends before.
+  const std::uint8_t* at(std::uint64_t offset, std::size_t count) {
+    if (offset < start_ || offset + count > start_ + length_) {
+      start_ = offset;
+      length_ = source_.read(offset, bytes_).value_or(0);
+    }
+    return offset + count <= start_ + length_ ? bytes_.data() + (offset - start_) : nullptr;
   }
-}
 
-/// Reads over `count` bytes; false at the end of the file.
-bool readOver(std::FILE* file, std::size_t count) {
-  std::array<std::uint8_t, 8192> scratch;
-  return count <= scratch.size() && std::fread(scratch.data(), 1, count, file) == count;
-}
+ private:
+  const Source& source_;
+  std::vector<std::uint8_t> bytes_ = std::vector<std::uint8_t>(std::size_t{64} << 10);
+  std::uint64_t start_ = 0;
+  std::size_t length_ = 0;
+};
 
-/// Moves a header window on by one byte; false at the end of the file.
-bool shift(Header& header, std::FILE* file) {
-  const int next = std::fgetc(file);
-  if (next == EOF) return false;
-  std::copy(header.begin() + 1, header.end(), header.begin());
-  header.back() = static_cast<std::uint8_t>(next);
-  return true;
+std::uint64_t endOfTag(Window& window) {
+  const std::uint8_t* tag = window.at(0, 10);
+  if (!tag || tag[0] != 'I' || tag[1] != 'D' || tag[2] != '3') return 0;
+  return 10 + ((tag[6] & 127U) << 21 | (tag[7] & 127U) << 14 | (tag[8] & 127U) << 7 | (tag[9] & 127U));
 }
 
 }  // namespace
 
-std::optional<std::chrono::nanoseconds> lengthOfFrames(const Source& source) {
-  const File file = openSource(source);
-  if (!file) return std::nullopt;
-  skipTag(file.get());
+std::optional<FramesLength> lengthOfFrames(const Source& source) {
+  Window window(source);
+  const std::uint64_t start = endOfTag(window);
+  std::uint64_t offset = start;
   double seconds = 0;
   int frames = 0;
   std::size_t garbage = 0;
-  Header header{};
-  bool more = std::fread(header.data(), 1, kHeader, file.get()) == kHeader;
-  while (more && garbage < kMostGarbage) {
+  while (garbage < kMostGarbage && offset - start < kMostCounted) {
+    const std::uint8_t* header = window.at(offset, kHeader);
+    if (!header) break;
     const auto frame = frameOf(header);
     if (!frame || frame->bytes < kHeader) {
       ++garbage;
-      more = shift(header, file.get());
+      ++offset;
       continue;
     }
+    if (offset + frame->bytes > source.size()) break;
     garbage = 0;
-    if (!readOver(file.get(), frame->bytes - kHeader)) break;
     ++frames;
     seconds += frame->seconds;
-    more = std::fread(header.data(), 1, kHeader, file.get()) == kHeader;
+    offset += frame->bytes;
   }
   if (frames < kFewestFrames) return std::nullopt;
-  return std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::duration<double>(seconds));
+  const bool exact = offset - start < kMostCounted;
+  if (!exact) seconds *= static_cast<double>(source.size() - start) / static_cast<double>(offset - start);
+  return FramesLength{durationOfSeconds(seconds), exact};
 }
 
 }  // namespace vantrel::backends::gstreamer::detail

@@ -4,6 +4,7 @@
 #include <utility>
 #include <vector>
 
+#include "vantrel/backends/gstreamer/detail/FileFeed.h"
 #include "vantrel/platform/loop/RunLoop.h"
 
 namespace vantrel::backends::gstreamer::detail {
@@ -51,7 +52,7 @@ std::vector<float> decibelsOf(const GstStructure* structure) {
 
 }  // namespace
 
-Pipeline::Pipeline(Source source, std::function<void(const End&)> onEnd)
+Pipeline::Pipeline(std::shared_ptr<const Source> source, std::function<void(const End&)> onEnd)
     : source_(std::move(source)), onEnd_(std::move(onEnd)) {
   if (!build()) playbin_.reset();
 }
@@ -81,9 +82,9 @@ bool Pipeline::build() {
   // Levels are always measured: `playbin` decodes up to a second ahead, and who asks for levels in the middle
   // of a track would otherwise have to wait for that second.
   g_object_set(level_.get(), "interval", kLevelInterval, nullptr);
-  g_object_set(playbin_.get(), "flags", kPlayAudioOnly, "uri", source_.uri.c_str(), "audio-filter",
-               filter_.get(), nullptr);
-  if (source_.contents) g_signal_connect(playbin_.get(), "source-setup", G_CALLBACK(onSourceSetup), this);
+  g_object_set(playbin_.get(), "flags", kPlayAudioOnly, "uri", "appsrc://", "audio-filter", filter_.get(),
+               nullptr);
+  g_signal_connect(playbin_.get(), "source-setup", G_CALLBACK(onSourceSetup), this);
   bus_.reset(gst_element_get_bus(playbin_.get()));
   gst_bus_set_sync_handler(bus_.get(), onMessage, this, nullptr);
   return true;
@@ -108,7 +109,7 @@ GstPadProbeReturn Pipeline::onSound(GstPad* pad, GstPadProbeInfo* info, gpointer
 }
 
 void Pipeline::onSourceSetup(GstElement*, GstElement* source, gpointer self) {
-  feedFromMemory(source, *static_cast<Pipeline*>(self)->source_.contents);
+  feedFromFile(source, static_cast<Pipeline*>(self)->source_);
 }
 
 /// Runs on whichever thread posts. Lets through only what the main thread acts on, so that nothing else wakes

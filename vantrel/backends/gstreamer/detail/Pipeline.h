@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <optional>
 
 #include "vantrel/backends/gstreamer/detail/Gst.h"
@@ -29,7 +30,7 @@ class Pipeline {
   };
 
   /// `onEnd` is called from the main run loop, at most once a load; it may destroy the pipeline.
-  Pipeline(Source source, std::function<void(const End&)> onEnd);
+  Pipeline(std::shared_ptr<const Source> source, std::function<void(const End&)> onEnd);
   ~Pipeline();
   Pipeline(const Pipeline&) = delete;
   Pipeline& operator=(const Pipeline&) = delete;
@@ -77,7 +78,7 @@ class Pipeline {
   void dropStaleEnds(std::uint32_t seekNumber);
   End endOf(GstMessage* message) const;
 
-  Source source_;
+  std::shared_ptr<const Source> source_;
   std::function<void(const End&)> onEnd_;
   Levels levels_;
   std::atomic<bool> prerolling_ = false;

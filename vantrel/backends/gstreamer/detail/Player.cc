@@ -21,7 +21,7 @@ double secondsOf(Pipeline::Time time) { return std::chrono::duration<double>(tim
 
 }  // namespace
 
-std::unique_ptr<Player> Player::open(Source source) {
+std::unique_ptr<Player> Player::open(std::shared_ptr<const Source> source) {
   std::unique_ptr<Player> player(new Player(std::move(source)));
   if (!player->pipeline_.valid()) return nullptr;
   player->pipeline_.useSink(makeDeviceSink());
@@ -31,7 +31,7 @@ std::unique_ptr<Player> Player::open(Source source) {
   return player;
 }
 
-Player::Player(Source source)
+Player::Player(std::shared_ptr<const Source> source)
     : source_(source), pipeline_(std::move(source), [this](const Pipeline::End& end) { onEnd(end); }) {}
 
 Player::~Player() {
@@ -93,6 +93,8 @@ double Player::currentTime() const { return secondsOf(heard()); }
 Player::Time Player::heard() const {
   const auto position = loaded_ ? pipeline_.position() : std::nullopt;
   if (!position) return rest_;
+  // An estimate must not end before the track does.
+  if (estimated_) length_ = std::max(length_, *position);
   const Time end = length();
   return end > Time::zero() ? std::min(*position, end) : *position;
 }
@@ -109,16 +111,17 @@ void Player::setCurrentTime(double seconds) {
 
 /// GStreamer only estimates the length of a bare row of frames, and that not before half a second of playing.
 void Player::countLength() {
-  const auto counted = lengthOfFrames(source_);
-  if (!counted) return;
-  length_ = *counted;
-  exact_ = true;
+  const auto frames = lengthOfFrames(*source_);
+  if (!frames) return;
+  length_ = frames->length;
+  counted_ = true;
+  estimated_ = !frames->exact;
 }
 
 double Player::duration() const { return secondsOf(length()); }
 
 Player::Time Player::length() const {
-  if (loaded_ && !exact_) length_ = pipeline_.duration().value_or(length_);
+  if (loaded_ && !counted_) length_ = pipeline_.duration().value_or(length_);
   return length_;
 }
 
@@ -173,6 +176,8 @@ bool Player::goOnSilently() {
 
 /// The pipeline's own position is no help: at the end it may claim the whole length.
 bool Player::endedEarly() const {
+  if (source_->shrunk()) return true;
+  if (estimated_) return false;
   const Time reached = std::max(pipeline_.decodedUpTo(), rest_);
   return reached + 250ms + length() / 50 < length();
 }

@@ -13,7 +13,7 @@ namespace vantrel::backends::gstreamer::detail {
 class Player final : public FilePlayer {
  public:
   /// Null when `source` holds no audio that can be decoded.
-  static std::unique_ptr<Player> open(Source source);
+  static std::unique_ptr<Player> open(std::shared_ptr<const Source> source);
   ~Player() override;
 
   bool prepareToPlay() override;
@@ -35,7 +35,7 @@ class Player final : public FilePlayer {
  private:
   using Time = Pipeline::Time;
 
-  explicit Player(Source source);
+  explicit Player(std::shared_ptr<const Source> source);
 
   std::optional<Pipeline::End> load();
   void unload(Time rest);
@@ -50,7 +50,7 @@ class Player final : public FilePlayer {
   void finish();
   void fail(Error error);
 
-  Source source_;
+  std::shared_ptr<const Source> source_;
   Pipeline pipeline_;
   bool loaded_ = false;
   bool playing_ = false;
@@ -61,8 +61,9 @@ class Player final : public FilePlayer {
   Time rest_{0};
   mutable Time length_{0};
 
-  /// The length was counted, not estimated.
-  bool exact_ = false;
+  /// The length was counted or estimated by this object, and is not asked of the pipeline.
+  bool counted_ = false;
+  bool estimated_ = false;
   std::size_t channels_ = 0;
   float volume_ = 1;
   std::vector<float> levels_;

@@ -1,28 +1,44 @@
 #pragma once
 
-#include <gst/gst.h>
-
+#include <cstddef>
+#include <cstdint>
+#include <memory>
 #include <optional>
+#include <span>
 #include <string>
-
-#include "vantrel/platform/Bytes.h"
 
 /// Where a track's bytes come from.
 namespace vantrel::backends::gstreamer::detail {
 
-struct Source {
-  std::string uri;
+/// A file that is read in pieces. It is opened once and stays open, so that it can be read on when it is
+/// renamed or deleted meanwhile. It is not mapped: what others cut off is read as the file's end.
+/// Threads: any.
+class Source {
+ public:
+  /// Null unless `path` names a regular file that can be read and is not empty.
+  static std::shared_ptr<const Source> open(const std::string& path);
+  ~Source();
+  Source(const Source&) = delete;
+  Source& operator=(const Source&) = delete;
 
-  /// What the pipeline reads when `uri` stands for memory.
-  std::optional<Bytes> contents;
+  /// Bytes in the file when it was opened.
+  std::uint64_t size() const { return size_; }
+
+  /// Others have made the file shorter since it was opened.
+  bool shrunk() const;
+
+  /// Reads from `offset` on and gives the number of bytes, which is short at the file's end only. None, and
+  /// the reason in `errno`, when reading fails.
+  std::optional<std::size_t> read(std::uint64_t offset, std::span<std::uint8_t> into) const;
+
+ private:
+  Source() = default;
+
+  int file_ = -1;
+  std::uint64_t size_ = 0;
 };
 
-/// `url` is a file address or an absolute path. None unless it names a regular file that is not empty.
-std::optional<Source> sourceOfFile(const std::string& url);
-
-Source sourceOfBytes(const Bytes& contents);
-
-/// Lets `appsrc` read `contents` at any offset. The memory is kept alive and handed on without a copy.
-void feedFromMemory(GstElement* appsrc, const Bytes& contents);
+/// The path that `url`, a file address or an absolute path, stands for; none for anything else.
+std::optional<std::string> pathOfUrl(const std::string& url);
 
 }  // namespace vantrel::backends::gstreamer::detail

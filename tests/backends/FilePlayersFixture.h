@@ -1,0 +1,47 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <optional>
+
+#include "tests/backends/AudioFiles.h"
+#include "vantrel/backends/gstreamer/GStreamerFilePlayers.h"
+#include "vantrel/platform/loop/RunLoop.h"
+
+namespace vantrel::test {
+
+/// Opens tracks through GStreamer and sees how they end.
+class FilePlayersFixture : public ::testing::Test {
+ protected:
+  /// Runs the main loop until the track has ended; false when it has not within `limit`.
+  bool runToEnd(FilePlayer& player, Duration limit = std::chrono::seconds(5)) {
+    observe(player);
+    player.play();
+    loop_.runFor(limit);
+    return succeeded_.has_value() || error_.has_value();
+  }
+
+  void observe(FilePlayer& player) {
+    FilePlayerObserver observer;
+    observer.audioPlayerDidFinishPlaying_successfully = [this](FilePlayer&, bool ok) {
+      succeeded_ = ok;
+      ++reports_;
+      loop_.stop();
+    };
+    observer.audioPlayerDecodeErrorDidOccur_error = [this](FilePlayer&, const Error& error) {
+      error_ = error;
+      ++reports_;
+      loop_.stop();
+    };
+    player.setObserver(observer);
+  }
+
+  AudioFiles files_;
+  RunLoop& loop_ = RunLoop::main();
+  backends::GStreamerFilePlayers factory_;
+  std::optional<bool> succeeded_;
+  std::optional<Error> error_;
+  int reports_ = 0;
+};
+
+}  // namespace vantrel::test

@@ -1,0 +1,53 @@
+#include <sys/resource.h>
+
+#include <filesystem>
+
+#include "tests/backends/FilePlayersFixture.h"
+
+namespace vantrel {
+namespace {
+
+using namespace std::chrono_literals;
+
+using FileReadingTest = test::FilePlayersFixture;
+
+TEST_F(FileReadingTest, TakesNoMemoryForALargeFile) {
+  ASSERT_NE(factory_.openFile(files_.tone("tone", "1")), nullptr);
+  rusage before{};
+  ::getrusage(RUSAGE_SELF, &before);
+  // Its header promises a gigabyte of sound.
+  const auto player = factory_.openFile(
+      files_.make("large.wav",
+                  "cp tone.wav large.wav && truncate -s 1G large.wav && "
+                  "printf '\\324\\377\\377\\077' | dd status=none of=large.wav bs=1 seek=40 conv=notrunc"));
+  ASSERT_NE(player, nullptr);
+  player->setCurrentTime(player->duration() - 0.2);
+  EXPECT_TRUE(runToEnd(*player));
+  EXPECT_EQ(succeeded_, true);
+  rusage after{};
+  ::getrusage(RUSAGE_SELF, &after);
+  EXPECT_LT(after.ru_maxrss - before.ru_maxrss, 64 << 10);
+}
+
+TEST_F(FileReadingTest, EstimatesALongRowOfFramesAndEndsWhereItWasCut) {
+  files_.tone("tone", "2.5");
+  const std::string row =
+      files_.make("row.mp3",
+                  "lame --quiet -t -b 320 tone.wav row.mp3 && cp row.mp3 one.mp3 && "
+                  "for i in 1 2 3 4 5 6 7 8 9; do cat row.mp3 row.mp3 > twice && mv twice row.mp3; done");
+  const auto one = factory_.openFile(files_.path("one.mp3"));
+  const auto player = factory_.openFile(row);
+  ASSERT_TRUE(one && player);
+  ASSERT_GT(std::filesystem::file_size(row), 36U << 20) << "no longer than what is counted";
+  EXPECT_NEAR(player->duration() / one->duration(), 512, 5);
+
+  observe(*player);
+  player->play();
+  loop_.runFor(200ms);
+  std::filesystem::resize_file(row, 20'000);
+  EXPECT_TRUE(runToEnd(*player));
+  EXPECT_EQ(succeeded_, false);
+}
+
+}  // namespace
+}  // namespace vantrel
