@@ -18,9 +18,10 @@ namespace vantrel::backends {
 /// file that is cut off while it plays ends the track where it now ends, with `successfully` false; one that
 /// can no longer be read is a decode error.
 ///
-/// Sound: the device is picked once per process. `VANTREL_AUDIO_SINK` may name the GStreamer sink to use
-/// ("pulsesink", "fakesink"). Without a device, tracks play in real time into nothing, which is logged once
-/// per process. A device that fails while a track plays is logged, and that track goes on into nothing.
+/// Sound: the device is picked when it is first needed. `VANTREL_AUDIO_SINK` may name the GStreamer sink to
+/// use ("pulsesink", "fakesink"). Without a device, tracks play in real time into nothing, which is logged
+/// once per process. A device that fails is logged, and that track goes on into nothing. The next track tries
+/// again, and sounds when there is a device.
 ///
 /// Position and length: at the end of the track the position goes back to 0. `successfully` is false when the
 /// end came more than 0.25 s plus 2 % of a known length too early, as in a file that was cut off before. A

@@ -82,8 +82,7 @@ bool Pipeline::build() {
   // Levels are always measured: `playbin` decodes up to a second ahead, and who asks for levels in the middle
   // of a track would otherwise have to wait for that second.
   g_object_set(level_.get(), "interval", kLevelInterval, nullptr);
-  g_object_set(playbin_.get(), "flags", kPlayAudioOnly, "uri", "appsrc://", "audio-filter", filter_.get(),
-               nullptr);
+  g_object_set(playbin_.get(), "flags", kPlayAudioOnly, "audio-filter", filter_.get(), nullptr);
   g_signal_connect(playbin_.get(), "source-setup", G_CALLBACK(onSourceSetup), this);
   bus_.reset(gst_element_get_bus(playbin_.get()));
   gst_bus_set_sync_handler(bus_.get(), onMessage, this, nullptr);
@@ -157,10 +156,12 @@ std::optional<Pipeline::End> Pipeline::load(Time position) {
   levels_.clear();
   prerolling_ = true;
   decodedUpTo_ = -1;
+  // Set for each load: one that failed has used up what stood there.
+  g_object_set(playbin_.get(), "uri", "appsrc://", nullptr);
   const auto change = gst_element_set_state(playbin_.get(), GST_STATE_PAUSED);
   // A change that failed at once has already said why, if it ever will.
-  auto failure = waitUntilPrerolled(change == GST_STATE_CHANGE_FAILURE ? Time::zero() : kLongestPreroll);
-  if (!failure && position > Time::zero() && seek(position)) failure = waitUntilPrerolled(kLongestPreroll);
+  auto failure = waitForAnswer(change == GST_STATE_CHANGE_FAILURE ? Time::zero() : kLongestPreroll);
+  if (!failure && position > Time::zero() && seek(position)) failure = waitForAnswer(kLongestPreroll);
   prerolling_ = false;
   if (failure) {
     unload();
@@ -173,7 +174,7 @@ std::optional<Pipeline::End> Pipeline::load(Time position) {
   return std::nullopt;
 }
 
-std::optional<Pipeline::End> Pipeline::waitUntilPrerolled(Time limit) {
+std::optional<Pipeline::End> Pipeline::waitForAnswer(Time limit) {
   constexpr auto kTypes = static_cast<GstMessageType>(GST_MESSAGE_ERROR | GST_MESSAGE_ASYNC_DONE);
   const Owned<GstMessage> message(
       gst_bus_timed_pop_filtered(bus_.get(), static_cast<GstClockTime>(limit.count()), kTypes));
@@ -188,8 +189,10 @@ void Pipeline::unload() {
   gst_element_set_state(playbin_.get(), GST_STATE_NULL);
 }
 
-bool Pipeline::run() {
-  return gst_element_set_state(playbin_.get(), GST_STATE_PLAYING) != GST_STATE_CHANGE_FAILURE;
+std::optional<Pipeline::End> Pipeline::run() {
+  if (gst_element_set_state(playbin_.get(), GST_STATE_PLAYING) != GST_STATE_CHANGE_FAILURE)
+    return std::nullopt;
+  return waitForAnswer(Time::zero());
 }
 
 void Pipeline::pause() { gst_element_set_state(playbin_.get(), GST_STATE_PAUSED); }
@@ -247,15 +250,17 @@ void Pipeline::drainBus() {
   while (GstMessage* next = gst_bus_pop(bus_.get())) {
     const Owned<GstMessage> message(next);
     const auto type = GST_MESSAGE_TYPE(next);
-    if (type == GST_MESSAGE_EOS || type == GST_MESSAGE_ERROR) {
-      const auto onEnd = onEnd_;
-      // It may destroy this object.
-      return onEnd(endOf(next));
-    }
+    std::optional<End> end;
+    if (type == GST_MESSAGE_EOS || type == GST_MESSAGE_ERROR) end = endOf(next);
     if (type == GST_MESSAGE_CLOCK_LOST && GST_STATE_TARGET(playbin_.get()) == GST_STATE_PLAYING) {
       // The pipeline picks another clock on its way back up.
       pause();
-      run();
+      end = run();
+    }
+    if (end) {
+      // It may destroy this object.
+      const auto onEnd = onEnd_;
+      return onEnd(*end);
     }
   }
 }

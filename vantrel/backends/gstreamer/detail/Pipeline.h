@@ -47,7 +47,9 @@ class Pipeline {
   /// Gives back threads, files and the sound device. Reports not yet delivered are dropped.
   void unload();
 
-  bool run();
+  /// Lets the loaded track sound. None when that worked.
+  std::optional<End> run();
+
   void pause();
 
   /// False when the track cannot be seeked.
@@ -72,7 +74,8 @@ class Pipeline {
   static void onSourceSetup(GstElement*, GstElement* source, gpointer self);
 
   bool build();
-  std::optional<End> waitUntilPrerolled(Time limit);
+  /// What a change of state came to; none when it worked.
+  std::optional<End> waitForAnswer(Time limit);
   void takeLevels(GstMessage* message);
   void drainBus();
   void dropStaleEnds(std::uint32_t seekNumber);

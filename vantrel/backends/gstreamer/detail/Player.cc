@@ -63,9 +63,13 @@ bool Player::prepareToPlay() { return !load(); }
 bool Player::play() {
   if (playing_) return true;
   if (load()) return false;
-  if (!pipeline_.run()) {
+  if (const auto failure = pipeline_.run()) {
     unload(heard());
-    return false;
+    if (!failure->inSink || !goOnSilently() || load()) return false;
+    if (pipeline_.run()) {
+      unload(rest_);
+      return false;
+    }
   }
   playing_ = true;
   lastHeard_ = Time(-1);
@@ -170,6 +174,7 @@ void Player::onEnd(const Pipeline::End& end) {
 bool Player::goOnSilently() {
   if (std::exchange(silent_, true)) return false;
   platform::log("The sound device failed: this track goes on without sound.");
+  forgetDevice();
   pipeline_.useSink(makeSilentSink());
   return true;
 }
