@@ -2,11 +2,16 @@
 
 #include <atomic>
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 
 #include "tests/backends/FilePlayersFixture.h"
 
 namespace vantrel {
 namespace {
+
+using namespace std::chrono_literals;
 
 /// A sound device that fails when it is told to: GStreamer's silent sink under another name.
 struct Device {
@@ -54,6 +59,23 @@ TEST_F(SoundDeviceTest, TracksPlayOnWhileItFailsAndSoundAgainWhenItIsBack) {
       EXPECT_EQ(Device::heard >= 8, now == Device::None) << failure << now;
     }
   }
+}
+
+TEST_F(SoundDeviceTest, ThreadsOfATrackLeaveSignalsToTheProgram) {
+  const auto player = factory_.openFile(files_.tone("tone", "2"));
+  ASSERT_NE(player, nullptr);
+  player->play();
+  loop_.runFor(100ms);
+  int threads = 0;
+  for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
+    if (task.path().filename() == std::to_string(::getpid())) continue;
+    std::ifstream file(task.path() / "status");
+    const std::string status(std::istreambuf_iterator<char>(file), {});
+    const auto mask = std::stoull(status.substr(status.find("SigBlk:") + 7), nullptr, 16);
+    EXPECT_TRUE(mask >> (SIGTERM - 1) & 1) << status;
+    ++threads;
+  }
+  EXPECT_GT(threads, 0);
 }
 
 }  // namespace

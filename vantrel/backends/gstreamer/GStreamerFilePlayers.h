@@ -33,7 +33,8 @@ namespace vantrel::backends {
 ///
 /// Interruptions are not reported: the desktop has none.
 ///
-/// Threads: the main thread only, as with every file player. GStreamer is started by the first opening, which
+/// Threads: the main thread only, as with every file player. The threads that GStreamer and the sound library
+/// start for it leave the process's signals to others. GStreamer is started by the first opening, which
 /// takes about a third of a second the first time a user ever runs it.
 class VANTREL_EXPORT GStreamerFilePlayers : public FilePlayerFactory {
  public:

@@ -26,11 +26,11 @@ Device openableDevice() {
   const auto automatic = makeElement("autoaudiosink");
   if (!automatic) return std::nullopt;
   Device found;
-  if (gst_element_set_state(automatic.get(), GST_STATE_READY) != GST_STATE_CHANGE_FAILURE) {
+  if (changeState(automatic.get(), GST_STATE_READY) != GST_STATE_CHANGE_FAILURE) {
     const Owned<GObject> child(gst_child_proxy_get_child_by_index(GST_CHILD_PROXY(automatic.get()), 0));
     if (child) found = deviceOf(GST_ELEMENT(child.get()));
   }
-  gst_element_set_state(automatic.get(), GST_STATE_NULL);
+  changeState(automatic.get(), GST_STATE_NULL);
   return found;
 }
 

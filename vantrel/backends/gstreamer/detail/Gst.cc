@@ -1,6 +1,7 @@
 #include "vantrel/backends/gstreamer/detail/Gst.h"
 
 #include "vantrel/platform/Log.h"
+#include "vantrel/platform/SignalBlock.h"
 
 namespace vantrel::backends::gstreamer::detail {
 namespace {
@@ -8,6 +9,7 @@ namespace {
 bool start() {
   // A library must leave the program's signal handlers alone.
   gst_segtrap_set_enabled(FALSE);
+  const SignalBlock block;
   GError* error = nullptr;
   if (gst_init_check(nullptr, nullptr, &error)) return true;
   const Owned<GError> owned(error);
@@ -20,6 +22,11 @@ bool start() {
 bool startGStreamer() {
   static const bool started = start();
   return started;
+}
+
+GstStateChangeReturn changeState(GstElement* element, GstState state) {
+  const SignalBlock block;
+  return gst_element_set_state(element, state);
 }
 
 Owned<GstElement> makeElement(const char* factory) {

@@ -22,6 +22,10 @@ using Owned = std::unique_ptr<T, Unref>;
 /// Threads: any.
 bool startGStreamer();
 
+/// Changes the state of `element`. The threads that this starts, here or in a sound library, keep their
+/// signals blocked. Threads: any.
+GstStateChangeReturn changeState(GstElement* element, GstState state);
+
 /// A new element that the caller owns; null, and a line in the log, when its plug-in is missing.
 Owned<GstElement> makeElement(const char* factory);
 

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "vantrel/backends/gstreamer/detail/FileFeed.h"
+#include "vantrel/platform/SignalBlock.h"
 #include "vantrel/platform/loop/RunLoop.h"
 
 namespace vantrel::backends::gstreamer::detail {
@@ -158,7 +159,7 @@ std::optional<Pipeline::End> Pipeline::load(Time position) {
   decodedUpTo_ = -1;
   // Set for each load: one that failed has used up what stood there.
   g_object_set(playbin_.get(), "uri", "appsrc://", nullptr);
-  const auto change = gst_element_set_state(playbin_.get(), GST_STATE_PAUSED);
+  const auto change = changeState(playbin_.get(), GST_STATE_PAUSED);
   // A change that failed at once has already said why, if it ever will.
   auto failure = waitForAnswer(change == GST_STATE_CHANGE_FAILURE ? Time::zero() : kLongestPreroll);
   if (!failure && position > Time::zero() && seek(position)) failure = waitForAnswer(kLongestPreroll);
@@ -186,22 +187,22 @@ std::optional<Pipeline::End> Pipeline::waitForAnswer(Time limit) {
 void Pipeline::unload() {
   if (watched_ >= 0) RunLoop::main().unwatch(std::exchange(watched_, -1));
   // Going down flushes the bus.
-  gst_element_set_state(playbin_.get(), GST_STATE_NULL);
+  changeState(playbin_.get(), GST_STATE_NULL);
 }
 
 std::optional<Pipeline::End> Pipeline::run() {
-  if (gst_element_set_state(playbin_.get(), GST_STATE_PLAYING) != GST_STATE_CHANGE_FAILURE)
-    return std::nullopt;
+  if (changeState(playbin_.get(), GST_STATE_PLAYING) != GST_STATE_CHANGE_FAILURE) return std::nullopt;
   return waitForAnswer(Time::zero());
 }
 
-void Pipeline::pause() { gst_element_set_state(playbin_.get(), GST_STATE_PAUSED); }
+void Pipeline::pause() { changeState(playbin_.get(), GST_STATE_PAUSED); }
 
 bool Pipeline::seek(Time position) {
   GstEvent* event = gst_event_new_seek(
       1.0, GST_FORMAT_TIME, static_cast<GstSeekFlags>(GST_SEEK_FLAG_FLUSH | GST_SEEK_FLAG_ACCURATE),
       GST_SEEK_TYPE_SET, position.count(), GST_SEEK_TYPE_NONE, -1);
   const std::uint32_t number = gst_event_get_seqnum(event);
+  const SignalBlock block;
   if (!gst_element_send_event(playbin_.get(), event)) return false;
   const auto length = duration();
   if (!length || position + kAtTheEnd < *length) dropStaleEnds(number);
