@@ -397,6 +397,18 @@ TEST(RunLoopThreadsTest, StopFromAnotherThreadWakesASleepingLoop) {
   EXPECT_LE(loop.wakeUps(), 1U);
 }
 
+TEST(RunLoopThreadsTest, ARunStoppedInItsSleepLeavesAPollThatWakes) {
+  RunLoop loop;
+  while (loop.wakeUps() == 0) {
+    std::thread stopper([&] { loop.stop(); });
+    loop.run();
+    stopper.join();
+  }
+  EXPECT_FALSE(readable(loop.pollDescriptor()));
+  loop.post([] {});
+  EXPECT_TRUE(readable(loop.pollDescriptor()));
+}
+
 TEST(RunLoopThreadsTest, AnIdleLoopSleepsOnce) {
   RunLoop loop;
   loop.at(loop.clock().now() + 1h, [] {});

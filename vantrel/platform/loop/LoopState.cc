@@ -95,6 +95,8 @@ void LoopState::runUntil(std::optional<std::chrono::steady_clock::time_point> en
 void LoopState::handOver() {
   const std::lock_guard lock(mutex_);
   asleep_ = true;
+  // A run that was stopped right out of a sleep, which has taken the wake: no turn has seen to that.
+  if (std::exchange(wakeTaken_, false)) woken_ = false;
   if (tasksWait()) wake();
 }
 
