@@ -201,6 +201,7 @@ void WorkerPool::work(Threads::iterator self) {
 /// Adds a worker whenever tasks wait and none is taken; joins those that have ended. Sleeps otherwise. A pool
 /// that closes is watched by the thread that closes it.
 void WorkerPool::watch() {
+  markWorkerThread();
   Lock lock(mutex_);
   while (!closing_) {
     joinFinished(lock);
