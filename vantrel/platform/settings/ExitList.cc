@@ -1,9 +1,18 @@
 #include "vantrel/platform/settings/ExitList.h"
 
+#include <pthread.h>
+
 #include <cstdlib>
 #include <utility>
 
 namespace vantrel::platform::detail {
+
+/// Before all other handlers are registered, so that this lock, under which nothing else is locked, is one of
+/// the last that a fork takes.
+[[gnu::constructor(101)]] static void followForks() {
+  pthread_atfork([] { ExitList::shared().beforeFork(); }, [] { ExitList::shared().afterFork(); },
+                 [] { ExitList::shared().afterFork(); });
+}
 
 ExitList& ExitList::shared() {
   static ExitList& only = *new ExitList;
@@ -24,6 +33,9 @@ void ExitList::abandon(std::shared_ptr<Member> member) {
 
 void ExitList::run() {
   begun_ = true;
+  if (done_) return;
+  // A second thread that exits meanwhile finds this here again, or it would end the process amid the writing.
+  std::atexit([] { shared().run(); });
   std::vector<std::weak_ptr<Member>> members;
   {
     const std::lock_guard lock(mutex_);
@@ -32,6 +44,7 @@ void ExitList::run() {
   for (const auto& weak : members) {
     if (const auto member = weak.lock()) member->exiting();
   }
+  done_ = true;
 }
 
 }  // namespace vantrel::platform::detail

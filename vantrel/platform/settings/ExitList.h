@@ -29,6 +29,10 @@ class ExitList {
   /// Whether the exit has begun.
   bool begun() const { return begun_; }
 
+  // So that a forked child does not find the list locked by a thread that it does not have.
+  void beforeFork() { mutex_.lock(); }
+  void afterFork() { mutex_.unlock(); }
+
  private:
   void run();
 
@@ -37,6 +41,7 @@ class ExitList {
   std::vector<std::shared_ptr<Member>> abandoned_;
   bool installed_ = false;
   std::atomic<bool> begun_ = false;
+  std::atomic<bool> done_ = false;
 };
 
 }  // namespace vantrel::platform::detail

@@ -6,6 +6,7 @@
 #include "vantrel/platform/Log.h"
 #include "vantrel/platform/SignalBlock.h"
 #include "vantrel/platform/data/PropertyList.h"
+#include "vantrel/platform/loop/MainLoop.h"
 
 namespace vantrel::platform::detail {
 namespace {
@@ -160,6 +161,7 @@ bool LiveSettings::flush(Lines& lines) {
   lockMissed_ = update.lockMissed;
   if (!update.done) {
     gathering_.failed();
+    wake_.notify_one();  // the writer may have gone to sleep for good since this writing began
     return false;
   }
   know(std::move(update.contents));
@@ -199,6 +201,7 @@ void LiveSettings::startWriter() {
 }
 
 void LiveSettings::runWriter() {
+  markWorkerThread();
   std::unique_lock lock(mutex_);
   while (!stopping_) {
     const std::optional<Duration> left = gathering_.left();
