@@ -55,7 +55,8 @@ class VANTREL_EXPORT ValueTree {
   requires(!std::same_as<T, bool>) ValueTree(T value)
   noexcept : ValueTree(Kind::Integer) {
     cell_.value.bits = static_cast<std::uint64_t>(value);
-    if (std::cmp_greater(value, std::numeric_limits<std::int64_t>::max())) cell_.tag = kLargeInteger;
+    // Not by std::cmp_greater, which knows no characters.
+    if (value > 0 && cell_.value.bits >> 63 != 0) cell_.tag = kLargeInteger;
   }
 
   ValueTree(double value) noexcept : ValueTree(Kind::Floating) { cell_.value.number = value; }
