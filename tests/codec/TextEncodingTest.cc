@@ -116,6 +116,8 @@ TEST(TextEncoding, RefusesWhatIsNotValid) {
       {3, "a4", "cut off"},
       {0x80000A03, "a4ff", "no second byte"},
       {21, "1b2442467c4b", "cut off"},
+      {0x80000930, "b0a1fefd", "a code that GB 2312 leaves free"},
+      {0x80000930, "aaa1", "a code that GB 2312 leaves free"},
       {0, "61", "no encoding"},
       {2, "61", "no encoding that is known"},
       {0x80000000, "61", "no encoding"},

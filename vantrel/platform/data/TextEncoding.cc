@@ -50,6 +50,7 @@ struct Encoding {
 /// Encodings that the platform numbers by adding this bit to its second, older numbering.
 constexpr std::uint64_t kOlder = 0x80000000;
 constexpr std::uint64_t kHz = kOlder | 0x0A05;
+constexpr std::uint64_t kGb2312Number = kOlder | 0x0930;
 
 // In the order of their numbers. UTF-8 is not among them; 10 and 0x8c000100 are the forms whose byte order a
 // mark tells, little-endian without one.
@@ -104,7 +105,7 @@ constexpr std::array kEncodings = std::to_array<Encoding>({
     {kOlder | 0x0821, "ISO-2022-JP-2"},
     {kOlder | 0x0840, "ISO_2022,locale=ko,version=1", kIso2022Kr},
     {kOlder | 0x0920, "EUC-JP"},
-    {kOlder | 0x0930, "GB2312", kGb2312},
+    {kGb2312Number, "GB2312", kGb2312},
     {kOlder | 0x0931, "EUC-TW"},
     {kOlder | 0x0940, "EUC-KR"},
     {kOlder | 0x0A01, "Shift_JIS", kControls},
@@ -221,6 +222,18 @@ bool endsInEscape(std::string_view contents, const Encoding& encoding, const std
   return decodeStrictly(contents, encoding.converter) == text;
 }
 
+/// Whether there are codes that GB 2312 leaves free, for which its converter gives private characters, and
+/// others in row 0xFE.
+bool hasFreeCode(std::string_view contents, const Encoding& encoding, const std::u16string& text) {
+  if (encoding.number != kGb2312Number) return false;
+  for (std::size_t i = 0; i < contents.size(); ++i) {
+    const auto lead = static_cast<unsigned char>(contents[i]);
+    if (lead == 0xFE) return true;
+    if (lead >= 0x80) ++i;
+  }
+  return std::ranges::any_of(text, [](char16_t unit) { return unit >= 0xE000 && unit <= 0xF8FF; });
+}
+
 }  // namespace
 
 std::optional<std::string> decode(const Bytes& bytes, std::uint64_t encoding) {
@@ -239,6 +252,7 @@ std::optional<std::string> decode(const Bytes& bytes, std::uint64_t encoding) {
   }
   auto units = decodeStrictly(contents, name);
   if (!units || endsInEscape(contents, *known, *units)) return std::nullopt;
+  if (hasFreeCode(contents, *known, *units)) return std::nullopt;
   if (!known->repairs.empty() && !repair(*units, known->repairs)) return std::nullopt;
   return utf8(*units);
 }

@@ -34,7 +34,8 @@ inline constexpr std::uint64_t kGb18030 = 0x80000632;
 /// Where published tables differ, these are as on Windows: the Japanese ones give full-width forms (U+FF5E
 /// for the wave dash) and know the characters that vendors added; GBK is code page 936 and Big5 950, with
 /// private characters for users' own; a free byte from 0x80 to 0x9F of a Windows page is the control of that
-/// number. Big5-HKSCS gives what Unicode took up only in 2005 as private characters.
+/// number. Big5-HKSCS gives what Unicode took up only in 2005 as private characters, EUC-KR
+/// its two free rows, as page 949 does.
 VANTREL_EXPORT std::optional<std::string> decode(const Bytes& bytes, std::uint64_t encoding);
 
 /// Whether the text is well-formed UTF-8 (no overlong forms, no surrogates, nothing past U+10FFFF).
