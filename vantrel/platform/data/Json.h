@@ -24,7 +24,7 @@ inline constexpr std::uint64_t kMemoryLimit = std::uint64_t{4} << 30;
 /// however they are spelled. Of equal keys the last one counts. "-0" is the floating -0.0, which equals 0.
 ///
 /// Takes about three times the text's size in memory for most documents, nine to ten times where each value
-/// is two or three characters, and never more than twelve times and a kilobyte, for as long as any part of
+/// is two or three characters, and never more than fourteen times and a kilobyte, for as long as any part of
 /// the value is in use. Absent where more than `memoryLimit` bytes would be needed.
 VANTREL_EXPORT std::optional<ValueTree> parse(std::string_view text,
                                               std::uint64_t memoryLimit = kMemoryLimit);
