@@ -153,7 +153,8 @@ void Player::guardAgainstStall() {
 /// A damaged file or a stuck device must not keep the track from ever ending.
 void Player::checkForStall() {
   stallTimer_.reset();
-  const Time now = heard();
+  // Of a track that is longer than it says, only what is decoded still moves.
+  const Time now = heard() + pipeline_.decodedUpTo();
   standingStill_ = now == lastHeard_ ? standingStill_ + 1 : 0;
   lastHeard_ = now;
   if (standingStill_ < kStallChecks) return guardAgainstStall();
