@@ -187,7 +187,8 @@ namespace {
 
 /// What was wrong. A word that nothing takes says more than that something is missing in its place.
 std::string describe(const CLI::App& program, const CLI::Error& error) {
-  const std::vector<std::string> leftOver = program.remaining(true);
+  std::vector<std::string> leftOver = program.remaining(true);
+  std::erase(leftOver, "--");  // ends the options, and is no word of its own
   if (leftOver.empty()) return unmarked(error.what());
   const CLI::App* command = &program;
   while (!command->get_subcommands().empty()) command = command->get_subcommands().front();

@@ -4,6 +4,8 @@
 #include <chrono>
 #include <cmath>
 #include <csignal>
+#include <filesystem>
+#include <system_error>
 
 #include "apps/vantrel/Command.h"
 #include "apps/vantrel/EventLines.h"
@@ -35,6 +37,12 @@ std::string timeText(double seconds) {
 std::string titleOf(const KWAudioPlayer& player) {
   const auto entry = player.mNowItem();
   return entry ? entry->mTitle().value_or("") : "";
+}
+
+bool isThere(const KWAudioPlayer& player) {
+  const auto entry = player.mNowItem();
+  std::error_code error;
+  return entry && entry->mPath() && std::filesystem::exists(*entry->mPath(), error);
 }
 
 vantrel::ValueTree trackOf(const KWAudioPlayer& player) {
@@ -98,7 +106,8 @@ void PlaySession::finish() {
   if (hasPosition && player_->mState() != 0) player_->progressShow();
   player_->didStop();
   KWAudioPlayer::savePlayIndex();
-  rememberListEnd(listEnded_);
+  // Where nothing played because the files were out of reach, the place stays where it was.
+  rememberListEnd(listEnded_ && (anythingPlayed_ || isThere(*player_)));
   leaveTerminal();
   player_->setMPlayer(nullptr);
   events_ = {};

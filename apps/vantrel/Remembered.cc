@@ -18,9 +18,9 @@ constexpr const char* kListEnded = "PLAY_LIST_ENDED";
 
 Remembered remembered() {
   Remembered last;
-  const auto stored = KWTools::getUserByKey("KW_AUDIO_PLAYMODE");
-  const auto text = stored ? stored->asString().value_or("") : "";
-  std::uint64_t mode = kModes;
+  const auto stored = KWTools::getUserByKey("KW_AUDIO_PLAYMODE").value_or(nullptr);
+  const auto text = stored.asString().value_or("");
+  std::uint64_t mode = stored.asUnsigned().value_or(kModes);
   std::from_chars(text.data(), text.data() + text.size(), mode);
   if (mode < kModes) last.mode = mode;
   if (KWTools::getUserByKey(kListEnded)) return last;
