@@ -10,7 +10,7 @@ namespace {
 constexpr Instant kNever{Duration::max()};
 
 /// The memory of more tasks than these at once is given back when they have run.
-constexpr std::size_t kTasksKept = 128 * 1024;
+constexpr std::size_t kTasksKept = std::size_t{128} << 10;
 
 void giveBackMemory(std::vector<RunLoop::Task>& tasks) {
   tasks.clear();

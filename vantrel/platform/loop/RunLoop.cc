@@ -53,7 +53,7 @@ RunLoop::RunLoop(const Clock* clock, std::thread::id thread)
 
 RunLoop::~RunLoop() {
   if (state_->isOrphan()) {
-    state_.release();
+    static_cast<void>(state_.release());
   } else {
     state_->close();
   }

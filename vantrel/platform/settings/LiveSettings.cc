@@ -133,7 +133,8 @@ void LiveSettings::note(const SettingsFile::Update& update, Lines& lines) {
   }
   if (update.done) writeFailureSaid_ = false;
   for (const std::string& key : update.refused) {
-    lines.push_back("settings: " + name + " has no room for \"" + key + "\", which stays as it was");
+    std::string& line = lines.emplace_back("settings: " + name);
+    line.append(" has no room for \"").append(key).append("\", which stays as it was");
   }
 }
 
