@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <utility>
 
+#include "vantrel/platform/detail/ExitGate.h"
 #include "vantrel/platform/loop/WorkerPool.h"
 
 namespace vantrel {
@@ -49,12 +50,9 @@ BackgroundQueue& BackgroundQueue::shared() {
 }
 
 void BackgroundQueue::closeAtExit() {
-  static constinit std::atomic<bool> done{false};
-  if (done) return;
-  // A second thread that exits meanwhile finds this here again, or it would end the process amid the tasks.
-  std::atexit(closeAtExit);
-  shared().held_.load()->pool->close();
-  done = true;
+  static constinit platform::detail::ExitGate gate;
+  platform::detail::WorkerPool& pool = *shared().held_.load()->pool;
+  if (gate.enter(closeAtExit, [&] { pool.leaveIfWorker(); })) pool.close();
 }
 
 void BackgroundQueue::post(std::function<void()> task) {

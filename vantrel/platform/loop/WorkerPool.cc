@@ -67,6 +67,12 @@ void WorkerPool::close() {
   std::for_each(threads.begin(), threads.end(), letGo);
 }
 
+void WorkerPool::leaveIfWorker() {
+  if (home != this || isForked()) return;
+  const std::lock_guard lock(mutex_);
+  leave();
+}
+
 std::size_t WorkerPool::workers() const {
   const std::lock_guard lock(mutex_);
   return workers_.size();

@@ -35,6 +35,9 @@ class WorkerPool : public std::enable_shared_from_this<WorkerPool> {
   /// for the tasks of the others only.
   void close();
 
+  /// The calling thread does not come back to the pool, if it is one of its workers.
+  void leaveIfWorker();
+
   std::size_t workers() const;
 
   /// Whether this is the copy of a parent's pool: it has no threads, and its mutex may be held for ever.

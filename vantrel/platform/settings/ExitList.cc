@@ -33,9 +33,7 @@ void ExitList::abandon(std::shared_ptr<Member> member) {
 
 void ExitList::run() {
   begun_ = true;
-  if (done_) return;
-  // A second thread that exits meanwhile finds this here again, or it would end the process amid the writing.
-  std::atexit([] { shared().run(); });
+  if (!gate_.enter([] { shared().run(); }, [] {})) return;
   std::vector<std::weak_ptr<Member>> members;
   {
     const std::lock_guard lock(mutex_);
@@ -44,7 +42,6 @@ void ExitList::run() {
   for (const auto& weak : members) {
     if (const auto member = weak.lock()) member->exiting();
   }
-  done_ = true;
 }
 
 }  // namespace vantrel::platform::detail

@@ -5,6 +5,8 @@
 #include <mutex>
 #include <vector>
 
+#include "vantrel/platform/detail/ExitGate.h"
+
 namespace vantrel::platform::detail {
 
 /// The parts of the process that have something to do when it exits, wherever they are kept. Threads: any.
@@ -41,7 +43,7 @@ class ExitList {
   std::vector<std::shared_ptr<Member>> abandoned_;
   bool installed_ = false;
   std::atomic<bool> begun_ = false;
-  std::atomic<bool> done_ = false;
+  ExitGate gate_;
 };
 
 }  // namespace vantrel::platform::detail
