@@ -1,8 +1,9 @@
 # One library target a family. A family is a folder below vantrel/ with headers and sources side by side.
 #
-#   vantrel_family(codec DEPENDS platform SYSTEM ICU::uc)
+#   vantrel_family(codec DEPENDS base host SYSTEM ZLIB::ZLIB)
 #
-# DEPENDS names other families; SYSTEM names what stands outside the project and is linked privately.
+# DEPENDS names other families; SYSTEM names what stands outside the project and is linked privately; SOURCES what is not
+# all of the folder.
 
 add_library(vantrel_build_flags INTERFACE)
 target_compile_features(vantrel_build_flags INTERFACE cxx_std_20 c_std_11)
@@ -30,16 +31,51 @@ set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_C_STANDARD 11)
 set(CMAKE_C_EXTENSIONS OFF)
 
+# vantrel_as_needed(result item...): one linker flag for libraries that a program lists among the needed ones only when
+# it uses them. What stands around it on the line is linked as its owner said. One flag, because neither CMake nor
+# pkg-config keeps several together.
+function(vantrel_as_needed result)
+  list(JOIN ARGN "," items)
+  set(${result} "-Wl,--push-state,--as-needed,${items},--pop-state" PARENT_SCOPE)
+endfunction()
+
 # What the C++ compiler adds to a link line by itself and the C compiler does not.
-set(VANTREL_CXX_RUNTIME ${CMAKE_CXX_IMPLICIT_LINK_LIBRARIES})
-list(REMOVE_ITEM VANTREL_CXX_RUNTIME ${CMAKE_C_IMPLICIT_LINK_LIBRARIES})
+set(runtime ${CMAKE_CXX_IMPLICIT_LINK_LIBRARIES})
+list(REMOVE_ITEM runtime ${CMAKE_C_IMPLICIT_LINK_LIBRARIES})
+list(REMOVE_DUPLICATES runtime)
+list(TRANSFORM runtime PREPEND "-l")
+vantrel_as_needed(VANTREL_CXX_RUNTIME ${runtime})
+
+# Compiles a family with what stands outside the project and links that where it is used.
+function(vantrel_use_system target entry)
+  if(entry STREQUAL "Threads::Threads")
+    target_link_libraries(${target} PRIVATE ${entry})
+    return()
+  endif()
+  target_include_directories(${target} SYSTEM PRIVATE $<TARGET_PROPERTY:${entry},INTERFACE_INCLUDE_DIRECTORIES>)
+  target_compile_definitions(${target} PRIVATE $<TARGET_PROPERTY:${entry},INTERFACE_COMPILE_DEFINITIONS>)
+  target_compile_options(${target} PRIVATE $<TARGET_PROPERTY:${entry},INTERFACE_COMPILE_OPTIONS>)
+  get_target_property(type ${entry} TYPE)
+  if(type STREQUAL "INTERFACE_LIBRARY")
+    vantrel_as_needed(item "$<JOIN:$<TARGET_PROPERTY:${entry},INTERFACE_LINK_LIBRARIES>,$<COMMA>>")
+  else()
+    vantrel_as_needed(item $<TARGET_FILE:${entry}>)
+  endif()
+  if(BUILD_SHARED_LIBS)
+    target_link_libraries(${target} PRIVATE ${item})
+  else()
+    target_link_libraries(${target} INTERFACE ${item})
+  endif()
+endfunction()
 
 function(vantrel_family name)
-  cmake_parse_arguments(ARG "" "" "DEPENDS;SYSTEM" ${ARGN})
-  file(GLOB_RECURSE sources CONFIGURE_DEPENDS
-    ${CMAKE_CURRENT_SOURCE_DIR}/*.cc ${CMAKE_CURRENT_SOURCE_DIR}/*.c)
+  cmake_parse_arguments(ARG "" "" "DEPENDS;SYSTEM;SOURCES" ${ARGN})
+  if(NOT ARG_SOURCES)
+    file(GLOB_RECURSE ARG_SOURCES CONFIGURE_DEPENDS
+      ${CMAKE_CURRENT_SOURCE_DIR}/*.cc ${CMAKE_CURRENT_SOURCE_DIR}/*.c)
+  endif()
   set(target vantrel_${name})
-  add_library(${target} ${sources})
+  add_library(${target} ${ARG_SOURCES})
   add_library(Vantrel::${name} ALIAS ${target})
   set_target_properties(${target} PROPERTIES
     EXPORT_NAME ${name} VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}
@@ -54,9 +90,10 @@ function(vantrel_family name)
     # For projects in C; in one that has C++ as well, CMake may still call the C++ compiler.
     target_link_libraries(${target} INTERFACE "$<INSTALL_INTERFACE:${VANTREL_CXX_RUNTIME}>")
   endif()
-  # What a program does not use must not show among its needed libraries.
-  target_link_options(${target} INTERFACE LINKER:--as-needed)
-  target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:vantrel_build_flags> ${ARG_SYSTEM})
+  target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:vantrel_build_flags>)
+  foreach(entry IN LISTS ARG_SYSTEM)
+    vantrel_use_system(${target} ${entry})
+  endforeach()
   foreach(family IN LISTS ARG_DEPENDS)
     target_link_libraries(${target} PUBLIC vantrel_${family})
   endforeach()

@@ -4,8 +4,8 @@
 #include <cstdlib>
 
 #include "tests/codec/AesOracle.h"
+#include "vantrel/base/simd/Target.h"
 #include "vantrel/codec/AESx.h"
-#include "vantrel/platform/simd/Target.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 #include <cstdlib>
 
-#include "vantrel/platform/data/KeyedArchive.h"
+#include "vantrel/data/KeyedArchive.h"
 
 // What is accepted can be archived, and reads back the same.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {

@@ -9,8 +9,8 @@
 #include <optional>
 #include <vector>
 
+#include "vantrel/base/Log.h"
 #include "vantrel/codec/KWGzip.h"
-#include "vantrel/platform/Log.h"
 
 namespace {
 
@@ -46,7 +46,7 @@ std::optional<Bytes> unpackedInPieces(const Bytes& data) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
-  const platform::ScopedLogSink quiet([](std::string_view) {});
+  const ScopedLogSink quiet([](std::string_view) {});
   KWGzip::setUncompressedLimit(kLimit);
   const Bytes data = Bytes::copyOf({bytes, size});
   const auto contents = KWGzip::uncompressZippedData(data);

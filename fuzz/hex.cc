@@ -6,9 +6,9 @@
 #include <string_view>
 
 #include "tests/codec/HexOracle.h"
+#include "vantrel/base/Utf8.h"
+#include "vantrel/base/simd/Target.h"
 #include "vantrel/codec/KWTools.h"
-#include "vantrel/platform/data/TextEncoding.h"
-#include "vantrel/platform/simd/Target.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 #include <cstdint>
 #include <cstdlib>
 
-#include "vantrel/platform/data/Json.h"
+#include "vantrel/data/Json.h"
 
 /// What is accepted can be written, in both layouts, and reads back to the same value.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {

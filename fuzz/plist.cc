@@ -1,6 +1,6 @@
 #include <cstdlib>
 
-#include "vantrel/platform/data/PropertyList.h"
+#include "vantrel/data/PropertyList.h"
 
 // What is accepted can be written, and reads back the same.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {

@@ -1,7 +1,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "vantrel/platform/data/PropertyList.h"
+#include "vantrel/data/PropertyList.h"
 
 // What is accepted between the outermost tags can be written in the binary form, and reads back the same.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {

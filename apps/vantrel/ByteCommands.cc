@@ -5,7 +5,7 @@
 #include "apps/vantrel/Input.h"
 #include "apps/vantrel/Output.h"
 #include "vantrel/codec/KWTools.h"
-#include "vantrel/platform/data/TextEncoding.h"
+#include "vantrel/data/TextEncoding.h"
 
 namespace app {
 namespace {

@@ -8,12 +8,12 @@
 #include "apps/vantrel/Input.h"
 #include "apps/vantrel/Output.h"
 #include "apps/vantrel/OutputFile.h"
+#include "vantrel/base/Log.h"
 #include "vantrel/codec/AESx.h"
 #include "vantrel/codec/KWGzip.h"
 #include "vantrel/codec/KWHmacMD5.h"
 #include "vantrel/codec/KWTools.h"
 #include "vantrel/codec/kw_crc16.h"
-#include "vantrel/platform/Log.h"
 
 namespace app {
 namespace {
@@ -131,7 +131,7 @@ int gzip(const std::string& path, const std::string& out) {
   const auto contents = readSome(path);
   if (!contents) return kFailed;
   std::string reason;
-  const vantrel::platform::ScopedLogSink sink([&](std::string_view line) { reason = line; });
+  const vantrel::ScopedLogSink sink([&](std::string_view line) { reason = line; });
   const auto stream = KWGzip::gzipData(contents);
   if (stream) return writeWhole(out, *stream);
   // Nothing else goes wrong with so little, and the log line would not be understood.

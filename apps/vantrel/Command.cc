@@ -7,7 +7,7 @@
 #include <sstream>
 
 #include "apps/vantrel/Output.h"
-#include "vantrel/platform/Log.h"
+#include "vantrel/base/Log.h"
 
 namespace app {
 namespace {
@@ -217,7 +217,7 @@ int parseAndRun(CLI::App& program, const std::function<int()>& chosen, std::vect
 
 int runProgram(int argc, char** argv, const std::string& version,
                const std::function<void(Command&)>& registerCommands) try {
-  const vantrel::platform::ScopedLogSink sink(logLine);
+  const vantrel::ScopedLogSink sink(logLine);
   CLI::App program("Byte tools, files, times and a music player", "vantrel");
   program.formatter(std::make_shared<ExamplesFirst>(kExamples));
   program.set_version_flag("--version", version);

@@ -3,7 +3,7 @@
 #include <cstdio>
 
 #include "apps/vantrel/Output.h"
-#include "vantrel/platform/data/Json.h"
+#include "vantrel/data/Json.h"
 
 namespace app {
 namespace {

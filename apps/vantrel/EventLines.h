@@ -3,7 +3,7 @@
 #include <optional>
 #include <string>
 
-#include "vantrel/platform/NotificationBus.h"
+#include "vantrel/loop/NotificationBus.h"
 
 /// Events of the notification bus as lines of text.
 namespace app {

@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "vantrel/platform/Bytes.h"
+#include "vantrel/base/Bytes.h"
 
 /// Files and standard input ("-"). What cannot be read is told in a message.
 namespace app {

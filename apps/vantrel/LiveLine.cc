@@ -7,7 +7,7 @@
 #include <cmath>
 #include <optional>
 
-#include "vantrel/platform/data/TextEncoding.h"
+#include "vantrel/base/Utf8.h"
 
 namespace app {
 namespace {

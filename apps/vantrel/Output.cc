@@ -12,9 +12,9 @@
 #include <ctime>
 
 #include "apps/vantrel/Command.h"
+#include "vantrel/base/Utf8.h"
 #include "vantrel/codec/KWTools.h"
-#include "vantrel/platform/data/Json.h"
-#include "vantrel/platform/data/TextEncoding.h"
+#include "vantrel/data/Json.h"
 
 namespace app {
 namespace {

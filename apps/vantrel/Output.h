@@ -3,7 +3,7 @@
 #include <string>
 #include <string_view>
 
-#include "vantrel/platform/ValueTree.h"
+#include "vantrel/base/ValueTree.h"
 
 /// Data goes to standard output, messages to standard error.
 namespace app {

@@ -5,8 +5,8 @@
 #include "apps/vantrel/PlayList.h"
 #include "apps/vantrel/PlaySession.h"
 #include "vantrel/backends/linux/LinuxHost.h"
+#include "vantrel/base/Log.h"
 #include "vantrel/codec/KWTools.h"
-#include "vantrel/platform/Log.h"
 
 namespace app {
 namespace {
@@ -23,7 +23,7 @@ int play(const std::vector<std::string>& paths, const PlayOptions& options, bool
   vantrel::backends::installLinuxHost("vantrel");
   // Damaged settings are told in the log when they are first read, and no user should miss that.
   vantrel::KWTools::getUserByKey("KW_AUDIO_PLAYMODE");
-  std::optional<vantrel::platform::ScopedLogSink> quiet;
+  std::optional<vantrel::ScopedLogSink> quiet;
   if (!showLog) quiet.emplace([](std::string_view) {});
   return PlaySession(options).run(list);
 }

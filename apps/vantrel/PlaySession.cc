@@ -11,8 +11,8 @@
 #include "apps/vantrel/EventLines.h"
 #include "apps/vantrel/Output.h"
 #include "apps/vantrel/Remembered.h"
-#include "vantrel/platform/Host.h"
-#include "vantrel/platform/loop/RunLoop.h"
+#include "vantrel/host/Host.h"
+#include "vantrel/loop/RunLoop.h"
 #include "vantrel/system/KWTime.h"
 
 namespace app {

@@ -7,8 +7,8 @@
 
 #include "apps/vantrel/LiveLine.h"
 #include "apps/vantrel/Terminal.h"
-#include "vantrel/platform/NotificationBus.h"
-#include "vantrel/platform/loop/Timer.h"
+#include "vantrel/loop/NotificationBus.h"
+#include "vantrel/loop/Timer.h"
 #include "vantrel/player/KWAudioPlayer.h"
 
 namespace app {

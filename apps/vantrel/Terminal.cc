@@ -11,7 +11,7 @@
 #include <cstdlib>
 #include <string_view>
 
-#include "vantrel/platform/loop/RunLoop.h"
+#include "vantrel/loop/RunLoop.h"
 
 namespace app {
 namespace {

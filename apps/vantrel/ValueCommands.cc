@@ -2,9 +2,9 @@
 #include "apps/vantrel/Input.h"
 #include "apps/vantrel/Output.h"
 #include "vantrel/codec/KWTools.h"
-#include "vantrel/platform/Host.h"
-#include "vantrel/platform/data/Json.h"
-#include "vantrel/platform/data/KeyedArchive.h"
+#include "vantrel/data/Json.h"
+#include "vantrel/data/KeyedArchive.h"
+#include "vantrel/host/Host.h"
 #include "vantrel/system/KWFile.h"
 
 namespace app {

@@ -11,8 +11,8 @@
 #include <random>
 #include <vector>
 
+#include "vantrel/base/simd/Target.h"
 #include "vantrel/codec/AESx.h"
-#include "vantrel/platform/simd/Target.h"
 
 namespace {
 

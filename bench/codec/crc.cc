@@ -10,9 +10,9 @@
 #include <random>
 #include <vector>
 
+#include "vantrel/base/simd/Target.h"
 #include "vantrel/codec/AESx.h"
 #include "vantrel/codec/kw_crc16.h"
-#include "vantrel/platform/simd/Target.h"
 
 namespace {
 

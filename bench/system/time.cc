@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "vantrel/platform/loop/Clock.h"
+#include "vantrel/loop/Clock.h"
 #include "vantrel/system/KWTime.h"
 
 namespace {

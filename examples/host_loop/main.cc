@@ -15,7 +15,7 @@
 #include <limits>
 #include <string>
 
-#include "vantrel/platform/loop/RunLoop.h"
+#include "vantrel/loop/RunLoop.h"
 #include "vantrel/system/KWAction.h"
 #include "vantrel/system/KWNotice.h"
 

@@ -8,8 +8,8 @@
 
 #include "tests/backends/FilePlayersFixture.h"
 #include "vantrel/backends/linux/LinuxHost.h"
-#include "vantrel/platform/Host.h"
-#include "vantrel/platform/Log.h"
+#include "vantrel/base/Log.h"
+#include "vantrel/host/Host.h"
 
 namespace vantrel {
 namespace {
@@ -34,7 +34,7 @@ class EveryLine : public testing::Environment {
   std::vector<std::string> lines;
 
  private:
-  platform::ScopedLogSink sink_{[this](std::string_view line) { lines.emplace_back(line); }};
+  ScopedLogSink sink_{[this](std::string_view line) { lines.emplace_back(line); }};
 };
 
 auto* const everyLine = static_cast<EveryLine*>(testing::AddGlobalTestEnvironment(new EveryLine));

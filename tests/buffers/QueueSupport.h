@@ -7,7 +7,7 @@
 #include <thread>
 #include <vector>
 
-#include "vantrel/buffers/queue_internal.h"
+#include "vantrel/buffers/detail/queue_internal.h"
 
 namespace vantrel::tests {
 

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "vantrel/platform/simd/Target.h"
+#include "vantrel/base/simd/Target.h"
 
 namespace vantrel::codec::testing {
 

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "vantrel/platform/Bytes.h"
+#include "vantrel/base/Bytes.h"
 
 /// Data to compress, and streams made with zlib itself.
 namespace vantrel::tests {

@@ -6,8 +6,8 @@
 #include <random>
 
 #include "tests/codec/HexOracle.h"
+#include "vantrel/base/simd/Target.h"
 #include "vantrel/codec/KWTools.h"
-#include "vantrel/platform/simd/Target.h"
 
 namespace vantrel {
 namespace {

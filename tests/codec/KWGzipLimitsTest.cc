@@ -12,8 +12,8 @@
 #include <string>
 
 #include "tests/codec/GzipStreams.h"
+#include "vantrel/base/Log.h"
 #include "vantrel/codec/KWGzip.h"
-#include "vantrel/platform/Log.h"
 
 namespace vantrel {
 namespace {
@@ -57,7 +57,7 @@ class KWGzipLimitsTest : public ::testing::Test {
   ~KWGzipLimitsTest() override { KWGzip::setUncompressedLimit(KWGzip::kDefaultUncompressedLimit); }
 
   std::vector<std::string> lines_;
-  platform::ScopedLogSink sink_{[this](std::string_view line) { lines_.emplace_back(line); }};
+  ScopedLogSink sink_{[this](std::string_view line) { lines_.emplace_back(line); }};
 };
 
 TEST_F(KWGzipLimitsTest, AllowAGibibyteUntilAHostSaysOtherwise) {

@@ -10,8 +10,8 @@
 
 #include "tests/codec/GzipFailures.h"
 #include "tests/codec/GzipStreams.h"
+#include "vantrel/base/Log.h"
 #include "vantrel/codec/KWTools.h"
-#include "vantrel/platform/Log.h"
 
 namespace vantrel {
 namespace {
@@ -24,7 +24,7 @@ using ::testing::Optional;
 class KWGzipTest : public ::testing::Test {
  protected:
   std::vector<std::string> lines_;
-  platform::ScopedLogSink sink_{[this](std::string_view line) { lines_.emplace_back(line); }};
+  ScopedLogSink sink_{[this](std::string_view line) { lines_.emplace_back(line); }};
 };
 
 TEST_F(KWGzipTest, CompressesAsZlibDoesWithADefaultLevelAndAGzipHeader) {

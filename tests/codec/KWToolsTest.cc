@@ -6,7 +6,7 @@
 #include <limits>
 #include <memory>
 
-#include "vantrel/platform/Host.h"
+#include "vantrel/host/Host.h"
 
 namespace vantrel {
 namespace {

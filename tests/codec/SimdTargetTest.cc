@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "vantrel/platform/simd/Target.h"
+#include "vantrel/base/simd/Target.h"
 
 namespace vantrel::simd {
 namespace {

@@ -1,4 +1,5 @@
-#include "vantrel/platform/data/TextEncoding.h"
+#include "vantrel/base/Utf8.h"
+#include "vantrel/data/TextEncoding.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

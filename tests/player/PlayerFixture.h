@@ -17,9 +17,9 @@
 #include "tests/support/FakeNowPlayingCenter.h"
 #include "tests/support/FakeStreamPlayer.h"
 #include "tests/support/Journal.h"
-#include "vantrel/platform/Host.h"
-#include "vantrel/platform/loop/ManualClock.h"
-#include "vantrel/platform/loop/RunLoop.h"
+#include "vantrel/host/Host.h"
+#include "vantrel/loop/ManualClock.h"
+#include "vantrel/loop/RunLoop.h"
 #include "vantrel/player/KWAudioPlayer.h"
 #include "vantrel/player/detail/PlayerRegistry.h"
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "vantrel/platform/NotificationBus.h"
-#include "vantrel/platform/seams/AudioSession.h"
+#include "vantrel/host/seams/AudioSession.h"
+#include "vantrel/loop/NotificationBus.h"
 
 namespace vantrel::testing {
 

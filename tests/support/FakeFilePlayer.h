@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "tests/support/Journal.h"
-#include "vantrel/platform/seams/FilePlayer.h"
+#include "vantrel/host/seams/FilePlayer.h"
 
 namespace vantrel::testing {
 

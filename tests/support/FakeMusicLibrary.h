@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "vantrel/platform/seams/MusicLibrary.h"
+#include "vantrel/host/seams/MusicLibrary.h"
 
 namespace vantrel::testing {
 

@@ -3,7 +3,7 @@
 #include <memory>
 #include <utility>
 
-#include "vantrel/platform/seams/NowPlayingCenter.h"
+#include "vantrel/host/seams/NowPlayingCenter.h"
 
 namespace vantrel::testing {
 

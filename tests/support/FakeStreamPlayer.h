@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "tests/support/Journal.h"
-#include "vantrel/platform/NotificationBus.h"
-#include "vantrel/platform/seams/StreamPlayer.h"
+#include "vantrel/host/seams/StreamPlayer.h"
+#include "vantrel/loop/NotificationBus.h"
 
 namespace vantrel::testing {
 

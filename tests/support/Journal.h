@@ -6,8 +6,8 @@
 #include <utility>
 #include <vector>
 
-#include "vantrel/platform/Log.h"
-#include "vantrel/platform/NotificationBus.h"
+#include "vantrel/base/Log.h"
+#include "vantrel/loop/NotificationBus.h"
 
 namespace vantrel::testing {
 
@@ -45,7 +45,7 @@ class Journal {
 
  private:
   std::vector<std::string> lines_;
-  platform::ScopedLogSink sink_;
+  ScopedLogSink sink_;
   NotificationBus::Subscription events_;
 };
 

@@ -11,9 +11,9 @@
 #include <thread>
 #include <vector>
 
-#include "vantrel/platform/loop/ManualClock.h"
-#include "vantrel/platform/loop/RunLoop.h"
-#include "vantrel/system/KWActionState.h"
+#include "vantrel/loop/ManualClock.h"
+#include "vantrel/loop/RunLoop.h"
+#include "vantrel/system/detail/KWActionState.h"
 
 namespace vantrel {
 namespace {

@@ -14,7 +14,7 @@
 #include <fstream>
 #include <sstream>
 
-#include "vantrel/platform/Host.h"
+#include "vantrel/host/Host.h"
 
 namespace vantrel {
 namespace {

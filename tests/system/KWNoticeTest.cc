@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "vantrel/platform/Host.h"
-#include "vantrel/platform/Log.h"
-#include "vantrel/platform/loop/ManualClock.h"
+#include "vantrel/base/Log.h"
+#include "vantrel/host/Host.h"
+#include "vantrel/loop/ManualClock.h"
 #include "vantrel/system/KWTime.h"
 
 namespace vantrel {
@@ -66,7 +66,7 @@ class KWNoticeTest : public testing::Test {
   ManualClock clock{Date{1'709'640'000.75}};
   ScopedClock scope{clock};
   std::vector<std::string> log;
-  platform::ScopedLogSink sink{[this](std::string_view line) { log.emplace_back(line); }};
+  ScopedLogSink sink{[this](std::string_view line) { log.emplace_back(line); }};
   std::vector<std::string> journal;
 };
 

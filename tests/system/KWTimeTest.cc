@@ -9,7 +9,7 @@
 #include <thread>
 
 #include "tests/system/ScopedZone.h"
-#include "vantrel/platform/loop/ManualClock.h"
+#include "vantrel/loop/ManualClock.h"
 
 namespace vantrel {
 namespace {

@@ -3,8 +3,8 @@
 #include <atomic>
 #include <cstdint>
 
+#include "vantrel/base/Export.h"
 #include "vantrel/buffers/TPCircularBuffer.h"
-#include "vantrel/platform/Export.h"
 
 namespace vantrel {
 

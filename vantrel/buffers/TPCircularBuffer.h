@@ -33,7 +33,7 @@
 #include <stddef.h>
 #include <stdint.h>
 
-#include "vantrel/platform/Export.h"
+#include "vantrel/base/Export.h"
 
 #ifdef __cplusplus
 extern "C" {

@@ -3,7 +3,7 @@
 
 #include <stdlib.h>
 
-#include "vantrel/buffers/queue_internal.h"
+#include "vantrel/buffers/detail/queue_internal.h"
 
 int8_t queue_flush_internal(queue_state* queue, uint8_t release_items, queue_free release) {
   if (!queue) return QUEUE_ERR_NULL;

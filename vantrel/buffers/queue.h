@@ -33,7 +33,7 @@
 #include <pthread.h>
 #include <stdint.h>
 
-#include "vantrel/platform/Export.h"
+#include "vantrel/base/Export.h"
 
 #ifdef __cplusplus
 extern "C" {

@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "vantrel/platform/Export.h"
+#include "vantrel/base/Export.h"
 
 namespace vantrel {
 

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "vantrel/platform/Export.h"
+#include "vantrel/base/Export.h"
 
 namespace vantrel {
 

@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <optional>
 
-#include "vantrel/platform/Bytes.h"
-#include "vantrel/platform/Export.h"
+#include "vantrel/base/Bytes.h"
+#include "vantrel/base/Export.h"
 
 namespace vantrel {
 

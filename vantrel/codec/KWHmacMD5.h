@@ -3,7 +3,7 @@
 #include <string>
 #include <string_view>
 
-#include "vantrel/platform/Export.h"
+#include "vantrel/base/Export.h"
 
 namespace vantrel {
 

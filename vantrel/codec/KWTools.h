@@ -6,9 +6,9 @@
 #include <string>
 #include <string_view>
 
-#include "vantrel/platform/Bytes.h"
-#include "vantrel/platform/Export.h"
-#include "vantrel/platform/ValueTree.h"
+#include "vantrel/base/Bytes.h"
+#include "vantrel/base/Export.h"
+#include "vantrel/base/ValueTree.h"
 
 namespace vantrel {
 

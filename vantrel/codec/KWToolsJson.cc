@@ -1,6 +1,6 @@
 #include "vantrel/codec/KWTools.h"
-#include "vantrel/platform/data/Json.h"
-#include "vantrel/platform/data/KeyedArchive.h"
+#include "vantrel/data/Json.h"
+#include "vantrel/data/KeyedArchive.h"
 
 namespace vantrel {
 namespace {

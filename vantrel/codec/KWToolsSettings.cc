@@ -1,5 +1,5 @@
 #include "vantrel/codec/KWTools.h"
-#include "vantrel/platform/Host.h"
+#include "vantrel/host/Host.h"
 
 namespace vantrel {
 

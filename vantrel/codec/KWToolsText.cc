@@ -1,5 +1,5 @@
 #include "vantrel/codec/KWTools.h"
-#include "vantrel/platform/data/TextEncoding.h"
+#include "vantrel/data/TextEncoding.h"
 
 namespace vantrel {
 namespace {

@@ -16,7 +16,7 @@
 
 #include <stdint.h>
 
-#include "vantrel/platform/Export.h"
+#include "vantrel/base/Export.h"
 
 #ifdef __cplusplus
 extern "C" {

@@ -5,7 +5,7 @@
 #include <charconv>
 #include <cstdint>
 
-#include "vantrel/platform/data/TextEncoding.h"
+#include "vantrel/base/Utf8.h"
 
 namespace vantrel {
 namespace {

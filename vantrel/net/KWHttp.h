@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "vantrel/platform/Export.h"
+#include "vantrel/base/Export.h"
 
 namespace vantrel {
 

@@ -4,8 +4,8 @@
 
 #include <algorithm>
 
-#include "vantrel/platform/Host.h"
-#include "vantrel/platform/Log.h"
+#include "vantrel/base/Log.h"
+#include "vantrel/host/Host.h"
 #include "vantrel/player/detail/FileAccess.h"
 #include "vantrel/player/detail/Format.h"
 #include "vantrel/player/detail/PlayerEvents.h"
@@ -102,7 +102,7 @@ std::shared_ptr<KWAudioPlayer> KWAudioPlayer::initMe() {
   self->mType_ = kLibrary;
   self->adoptLibrary(libraryList(songs));
   const float volume = getPhoneVolume();
-  platform::log("init volume:" + twoDecimals(volume));
+  log("init volume:" + twoDecimals(volume));
   const auto first = self->mNowItem();
   self->takePlayer(openUrl(first ? first->mItem()->assetUrl : std::nullopt), volume);
   if (self->mPlayer_) self->mPlayer_->prepareToPlay();
@@ -195,7 +195,7 @@ void KWAudioPlayer::resetPaths(const MusicList& paths) {
   mList_ = std::move(list);
   restartShuffle();
   const float volume = getPhoneVolume();
-  platform::log("reset paths volume:" + twoDecimals(volume));
+  log("reset paths volume:" + twoDecimals(volume));
   const auto& path = entryAt(0)->mPath();
   if (readableSize(path) > 0) {
     if (mPlayer_) mPlayer_->stop();

@@ -7,12 +7,12 @@
 #include <utility>
 #include <vector>
 
-#include "vantrel/platform/Bytes.h"
-#include "vantrel/platform/Error.h"
-#include "vantrel/platform/Export.h"
-#include "vantrel/platform/NotificationBus.h"
-#include "vantrel/platform/loop/Timer.h"
-#include "vantrel/platform/seams/FilePlayer.h"
+#include "vantrel/base/Bytes.h"
+#include "vantrel/base/Error.h"
+#include "vantrel/base/Export.h"
+#include "vantrel/host/seams/FilePlayer.h"
+#include "vantrel/loop/NotificationBus.h"
+#include "vantrel/loop/Timer.h"
 #include "vantrel/player/KWNetPlayer.h"
 #include "vantrel/player/MusicOfPhoneMode.h"
 

@@ -2,7 +2,7 @@
 
 #include <cmath>
 
-#include "vantrel/platform/Log.h"
+#include "vantrel/base/Log.h"
 #include "vantrel/player/KWAudioPlayer.h"
 #include "vantrel/player/detail/Format.h"
 #include "vantrel/player/detail/PlayerEvents.h"
@@ -28,7 +28,7 @@ void KWAudioPlayer::observeStream() {
 }
 
 void KWAudioPlayer::onKWNetPlayer_ChangeStatus(KWNetPlayer& /*player*/, std::uint64_t status) {
-  platform::log("NetPlayer state :" + std::to_string(status));
+  log("NetPlayer state :" + std::to_string(status));
   switch (status) {
     case 0:
     case 2:

@@ -4,9 +4,9 @@
 #include <array>
 #include <cmath>
 
+#include "vantrel/base/Log.h"
 #include "vantrel/codec/KWTools.h"
-#include "vantrel/platform/Host.h"
-#include "vantrel/platform/Log.h"
+#include "vantrel/host/Host.h"
 #include "vantrel/player/KWAudioPlayer.h"
 #include "vantrel/player/detail/Format.h"
 #include "vantrel/player/detail/PlayerEvents.h"
@@ -66,17 +66,17 @@ void KWAudioPlayer::receiveRemoteEvent(const RemoteEvent& event) {
       const bool endedStream =
           player && player->mMode() == kListOnce && currentType() == kStreams && player->mState() == kStopped;
       if (player) endedStream ? player->didRepeat() : player->didContinue();
-      return platform::log("Remote Event: Play.");
+      return log("Remote Event: Play.");
     }
     case RemoteEvent::kPause:
       if (player) player->didPause();
-      return platform::log("Remote Event: Pause.");
+      return log("Remote Event: Pause.");
     case RemoteEvent::kNextTrack:
       if (player) player->didNext();
-      return platform::log("Remote Event: Next.");
+      return log("Remote Event: Next.");
     case RemoteEvent::kPreviousTrack:
       if (player) player->didBefore();
-      return platform::log("Remote Event: Previous.");
+      return log("Remote Event: Previous.");
     default:
       return;
   }
@@ -174,7 +174,7 @@ void KWAudioPlayer::progressShow() {
   if (end == 0) {
     const auto entry = mNowItem();
     const std::optional<std::string> title = entry ? entry->mTitle() : std::nullopt;
-    platform::log(std::string(orNull(title)) + " music duration is 0.");
+    log(std::string(orNull(title)) + " music duration is 0.");
     return didNext();
   }
   publishProgress(truncated(now), truncated(end), static_cast<float>(static_cast<float>(now) / end));
@@ -202,17 +202,17 @@ std::optional<Bytes> KWAudioPlayer::didRhythmData() {
 // ---- interruptions: told only, pausing is the host's choice
 
 void KWAudioPlayer::audioPlayerBeginInterruption(FilePlayer& /*player*/) {
-  platform::log("---> AudioPlayer Begin Interruption.");
+  log("---> AudioPlayer Begin Interruption.");
   KWNotice::post_Object(kInterruption);
 }
 
 void KWAudioPlayer::audioPlayerEndInterruption(FilePlayer& /*player*/) {
-  platform::log("---> AudioPlayer End Interruption.");
+  log("---> AudioPlayer End Interruption.");
   KWNotice::post_Object(kInterruptionEnd);
 }
 
 void KWAudioPlayer::audioPlayerEndInterruption_withOptions(FilePlayer& /*player*/, std::uint64_t options) {
-  platform::log("---> AudioPlayer End Interruption Flag: " + std::to_string(options));
+  log("---> AudioPlayer End Interruption Flag: " + std::to_string(options));
   KWNotice::post_Object(kInterruptionEndFlag, options);
 }
 

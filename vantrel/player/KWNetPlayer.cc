@@ -1,10 +1,10 @@
 #include "vantrel/player/KWNetPlayer.h"
 
+#include "vantrel/base/Log.h"
+#include "vantrel/host/Host.h"
+#include "vantrel/loop/Clock.h"
+#include "vantrel/loop/MainQueue.h"
 #include "vantrel/net/KWHttp.h"
-#include "vantrel/platform/Host.h"
-#include "vantrel/platform/Log.h"
-#include "vantrel/platform/loop/Clock.h"
-#include "vantrel/platform/loop/MainQueue.h"
 #include "vantrel/player/detail/Format.h"
 #include "vantrel/player/detail/KeepAlive.h"
 #include "vantrel/system/KWAction.h"
@@ -63,7 +63,7 @@ KWNetPlayer::~KWNetPlayer() {
 // ---- opening
 
 void KWNetPlayer::didPlayUrl(const std::optional<std::string>& address) {
-  platform::log("url ===> " + std::string(player::detail::orNull(address)));
+  log("url ===> " + std::string(player::detail::orNull(address)));
   pause();
   clearObservers();
   dw_pgs_ = 0;
@@ -181,7 +181,7 @@ void KWNetPlayer::observeValueForKeyPath_ofObject_change_context(std::string_vie
   if (keyPath == kLoadedTimeRangesKey) return loadedTimeRangesChanged();
   if (keyPath == kLikelyToKeepUpKey) return likelyToKeepUpChanged();
   if (keyPath != kBufferEmptyKey) return;
-  platform::log("KWNetPlayer can't play ，no enough buffer!");
+  log("KWNetPlayer can't play ，no enough buffer!");
   delegateOutStatus(kWaiting);
 }
 
@@ -190,7 +190,7 @@ void KWNetPlayer::itemStatusChanged() {
   switch (mPlayer_->itemStatus()) {
     case StreamPlayer::ItemStatus::ReadyToPlay:
       time_total_ = wholeSecondsOf(mPlayer_->itemDuration());
-      platform::log("KWNetPlayer ready to play，total time ：" + player::detail::twoDecimals(time_total_));
+      log("KWNetPlayer ready to play，total time ：" + player::detail::twoDecimals(time_total_));
       return;
     case StreamPlayer::ItemStatus::Unknown:
     case StreamPlayer::ItemStatus::Failed:
@@ -215,24 +215,24 @@ bool KWNetPlayer::enoughBuffered() const {
 
 void KWNetPlayer::likelyToKeepUpChanged() {
   if (time_cached_ == 1.0f) {
-    platform::log("KWNetPlayer did play ，have all buffer.");
+    log("KWNetPlayer did play ，have all buffer.");
     return playIfWanted();
   }
   if (enoughBuffered()) {
-    platform::log("KWNetPlayer did play ，enough buffer.");
+    log("KWNetPlayer did play ，enough buffer.");
     return playIfWanted();
   }
   const auto keep = shared_from_this();
   pause();
   delegateOutStatus(kPaused);
-  platform::log("KWNetPlayer can't play ，waitting for more buffer!");
+  log("KWNetPlayer can't play ，waitting for more buffer!");
   retryLater();
 }
 
 void KWNetPlayer::retryLater() {
   KWAction::delay_Task(kRetryDelay, [self = shared_from_this()] {
     if (self->isPlay_ != 1) return;
-    platform::log("KWNetPlayer try to play ，however not enough buffer.");
+    log("KWNetPlayer try to play ，however not enough buffer.");
     self->playIfWanted();
   });
 }
@@ -245,7 +245,7 @@ void KWNetPlayer::playIfWanted() {
 
 void KWNetPlayer::playbackFinished(const Notification& /*event*/) {
   const auto keep = shared_from_this();
-  platform::log("KWNetplayer finished.");
+  log("KWNetplayer finished.");
   isPlay_ = 0;
   delegateOutStatus(kStopped);
   delegateOutPlayFinished();

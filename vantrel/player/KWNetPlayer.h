@@ -8,11 +8,11 @@
 #include <string_view>
 #include <utility>
 
-#include "vantrel/platform/Date.h"
-#include "vantrel/platform/Export.h"
-#include "vantrel/platform/NotificationBus.h"
-#include "vantrel/platform/ValueTree.h"
-#include "vantrel/platform/seams/StreamPlayer.h"
+#include "vantrel/base/Date.h"
+#include "vantrel/base/Export.h"
+#include "vantrel/base/ValueTree.h"
+#include "vantrel/host/seams/StreamPlayer.h"
+#include "vantrel/loop/NotificationBus.h"
 
 namespace vantrel {
 

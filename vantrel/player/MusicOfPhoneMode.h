@@ -7,9 +7,9 @@
 #include <utility>
 #include <vector>
 
-#include "vantrel/platform/Export.h"
-#include "vantrel/platform/Image.h"
-#include "vantrel/platform/seams/MusicLibrary.h"
+#include "vantrel/base/Export.h"
+#include "vantrel/host/Image.h"
+#include "vantrel/host/seams/MusicLibrary.h"
 
 namespace vantrel {
 

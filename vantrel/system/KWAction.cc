@@ -6,10 +6,10 @@
 #include <optional>
 #include <thread>
 
-#include "vantrel/platform/loop/BackgroundQueue.h"
-#include "vantrel/platform/loop/Clock.h"
-#include "vantrel/platform/loop/MainQueue.h"
-#include "vantrel/system/KWActionState.h"
+#include "vantrel/loop/BackgroundQueue.h"
+#include "vantrel/loop/Clock.h"
+#include "vantrel/loop/MainQueue.h"
+#include "vantrel/system/detail/KWActionState.h"
 
 namespace vantrel {
 namespace {

@@ -6,8 +6,8 @@
 #include <utility>
 #include <vector>
 
-#include "vantrel/platform/Export.h"
-#include "vantrel/platform/loop/Timer.h"
+#include "vantrel/base/Export.h"
+#include "vantrel/loop/Timer.h"
 
 namespace vantrel {
 

@@ -10,13 +10,13 @@
 #include <filesystem>
 #include <system_error>
 
-#include "vantrel/platform/Host.h"
-#include "vantrel/platform/data/Json.h"
-#include "vantrel/platform/data/TextEncoding.h"
-#include "vantrel/system/Descriptor.h"
-#include "vantrel/system/FileContents.h"
-#include "vantrel/system/FolderTree.h"
-#include "vantrel/system/StandardFolders.h"
+#include "vantrel/base/Utf8.h"
+#include "vantrel/data/Json.h"
+#include "vantrel/host/Host.h"
+#include "vantrel/system/detail/Descriptor.h"
+#include "vantrel/system/detail/FileContents.h"
+#include "vantrel/system/detail/FolderTree.h"
+#include "vantrel/system/detail/StandardFolders.h"
 
 namespace vantrel {
 namespace {

@@ -6,9 +6,9 @@
 #include <string_view>
 #include <vector>
 
-#include "vantrel/platform/Bytes.h"
-#include "vantrel/platform/Export.h"
-#include "vantrel/platform/ValueTree.h"
+#include "vantrel/base/Bytes.h"
+#include "vantrel/base/Export.h"
+#include "vantrel/base/ValueTree.h"
 
 namespace vantrel {
 
@@ -84,7 +84,7 @@ class VANTREL_EXPORT KWFile {
   /// The path of a resource of the application, its extension included, or absent.
   static std::optional<std::string> find(std::string_view name);
 
-  /// The file read as JSON (see vantrel/platform/data/Json.h). Absent when the path is, when the file cannot
+  /// The file read as JSON (see vantrel/data/Json.h). Absent when the path is, when the file cannot
   /// be read, and when it is not JSON.
   static std::optional<ValueTree> JsonPath(std::optional<std::string_view> path);
 

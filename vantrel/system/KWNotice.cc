@@ -6,9 +6,9 @@
 #include <optional>
 #include <utility>
 
-#include "vantrel/platform/Error.h"
-#include "vantrel/platform/Host.h"
-#include "vantrel/platform/Log.h"
+#include "vantrel/base/Error.h"
+#include "vantrel/base/Log.h"
+#include "vantrel/host/Host.h"
 #include "vantrel/system/KWTime.h"
 
 namespace vantrel {
@@ -35,7 +35,7 @@ std::string sixDecimals(double number) {
 }
 
 void logCompletion(double interval, const std::optional<Error>& error) {
-  platform::log("Add local Note time:" + sixDecimals(interval) + " error:" + textOf(error));
+  log("Add local Note time:" + sixDecimals(interval) + " error:" + textOf(error));
 }
 
 }  // namespace
@@ -62,7 +62,7 @@ void KWNotice::pushLocalNoticeDate_ID_Txt_0_Txt_1_Txt_2_Badge_Repeat(
     std::string_view body, std::int64_t badge, bool repeat) {
   const double interval = KWTime::differenceOfDateA_AndDateB(timeText, KWTime::dateString());
   // Not a number when the text does not parse.
-  if (!(interval > 0)) return platform::log("push Local Notice Date error.");
+  if (!(interval > 0)) return log("push Local Notice Date error.");
 
   LocalNotificationRequest request;
   request.identifier = identifier;

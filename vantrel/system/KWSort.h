@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <vector>
 
-#include "vantrel/platform/Export.h"
-#include "vantrel/platform/ValueTree.h"
+#include "vantrel/base/Export.h"
+#include "vantrel/base/ValueTree.h"
 
 namespace vantrel {
 

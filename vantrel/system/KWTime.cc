@@ -5,9 +5,9 @@
 #include <cmath>
 #include <limits>
 
-#include "vantrel/platform/data/TextEncoding.h"
-#include "vantrel/platform/loop/Clock.h"
-#include "vantrel/system/LocalZone.h"
+#include "vantrel/base/Utf8.h"
+#include "vantrel/loop/Clock.h"
+#include "vantrel/system/detail/LocalZone.h"
 
 namespace vantrel {
 namespace {

@@ -6,8 +6,8 @@
 #include <string>
 #include <string_view>
 
-#include "vantrel/platform/Date.h"
-#include "vantrel/platform/Export.h"
+#include "vantrel/base/Date.h"
+#include "vantrel/base/Export.h"
 
 namespace vantrel {
 

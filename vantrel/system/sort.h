@@ -10,7 +10,7 @@
 #ifndef VANTREL_SYSTEM_SORT_H
 #define VANTREL_SYSTEM_SORT_H
 
-#include "vantrel/platform/Export.h"
+#include "vantrel/base/Export.h"
 
 #ifdef __cplusplus
 extern "C" {

@@ -6,7 +6,7 @@
 
 #include "tests/backends/AudioFiles.h"
 #include "vantrel/backends/gstreamer/GStreamerFilePlayers.h"
-#include "vantrel/platform/loop/RunLoop.h"
+#include "vantrel/loop/RunLoop.h"
 
 namespace vantrel {
 namespace {

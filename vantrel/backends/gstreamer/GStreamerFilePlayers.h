@@ -1,7 +1,7 @@
 #pragma once
 
-#include "vantrel/platform/Export.h"
-#include "vantrel/platform/seams/FilePlayer.h"
+#include "vantrel/base/Export.h"
+#include "vantrel/host/seams/FilePlayer.h"
 
 namespace vantrel::backends {
 

@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "vantrel/backends/gstreamer/GStreamerFilePlayers.h"
-#include "vantrel/platform/Host.h"
+#include "vantrel/host/Host.h"
 
 namespace vantrel::backends {
 

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "vantrel/platform/Export.h"
+#include "vantrel/base/Export.h"
 
 namespace vantrel::backends {
 

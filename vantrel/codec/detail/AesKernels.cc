@@ -3,8 +3,8 @@
 #include <array>
 #include <utility>
 
+#include "vantrel/base/simd/HighwayTargets.h"
 #include "vantrel/codec/detail/AesSteps.h"
-#include "vantrel/platform/simd/HighwayTargets.h"
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "vantrel/codec/detail/AesKernels.cc"
 #include "hwy/foreach_target.h"

@@ -3,8 +3,8 @@
 #include <type_traits>
 #include <utility>
 
+#include "vantrel/base/simd/HighwayTargets.h"
 #include "vantrel/codec/detail/CrcFolding.h"
-#include "vantrel/platform/simd/HighwayTargets.h"
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "vantrel/codec/detail/CrcKernels.cc"
 #include "hwy/foreach_target.h"

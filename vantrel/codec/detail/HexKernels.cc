@@ -4,7 +4,7 @@
 #include <bit>
 #include <cstring>
 
-#include "vantrel/platform/simd/HighwayTargets.h"
+#include "vantrel/base/simd/HighwayTargets.h"
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "vantrel/codec/detail/HexKernels.cc"
 #include "hwy/foreach_target.h"

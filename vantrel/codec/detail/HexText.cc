@@ -5,8 +5,8 @@
 #include <memory>
 #include <optional>
 
+#include "vantrel/base/Utf8.h"
 #include "vantrel/codec/detail/HexKernels.h"
-#include "vantrel/platform/data/TextEncoding.h"
 
 namespace vantrel::codec::detail {
 namespace {

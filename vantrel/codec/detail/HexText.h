@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "vantrel/platform/Bytes.h"
+#include "vantrel/base/Bytes.h"
 
 /// Hexadecimal text as a whole, over the loops of HexKernels.h.
 namespace vantrel::codec::detail {

@@ -3,11 +3,11 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
-#include "vantrel/platform/Host.h"
-#include "vantrel/platform/Log.h"
+#include "vantrel/base/Log.h"
+#include "vantrel/host/Host.h"
 #include "vantrel/player/detail/Format.h"
 #include "vantrel/player/detail/PlayerEvents.h"
-#include "vantrel/system/Descriptor.h"
+#include "vantrel/system/detail/Descriptor.h"
 
 namespace vantrel::player::detail {
 
@@ -43,7 +43,7 @@ std::unique_ptr<FilePlayer> openEntry(const MusicOfPhoneMode& entry, std::uint64
   if (sourceType == kLibrary) return openUrl(entry.mItem() ? entry.mItem()->assetUrl : std::nullopt);
   if (line == SizeLine::Log) {
     const std::string name = entry.mPath() ? lastPathComponent(*entry.mPath()) : "(null)";
-    platform::log("KWAudioPlayer " + name + " size:" + std::to_string(readableSize(entry.mPath())));
+    log("KWAudioPlayer " + name + " size:" + std::to_string(readableSize(entry.mPath())));
   }
   return openFile(entry.mPath());
 }

@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "vantrel/platform/seams/FilePlayer.h"
+#include "vantrel/host/seams/FilePlayer.h"
 #include "vantrel/player/MusicOfPhoneMode.h"
 
 /// Opening what an entry names, by the host's file players. Main thread.

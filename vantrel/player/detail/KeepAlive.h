@@ -3,7 +3,7 @@
 #include <memory>
 #include <utility>
 
-#include "vantrel/platform/loop/MainQueue.h"
+#include "vantrel/loop/MainQueue.h"
 
 namespace vantrel::player::detail {
 

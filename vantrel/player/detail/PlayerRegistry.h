@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <memory>
 
-#include "vantrel/platform/Export.h"
+#include "vantrel/base/Export.h"
 #include "vantrel/player/KWAudioPlayer.h"
 
 namespace vantrel::player::detail {

@@ -5,7 +5,7 @@
 #include <string>
 #include <utility>
 
-#include "vantrel/platform/Log.h"
+#include "vantrel/base/Log.h"
 
 namespace vantrel::backends::gstreamer::detail {
 namespace {
@@ -42,7 +42,7 @@ Device& knownDevice() {
 
 void logSilenceOnce() {
   static bool logged = false;
-  if (!std::exchange(logged, true)) platform::log("No sound device: audio plays without sound.");
+  if (!std::exchange(logged, true)) log("No sound device: audio plays without sound.");
 }
 
 }  // namespace

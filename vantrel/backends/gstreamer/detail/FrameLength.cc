@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "vantrel/platform/loop/Clock.h"
+#include "vantrel/loop/Clock.h"
 
 namespace vantrel::backends::gstreamer::detail {
 namespace {

@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "vantrel/backends/gstreamer/detail/FileFeed.h"
-#include "vantrel/platform/SignalBlock.h"
-#include "vantrel/platform/loop/RunLoop.h"
+#include "vantrel/base/SignalBlock.h"
+#include "vantrel/loop/RunLoop.h"
 
 namespace vantrel::backends::gstreamer::detail {
 namespace {

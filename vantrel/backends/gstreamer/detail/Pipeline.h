@@ -9,7 +9,7 @@
 #include "vantrel/backends/gstreamer/detail/Gst.h"
 #include "vantrel/backends/gstreamer/detail/Levels.h"
 #include "vantrel/backends/gstreamer/detail/Source.h"
-#include "vantrel/platform/Error.h"
+#include "vantrel/base/Error.h"
 
 namespace vantrel::backends::gstreamer::detail {
 

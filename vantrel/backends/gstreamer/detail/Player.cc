@@ -6,7 +6,7 @@
 
 #include "vantrel/backends/gstreamer/detail/AudioSink.h"
 #include "vantrel/backends/gstreamer/detail/FrameLength.h"
-#include "vantrel/platform/Log.h"
+#include "vantrel/base/Log.h"
 
 namespace vantrel::backends::gstreamer::detail {
 namespace {
@@ -174,7 +174,7 @@ void Player::onEnd(const Pipeline::End& end) {
 /// Swaps the failed device for silence; false when silence is what failed.
 bool Player::goOnSilently() {
   if (std::exchange(silent_, true)) return false;
-  platform::log("The sound device failed: this track goes on without sound.");
+  log("The sound device failed: this track goes on without sound.");
   forgetDevice();
   pipeline_.useSink(makeSilentSink());
   return true;

@@ -3,8 +3,8 @@
 #include <vector>
 
 #include "vantrel/backends/gstreamer/detail/Pipeline.h"
-#include "vantrel/platform/loop/RunLoop.h"
-#include "vantrel/platform/seams/FilePlayer.h"
+#include "vantrel/host/seams/FilePlayer.h"
+#include "vantrel/loop/RunLoop.h"
 
 namespace vantrel::backends::gstreamer::detail {
 

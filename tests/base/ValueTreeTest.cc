@@ -1,0 +1,214 @@
+#include "vantrel/base/ValueTree.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <string>
+#include <thread>
+
+#include "tests/support/AllocationCounter.h"
+
+namespace vantrel {
+namespace {
+
+using Kind = ValueTree::Kind;
+
+ValueTree tower(int levels) {
+  ValueTree tree;
+  for (int i = 0; i < levels; ++i) {
+    tree =
+        i % 2 == 0 ? ValueTree::list({std::move(tree)}) : ValueTree::dictionary({{"down", std::move(tree)}});
+  }
+  return tree;
+}
+
+TEST(ValueTree, GivesAValueOnlyAsItsOwnKind) {
+  const ValueTree values[] = {nullptr,
+                              true,
+                              1,
+                              1.5,
+                              "text",
+                              Date{2},
+                              Bytes::copyOf("data"),
+                              ValueTree::list({1}),
+                              ValueTree::dictionary({{"k", 1}})};
+  for (std::size_t i = 0; i < std::size(values); ++i) {
+    const ValueTree& value = values[i];
+    EXPECT_EQ(value.kind(), static_cast<Kind>(i));
+    EXPECT_EQ(value.asBoolean().has_value(), value.kind() == Kind::Boolean);
+    EXPECT_EQ(value.asInteger().has_value(), value.kind() == Kind::Integer);
+    EXPECT_EQ(value.asDouble().has_value(), value.kind() == Kind::Integer || value.kind() == Kind::Floating);
+    EXPECT_EQ(value.asString().has_value(), value.kind() == Kind::String);
+    EXPECT_EQ(value.asDate().has_value(), value.kind() == Kind::Date);
+    EXPECT_EQ(value.asData().has_value(), value.kind() == Kind::Data);
+    EXPECT_EQ(value.items().size(), value.kind() == Kind::List ? 1u : 0u);
+    EXPECT_EQ(value.members().size(), value.kind() == Kind::Dictionary ? 1u : 0u);
+    for (std::size_t j = 0; j < std::size(values); ++j)
+      EXPECT_EQ(value == values[j], i == j) << i << ' ' << j;
+  }
+  EXPECT_EQ(values[6].asData()->text(), "data");
+  EXPECT_EQ(ValueTree(static_cast<const char*>(nullptr)), ValueTree());
+}
+
+TEST(ValueTree, HoldsAllOfInt64AndUint64) {
+  constexpr auto lowest = std::numeric_limits<std::int64_t>::min();
+  constexpr auto highest = std::numeric_limits<std::uint64_t>::max();
+  EXPECT_EQ(ValueTree(lowest).asInteger(), lowest);
+  EXPECT_EQ(ValueTree(lowest).asUnsigned(), std::nullopt);
+  EXPECT_EQ(ValueTree(highest).asUnsigned(), highest);
+  EXPECT_EQ(ValueTree(highest).asInteger(), std::nullopt);
+  EXPECT_EQ(ValueTree(highest).asDouble(), 18446744073709551616.0);
+  EXPECT_EQ(ValueTree(lowest).asDouble(), -9223372036854775808.0);
+}
+
+TEST(ValueTree, ComparesNumbersByTheirExactValue) {
+  const struct {
+    ValueTree a, b;
+    bool equal;
+  } cases[] = {
+      {1, 1.0, true},
+      {-0.0, 0, true},
+      {-1, std::numeric_limits<std::uint64_t>::max(), false},
+      {9007199254740993, 9007199254740992.0, false},
+      {std::numeric_limits<std::int64_t>::max(), 9223372036854775808.0, false},
+      {9223372036854775808u, 9223372036854775808.0, true},
+      {std::numeric_limits<std::uint64_t>::max(), 18446744073709551616.0, false},
+      {0, std::nan(""), false},
+      {std::nan(""), std::nan(""), true},
+      {1, true, false},
+      {1, 1.5, false},
+  };
+  for (const auto& [a, b, equal] : cases) {
+    EXPECT_EQ(a == b, equal);
+    EXPECT_EQ(b == a, equal);
+  }
+}
+
+TEST(ValueTree, DictionariesKeepTheOrderOfFirstSettingAndCompareWithoutIt) {
+  ValueTree one;
+  for (const char* key : {"b", "a", "c", "b"}) one.set(key, key);
+  ASSERT_EQ(one.size(), 3u);
+  EXPECT_EQ(one.members()[0].key(), "b");
+  EXPECT_EQ(one.members()[2].key(), "c");
+  EXPECT_EQ(one, ValueTree::dictionary({{"a", "a"}, {"b", "b"}, {"c", "c"}}));
+  EXPECT_FALSE(one == ValueTree::dictionary({{"a", "a"}, {"b", "b"}, {"d", "c"}}));
+  EXPECT_FALSE(one == ValueTree::dictionary({{"a", "a"}, {"b", "b"}}));
+}
+
+TEST(ValueTree, WhatIsNotThereIsNull) {
+  const ValueTree list = ValueTree::list({1});
+  EXPECT_EQ(list[1].kind(), Kind::Null);
+  EXPECT_EQ(list["key"].kind(), Kind::Null);
+  EXPECT_EQ(list.find("key"), nullptr);
+  EXPECT_EQ(ValueTree::dictionary().find(""), nullptr);
+}
+
+TEST(ValueTree, OtherKindsIgnoreWhatOnlyContainersTake) {
+  ValueTree text("text");
+  text.append(1);
+  text.set("k", 1);
+  EXPECT_FALSE(text.remove("k"));
+  EXPECT_EQ(text, ValueTree("text"));
+  ValueTree list = ValueTree::list();
+  list.set("k", 1);
+  EXPECT_EQ(list, ValueTree::list());
+}
+
+TEST(ValueTree, ChangingACopyLeavesTheOriginal) {
+  const ValueTree original =
+      ValueTree::dictionary({{"list", ValueTree::list({1, "a text beyond fourteen bytes"})}, {"n", 1}});
+  ValueTree copy = original;
+  copy.set("n", 2);
+  ValueTree list = copy["list"];
+  list.append(3);
+  copy.set("list", list);
+  EXPECT_TRUE(copy.remove("n"));
+  EXPECT_EQ(original["n"], ValueTree(1));
+  EXPECT_EQ(original["list"].size(), 2u);
+  EXPECT_EQ(copy, ValueTree::dictionary({{"list", ValueTree::list({1, "a text beyond fourteen bytes", 3})}}));
+}
+
+TEST(ValueTree, TakesPartsOfItself) {
+  ValueTree tree = ValueTree::dictionary({{"a key beyond fourteen bytes", "value"}});
+  tree.set("self", tree);
+  EXPECT_EQ(tree["self"].size(), 1u);
+  for (int i = 0; i < 40; ++i) tree.set(std::string(tree.members()[0].key()) + std::to_string(i), tree);
+  tree.set(tree.members()[0].key(), tree.members()[1].value());
+  EXPECT_EQ(tree.members()[0].value(), tree["self"]);
+  tree = tree["self"];
+  EXPECT_EQ(tree.size(), 1u);
+  ValueTree list = ValueTree::list({"an item beyond fourteen bytes"});
+  for (int i = 0; i < 10; ++i) list.append(list[0]);
+  EXPECT_EQ(list[10], list[0]);
+}
+
+TEST(ValueTree, LargeDictionariesFindReplaceAndRemove) {
+  ValueTree tree;
+  constexpr int kCount = 100'000;
+  for (int i = 0; i < kCount; ++i) tree.set("key " + std::to_string(i), i);
+  for (int i = 0; i < kCount; i += 2) tree.set("key " + std::to_string(i), -i);
+  ASSERT_EQ(tree.size(), static_cast<std::size_t>(kCount));
+  for (int i = 0; i < kCount; ++i)
+    ASSERT_EQ(tree["key " + std::to_string(i)], ValueTree(i % 2 == 0 ? -i : i));
+  EXPECT_TRUE(tree.remove("key 50"));
+  EXPECT_FALSE(tree.remove("key 50"));
+  EXPECT_EQ(tree["key 51"], ValueTree(51));
+  EXPECT_EQ(tree["key 99999"], ValueTree(99999));
+}
+
+TEST(ValueTree, RemovesDownToNothing) {
+  ValueTree tree;
+  for (int i = 0; i < 40; ++i) tree.set(std::to_string(i), i);
+  for (int i = 0; i < 40; ++i) {
+    EXPECT_TRUE(tree.remove(std::to_string((i * 7) % 40)));
+    EXPECT_EQ(tree.find(std::to_string((i * 7) % 40)), nullptr);
+    const int next = ((i + 1) * 7) % 40;
+    EXPECT_EQ(tree[std::to_string(next)], i < 39 ? ValueTree(next) : ValueTree());
+  }
+  EXPECT_EQ(tree, ValueTree::dictionary());
+}
+
+TEST(ValueTree, IsCopiedComparedAndDestroyedAtAnyDepth) {
+  const ValueTree one = tower(100'000);
+  ValueTree copy = one;
+  ValueTree other = tower(100'000);
+  EXPECT_EQ(copy, one);
+  EXPECT_EQ(other, one);
+  EXPECT_FALSE(other == tower(99'999));
+  other.set("extra", 1);
+  EXPECT_FALSE(other == one);
+}
+
+TEST(ValueTree, SmallValuesAllocateNothing) {
+  ValueTree dictionary = ValueTree::dictionary({{"position", 0}});
+  const std::uint64_t before = tests::allocationsOfThisThread();
+  const ValueTree values[] = {
+      1, 2.5, true, nullptr, "fourteen bytes", Date{1}, ValueTree::list(), ValueTree::dictionary()};
+  const ValueTree copy = dictionary;
+  EXPECT_EQ(tests::allocationsOfThisThread(), before);
+  EXPECT_EQ(values[4].asString(), "fourteen bytes");
+  dictionary = ValueTree::dictionary({{"position", 0}});
+  const std::uint64_t rebuilt = tests::allocationsOfThisThread();
+  EXPECT_EQ(rebuilt, before + 1);
+  dictionary.set("position", "replaced");
+  EXPECT_EQ(tests::allocationsOfThisThread(), rebuilt);
+}
+
+TEST(ValueTree, CopiesBelongToAnyThread) {
+  const ValueTree shared = tower(100);
+  auto work = [copy = shared] {
+    for (int i = 0; i < 1'000; ++i) {
+      ValueTree mine = copy;
+      mine.set("mine", i);
+      if (mine == copy) ADD_FAILURE();
+    }
+  };
+  std::thread first(work), second(work);
+  first.join();
+  second.join();
+  EXPECT_EQ(shared, tower(100));
+}
+
+}  // namespace
+}  // namespace vantrel

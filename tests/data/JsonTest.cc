@@ -1,0 +1,419 @@
+#include "vantrel/data/Json.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <cstdlib>
+#include <limits>
+#include <nlohmann/json.hpp>
+#include <random>
+#include <string>
+
+#include "vantrel/data/detail/JsonCharacters.h"
+
+namespace vantrel {
+namespace {
+
+using Kind = ValueTree::Kind;
+
+std::string repeated(std::string_view text, std::size_t count) {
+  std::string all;
+  for (std::size_t i = 0; i < count; ++i) all += text;
+  return all;
+}
+
+TEST(Json, ReadsEveryKindOfValue) {
+  const auto value = json::parse(
+      " {\"n\":null,\"t\":true,\"f\":false,\"i\":-12,\"d\":0.5,\"s\":\"x\",\"l\":[1,[],{}],\"o\":{\"a\":1}}"
+      "\r\n\t");
+  ASSERT_TRUE(value);
+  EXPECT_EQ(*value,
+            ValueTree::dictionary({{"n", nullptr},
+                                   {"t", true},
+                                   {"f", false},
+                                   {"i", -12},
+                                   {"d", 0.5},
+                                   {"s", "x"},
+                                   {"l", ValueTree::list({1, ValueTree::list(), ValueTree::dictionary()})},
+                                   {"o", ValueTree::dictionary({{"a", 1}})}}));
+  EXPECT_EQ(value->members()[3].key(), "i");
+}
+
+TEST(Json, KeepsEachNumberAsWhatItWasReadAs) {
+  const struct {
+    const char* text;
+    Kind kind;
+    ValueTree value;
+  } cases[] = {
+      {"0", Kind::Integer, 0},
+      {"-0", Kind::Floating, -0.0},
+      {"9223372036854775807", Kind::Integer, std::numeric_limits<std::int64_t>::max()},
+      {"-9223372036854775808", Kind::Integer, std::numeric_limits<std::int64_t>::min()},
+      {"9223372036854775808", Kind::Integer, 9223372036854775808u},
+      {"18446744073709551615", Kind::Integer, std::numeric_limits<std::uint64_t>::max()},
+      {"18446744073709551616", Kind::Floating, 18446744073709551616.0},
+      {"-9223372036854775809", Kind::Floating, -9223372036854775808.0},
+      {"1.0", Kind::Floating, 1.0},
+      {"1e2", Kind::Floating, 100.0},
+      {"0.1", Kind::Floating, 0.1},
+      {"123456.789", Kind::Floating, 123456.789},
+      {"2.2250738585072011e-308", Kind::Floating, 2.2250738585072011e-308},
+      {"5e-324", Kind::Floating, 5e-324},
+      {"9007199254740993.0", Kind::Floating, 9007199254740992.0},
+      {"1.7976931348623157e308", Kind::Floating, 1.7976931348623157e308},
+      {"1e-400", Kind::Floating, 0.0},
+      {"-0.0000001e-999999999999", Kind::Floating, -0.0},
+      {"-0.0", Kind::Floating, -0.0},
+      {"0e400", Kind::Floating, 0.0},
+      {"-0.00E+99999999999999999999", Kind::Floating, -0.0},
+      {"10000000000000000000", Kind::Integer, 10000000000000000000u},
+      {"-10000000000000000000", Kind::Floating, -1e19},
+      {"99999999999999999999", Kind::Floating, 1e20},
+      {"9007199254740992e22", Kind::Floating, 9007199254740992e22},
+      {"9007199254740993e22", Kind::Floating, 9007199254740993e22},
+      {"1234567890123456789.5", Kind::Floating, 1234567890123456789.5},
+      {"0.000000000000000000000000000001", Kind::Floating, 1e-30},
+      {"1e-22", Kind::Floating, 1e-22},
+      {"1E+22", Kind::Floating, 1e22},
+      {"1e0000000000000000000000000000000001", Kind::Floating, 10.0},
+      {"2.4703282292062327e-324", Kind::Floating, 0.0},
+      {"2.4703282292062328e-324", Kind::Floating, 5e-324},
+  };
+  for (const auto& [text, kind, expected] : cases) {
+    const auto value = json::parse(text);
+    ASSERT_TRUE(value) << text;
+    EXPECT_EQ(value->kind(), kind) << text;
+    EXPECT_EQ(*value, expected) << text;
+    if (kind == Kind::Floating) {
+      EXPECT_EQ(std::signbit(*value->asDouble()), text[0] == '-') << text;
+    }
+  }
+  EXPECT_EQ(json::parse(repeated("9", 400) + "e-200"), ValueTree(1e200));
+  EXPECT_EQ(json::parse("0." + repeated("0", 400) + "1e401"), ValueTree(1.0));
+  EXPECT_EQ(json::parse(repeated("9", 300) + "." + repeated("9", 300)), ValueTree(1e300));
+}
+
+TEST(Json, ReadsDigitsOfAnyCount) {
+  for (std::size_t whole = 1; whole < 30; ++whole) {
+    for (std::size_t fraction = 1; fraction < 30; ++fraction) {
+      const std::string text = repeated("7", whole) + "." + repeated("3", fraction);
+      ASSERT_EQ(json::parse(text), ValueTree(std::strtod(text.c_str(), nullptr))) << text;
+      ASSERT_EQ(json::parse("[" + text + "e-5,1]"),
+                ValueTree::list({std::strtod((text + "e-5").c_str(), nullptr), 1}));
+    }
+  }
+}
+
+TEST(Json, ReadsEscapesAndText) {
+  const struct {
+    std::string_view text;
+    std::string_view value;
+  } cases[] = {
+      {R"("")", ""},
+      {R"("\"\\\/\b\f\n\r\t")", "\"\\/\b\f\n\r\t"},
+      {R"("\u00e4\u20AC")", "ä€"},
+      {R"("\ud83d\ude00")", "\U0001F600"},
+      {R"("a\u0000b")", std::string_view("a\0b", 3)},
+      {"\"ä€\U0001F600\x7f\"", "ä€\U0001F600\x7f"},
+      {R"("fourteen bytes")", "fourteen bytes"},
+      {R"("fifteen bytes..")", "fifteen bytes.."},
+  };
+  for (const auto& [text, expected] : cases) {
+    const auto value = json::parse(text);
+    ASSERT_TRUE(value) << text;
+    EXPECT_EQ(value->asString(), expected) << text;
+  }
+}
+
+TEST(Json, IsAbsentForWhatIsNoJson) {
+  const std::string_view cases[] = {"",
+                                    " ",
+                                    "abc",
+                                    "[1,]",
+                                    "{\"a\":1,}",
+                                    "{\"a\"}",
+                                    "{a:1}",
+                                    "[1 2]",
+                                    "1 2",
+                                    "[] x",
+                                    "[",
+                                    "\"",
+                                    "\"\\x\"",
+                                    "\"\n\"",
+                                    "01",
+                                    "-",
+                                    "1.",
+                                    ".5",
+                                    "+1",
+                                    "NaN",
+                                    "Infinity",
+                                    "nul",
+                                    "1e400",
+                                    "1e",
+                                    "1e+",
+                                    "1.e1",
+                                    "00",
+                                    "-01",
+                                    "1a",
+                                    "1e99999999999999999999",
+                                    "-1e309",
+                                    "// c\n1",
+                                    "\xef\xbb\xbf"
+                                    "1",
+                                    "\"\xc0\xaf\"",
+                                    "\"\xed\xa0\x80\"",
+                                    "\"\xf4\x90\x80\x80\"",
+                                    "\"\xe2\x82\"",
+                                    "\"\x80\"",
+                                    R"("\ud800")",
+                                    R"("\udc00")",
+                                    R"("\ud800\u0041")",
+                                    R"("\uDFFF")",
+                                    R"("\u12G4")",
+                                    std::string_view("1\0", 2),
+                                    std::string_view("[1]\0[2]", 7),
+                                    std::string_view("\"a\0b\"", 5)};
+  for (const std::string_view text : cases) EXPECT_FALSE(json::parse(text)) << text;
+  EXPECT_FALSE(json::parse(repeated("9", 400)));
+}
+
+TEST(Json, RefusesControlCharactersInStringsWhereverTheyStand) {
+  for (char control = 0; control < 0x20; ++control) {
+    for (std::size_t place = 0; place < 40; ++place) {
+      std::string text = '"' + std::string(40, 'a') + '"';
+      text[1 + place] = control;
+      EXPECT_FALSE(json::parse(text)) << static_cast<int>(control) << " at " << place;
+    }
+  }
+}
+
+TEST(Json, FindsWhatIsNotPlainAtAnyWidth) {
+  for (int code = 0; code < 256; ++code) {
+    for (std::size_t place = 0; place <= 16; ++place) {
+      std::string text(16, 'a');
+      if (place < 16) text[place] = static_cast<char>(code);
+      const bool isPlain = code >= 0x20 && code < 0x80 && code != '"' && code != '\\';
+      const std::size_t expected = isPlain ? 16 : place;
+      ASSERT_EQ(json::detail::plainAmong16(text.data()), expected) << code;
+      ASSERT_EQ(json::detail::plainAmong8(text.data()), std::min<std::size_t>(expected, 8)) << code;
+    }
+  }
+}
+
+TEST(Json, LargeValuesStandLikeSmallOnes) {
+  for (const std::size_t size : {65'535, 65'536, 70'000}) {
+    ValueTree list = ValueTree::list();
+    for (std::size_t i = 0; i < size; ++i) list.append(i);
+    const auto value = ValueTree::dictionary({{"list", list}, {"text", std::string(size, 'x')}});
+    auto read = json::parse(*json::writeCompact(value));
+    ASSERT_EQ(read, value) << size;
+    ValueTree part = (*read)["list"];
+    const ValueTree text = (*read)["text"];
+    read.reset();
+    part.append(1);
+    list.append(1);
+    EXPECT_EQ(part, list);
+    EXPECT_EQ(text, value["text"]);
+  }
+}
+
+TEST(Json, OfEqualKeysTheLastOneCounts) {
+  const auto few = json::parse(R"({"a":1,"b":2,"a":3,"a":[4]})");
+  ASSERT_TRUE(few);
+  EXPECT_EQ(*few, ValueTree::dictionary({{"b", 2}, {"a", ValueTree::list({4})}}));
+  EXPECT_EQ(few->members()[0].key(), "a");
+
+  const std::size_t count = 100'000;
+  const auto equal = json::parse("{" + repeated("\"k\":1,", count) + "\"k\":2}");
+  ASSERT_TRUE(equal);
+  EXPECT_EQ(*equal, ValueTree::dictionary({{"k", 2}}));
+}
+
+TEST(Json, FindsEachOfManyDistinctKeys) {
+  // So many that looking at all of them for each would take minutes.
+  const int count = 200'000;
+  std::string text = "{";
+  for (int i = 0; i < count; ++i) text += "\"key" + std::to_string(i) + "\":" + std::to_string(i) + ",";
+  text.back() = '}';
+  const auto value = json::parse(text);
+  ASSERT_TRUE(value);
+  ASSERT_EQ(value->size(), std::size_t{count});
+  for (int i = 0; i < count; ++i) ASSERT_EQ((*value)["key" + std::to_string(i)].asInteger(), i);
+  EXPECT_EQ(value->find("key" + std::to_string(count)), nullptr);
+}
+
+TEST(Json, TellsKeysApartWhateverTheyShare) {
+  // Of every length around what lies inside a value, differing in one place only.
+  for (std::size_t length = 1; length < 32; ++length) {
+    for (std::size_t place = 0; place < length; ++place) {
+      const std::string key(length, 'k');
+      std::string other = key;
+      other[place] = 'K';
+      const auto value = json::parse("{\"" + key + "\":1,\"" + other + "\":2,\"" + key + "\":3}");
+      ASSERT_TRUE(value);
+      ASSERT_EQ(*value, ValueTree::dictionary({{key, 3}, {other, 2}})) << key << ' ' << other;
+    }
+  }
+}
+
+TEST(Json, TakesNestingUpToTheBoundInBothDirections) {
+  const std::size_t bound = json::kMaxDepth;
+  const auto deepest = json::parse(repeated("[", bound) + repeated("]", bound));
+  ASSERT_TRUE(deepest);
+  EXPECT_TRUE(json::writePretty(*deepest));
+  EXPECT_FALSE(json::writePretty(ValueTree::list({*deepest})));
+  EXPECT_FALSE(json::parse(repeated("[", bound + 1) + repeated("]", bound + 1)));
+  EXPECT_FALSE(json::parse(repeated("[", 100'000) + repeated("]", 100'000)));
+  EXPECT_FALSE(json::parse(repeated("{\"a\":", 100'000)));
+  ValueTree tall;
+  for (int i = 0; i < 100'000; ++i) tall = ValueTree::list({tall});
+  EXPECT_FALSE(json::writeCompact(tall));
+}
+
+TEST(Json, WritesOneMemberALine) {
+  const auto value = ValueTree::dictionary({{"a", ValueTree::list({1, 2.0})},
+                                            {"e", ValueTree::list()},
+                                            {"o", ValueTree::dictionary({{"x", nullptr}})}});
+  EXPECT_EQ(
+      json::writePretty(value),
+      "{\n    \"a\": [\n        1,\n        2.0\n    ],\n    \"e\": [],\n    \"o\": {\n        \"x\": null\n"
+      "    }\n}");
+  EXPECT_EQ(json::writeCompact(value), R"({"a":[1,2.0],"e":[],"o":{"x":null}})");
+  EXPECT_EQ(json::writeCompact("q\" b\\ n\n c\x01 d\x1f e\x7f ä"), R"("q\" b\\ n\n c\u0001 d\u001f e)"
+                                                                   "\x7f ä\"");
+}
+
+TEST(Json, WritesNothingForWhatJsonCannotHold) {
+  const ValueTree cases[] = {std::nan(""),
+                             std::numeric_limits<double>::infinity(),
+                             Date{1},
+                             Bytes(),
+                             "\xff",
+                             repeated("a", 4095) + "\xc3",
+                             repeated("ä", 20) + "\x80" + repeated("a", 20),
+                             "\xe2\x82",
+                             "\xf0\x9f\x98",
+                             "\xed\xa0\x80",
+                             ValueTree::dictionary({{"\xc3", 1}})};
+  for (const ValueTree& value : cases) {
+    EXPECT_FALSE(json::writePretty(value));
+    EXPECT_FALSE(json::writeCompact(ValueTree::list({value})));
+  }
+}
+
+TEST(Json, StringsSurviveARoundTripWhateverStandsWhere) {
+  const char* const pieces[] = {"ä", "€", "\U0001F600", "\"", "\\", "\x01", "\x7f"};
+  for (const std::string_view piece : pieces) {
+    for (std::size_t before = 0; before < 40; ++before) {
+      for (const std::size_t behind : {0, 1, 7, 8, 15, 16, 17}) {
+        const std::string text = repeated("a", before) + std::string(piece) + repeated("b", behind);
+        ASSERT_EQ(json::parse(*json::writeCompact(text)), ValueTree(text)) << text;
+      }
+    }
+    const std::string only = repeated(piece, 5'000);
+    EXPECT_EQ(json::parse(*json::writePretty(only)), ValueTree(only)) << piece;
+  }
+}
+
+TEST(Json, WritesDoublesWithTheFewestDigitsAsDoubles) {
+  const struct {
+    double value;
+    const char* text;
+  } cases[] = {{0.0, "0.0"},
+               {-0.0, "-0.0"},
+               {1.0, "1.0"},
+               {-2.5, "-2.5"},
+               {0.1, "0.1"},
+               {0.1 + 0.2, "0.30000000000000004"},
+               {0.001, "0.001"},
+               {123456789.123456, "123456789.123456"},
+               {999999999.999999, "999999999.999999"},
+               {999999999.9999999, "999999999.9999999"},
+               {-14285.714286, "-14285.714286"},
+               {100.000001, "100.000001"},
+               {0.0012345, "0.0012345"},
+               {1e22, "1e+22"},
+               {5e-324, "5e-324"}};
+  for (const auto& [value, text] : cases) EXPECT_EQ(json::writeCompact(value), text);
+}
+
+TEST(Json, DoublesSurviveARoundTrip) {
+  std::mt19937_64 random(1);
+  for (int i = 0; i < 20'000; ++i) {
+    // Beside decimal numbers of few places, where the writer takes a shorter way.
+    const double decimal =
+        static_cast<double>(static_cast<std::int64_t>(random() % 2'000'000'000'000'000)) / 1e6;
+    for (const double number : {decimal, -std::nextafter(decimal, 0.0), std::nextafter(decimal, 1e300)}) {
+      const auto back = json::parse(*json::writeCompact(number));
+      ASSERT_TRUE(back);
+      ASSERT_EQ(back->asDouble(), number);
+      ASSERT_EQ(back->kind(), Kind::Floating);
+    }
+  }
+  for (int i = 0; i < 20'000; ++i) {
+    const double number = std::bit_cast<double>(random());
+    if (!std::isfinite(number)) continue;
+    const auto text = json::writeCompact(number);
+    ASSERT_TRUE(text);
+    const auto back = json::parse(*text);
+    ASSERT_TRUE(back) << *text;
+    ASSERT_EQ(back->kind(), Kind::Floating) << *text;
+    ASSERT_EQ(std::bit_cast<std::uint64_t>(*back->asDouble()), std::bit_cast<std::uint64_t>(number)) << *text;
+    ASSERT_EQ(nlohmann::json::parse(*text).get<double>(), number) << *text;
+  }
+}
+
+/// A text that is valid more often than not: pieces of JSON, with an occasional byte changed.
+std::string randomText(std::mt19937& random, int depth) {
+  static const char* const scalars[] = {
+      "1",     "-2.5e3",      "true",    "null", "\"\"", "\"k\"", "\"\\u00e9 and more than that\"",
+      "1e308", "12345678901", "\"\\\"\""};
+  const auto pick = [&](unsigned bound) { return random() % bound; };
+  if (depth == 0 || pick(3) == 0) return scalars[pick(std::size(scalars))];
+  const bool isDictionary = pick(2) == 0;
+  std::string text = isDictionary ? "{" : "[";
+  for (unsigned i = 0, count = pick(5); i < count; ++i) {
+    if (i != 0) text += ", ";
+    if (isDictionary) text += "\"k" + std::to_string(pick(4)) + "\" :";
+    text += randomText(random, depth - 1);
+  }
+  text += isDictionary ? '}' : ']';
+  if (pick(30) == 0) text[pick(static_cast<unsigned>(text.size()))] = "x,:\"0]}\\"[pick(8)];
+  return text;
+}
+
+TEST(Json, AgreesWithAnotherImplementation) {
+  std::mt19937 random(7);
+  int accepted = 0;
+  for (int i = 0; i < 5'000; ++i) {
+    const std::string text = randomText(random, 4);
+    const auto theirs = nlohmann::json::parse(text, nullptr, false);
+    const auto ours = json::parse(text);
+    ASSERT_EQ(ours.has_value(), !theirs.is_discarded()) << text;
+    if (!ours) continue;
+    ++accepted;
+    ASSERT_EQ(nlohmann::json::parse(*json::writePretty(*ours)), theirs) << text;
+    ASSERT_EQ(nlohmann::json::parse(*json::writeCompact(*ours)), theirs) << text;
+  }
+  EXPECT_GT(accepted, 1'000);
+}
+
+TEST(Json, APartOutlivesAndNeverChangesItsDocument) {
+  auto document = json::parse(R"({"part":{"text":"longer than what lies inside","list":[1,2]}})");
+  ASSERT_TRUE(document);
+  ValueTree part = (*document)["part"];
+  ValueTree text = part["text"];
+  ValueTree changed = part;
+  changed.set("list", 5);
+  EXPECT_EQ((*document)["part"]["list"], ValueTree::list({1, 2}));
+  document.reset();
+  EXPECT_EQ(part["list"].size(), 2u);
+  part = ValueTree();
+  changed = ValueTree();
+  EXPECT_EQ(text, ValueTree("longer than what lies inside"));
+}
+
+}  // namespace
+}  // namespace vantrel

@@ -1,0 +1,335 @@
+#include "vantrel/data/PropertyList.h"
+
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <string>
+
+#include "tests/data/PlistFiles.h"
+#include "vantrel/data/PropertyListExtent.h"
+
+namespace vantrel {
+namespace {
+
+using test::bytesOfHex;
+using test::PlistFile;
+
+// 1 January 2001, where a property list counts from.
+constexpr double k2001 = 978307200;
+
+// Offset table and trailer of a file with one object that ends at this offset.
+std::string oneObject(const std::string& object) {
+  const std::size_t end = 8 + object.size() / 2;
+  const char* digits = "0123456789abcdef";
+  return "62706c6973743030" + object + "08" + "00000000000001010000000000000001" + "0000000000000000" +
+         "00000000000000" + digits[end >> 4] + digits[end & 15];
+}
+
+struct Scalar {
+  ValueTree value;
+  std::string object;
+};
+
+// As Python's plistlib writes them.
+const Scalar kScalars[] = {
+    {true, "09"},
+    {false, "08"},
+    {0, "1000"},
+    {255, "10ff"},
+    {256, "110100"},
+    {65536, "1200010000"},
+    {std::int64_t{1} << 32, "130000000100000000"},
+    {std::numeric_limits<std::int64_t>::max(), "137fffffffffffffff"},
+    {-1, "13ffffffffffffffff"},
+    {std::numeric_limits<std::int64_t>::min(), "138000000000000000"},
+    {std::uint64_t{1} << 63, "1400000000000000008000000000000000"},
+    {std::numeric_limits<std::uint64_t>::max(), "140000000000000000ffffffffffffffff"},
+    {1.5, "233ff8000000000000"},
+    {-0.1, "23bfb999999999999a"},
+    {Date{k2001 + 1}, "333ff0000000000000"},
+    {Date{-1}, "33c1cd27e440800000"},
+    {Bytes(std::vector<std::uint8_t>{0x00, 0xff, 0x10}), "4300ff10"},
+    {Bytes(), "40"},
+    {"hi", "526869"},
+    {"", "50"},
+    {"abcdefghijklmno", "5f100f6162636465666768696a6b6c6d6e6f"},
+    {"ü€𝄞", "6400fc20acd834dd1e"},
+};
+
+TEST(PropertyList, WritesScalarsByteForByteAsAnIndependentWriter) {
+  for (const Scalar& scalar : kScalars) {
+    const auto written = plist::write(scalar.value);
+    ASSERT_TRUE(written) << scalar.object;
+    EXPECT_EQ(*written, bytesOfHex(oneObject(scalar.object))) << scalar.object;
+    EXPECT_GE(plist::extentOf(scalar.value).bytes + 40, written->size()) << scalar.object;
+  }
+}
+
+TEST(PropertyList, ReadsScalarsWithTheirKind) {
+  for (const Scalar& scalar : kScalars) {
+    const auto read = plist::parse(bytesOfHex(oneObject(scalar.object)));
+    ASSERT_TRUE(read) << scalar.object;
+    EXPECT_EQ(*read, scalar.value) << scalar.object;
+    EXPECT_EQ(read->kind(), scalar.value.kind()) << scalar.object;
+  }
+}
+
+TEST(PropertyList, ReadsFormsThatItDoesNotWrite) {
+  const Scalar forms[] = {
+      {1.5, "223fc00000"},                                   // four-byte real
+      {-2, "14fffffffffffffffffffffffffffffffe"},            // negative in sixteen bytes
+      {7, "130000000000000007"},                             // wider than needed
+      {"hi", "5f12000000026869"},                            // count wider than needed
+      {ValueTree::dictionary({{"CF$UID", 300}}), "81012c"},  // a UID by itself
+  };
+  for (const Scalar& form : forms) {
+    const auto read = plist::parse(bytesOfHex(oneObject(form.object)));
+    ASSERT_TRUE(read) << form.object;
+    EXPECT_EQ(*read, form.value) << form.object;
+  }
+}
+
+TEST(PropertyList, ReadsContainersOfAnIndependentWriter) {
+  EXPECT_EQ(plist::parse(bytesOfHex("62706c6973743030a40102010310015161a0080d0f110000000000000101"
+                                    "000000000000000400000000000000000000000000000012")),
+            ValueTree::list({1, "a", 1, ValueTree::list()}));
+  EXPECT_EQ(
+      plist::parse(bytesOfHex("62706c6973743030d201020304516151621001d105065163a207080908080d0f1113"
+                              "16181b1c000000000000010100000000000000090000000000000000000000000000001d")),
+      ValueTree::dictionary(
+          {{"a", 1}, {"b", ValueTree::dictionary({{"c", ValueTree::list({true, false})}})}}));
+  EXPECT_EQ(plist::parse(PlistFile().addReferences({1, 2}, 0xC0).add("\x09").add("\x51x").finish()),
+            ValueTree::list({true, "x"}))
+      << "a set";
+}
+
+TEST(PropertyList, KeepsATreeOfEveryKindOverWritingAndReading) {
+  ValueTree many = ValueTree::list();
+  for (int i = 0; i < 70'000; ++i) many.append(i % 3 == 0 ? ValueTree(i) : ValueTree(std::to_string(i)));
+  const ValueTree tree = ValueTree::dictionary({{"many", many},
+                                                {"one", 1},
+                                                {"real one", 1.0},
+                                                {"yes", true},
+                                                {"Größe", Date{k2001 + 0.25}},
+                                                {"", Bytes::copyOf("data")},
+                                                {"empty", ValueTree::dictionary()}});
+  const auto written = plist::write(tree);
+  ASSERT_TRUE(written);
+  EXPECT_GE(plist::extentOf(tree).bytes + 40, written->size());
+  const auto read = plist::parse(*written);
+  ASSERT_TRUE(read);
+  EXPECT_EQ(*read, tree);
+  EXPECT_EQ((*read)["one"].kind(), ValueTree::Kind::Integer);
+  EXPECT_EQ((*read)["real one"].kind(), ValueTree::Kind::Floating);
+}
+
+TEST(PropertyList, WritesEqualStringsOnce) {
+  const std::string text(1000, 'x');
+  const auto written = plist::write(ValueTree::list({text, text, text, text}));
+  ASSERT_TRUE(written);
+  EXPECT_LT(written->size(), 1100u);
+}
+
+TEST(PropertyList, RefusesToWriteWhatItCannotHold) {
+  ValueTree deep = ValueTree::list();
+  for (int level = 1; level < 512; ++level) deep = ValueTree::list({deep});
+  EXPECT_TRUE(plist::write(deep));
+  EXPECT_FALSE(plist::write(ValueTree::list({deep}))) << "513 levels";
+
+  ValueTree wide = ValueTree::list({1, 1});
+  for (int doubling = 0; doubling < 40; ++doubling) wide = ValueTree::list({wide, wide});
+  EXPECT_FALSE(plist::write(wide)) << "too many values";
+
+  EXPECT_FALSE(plist::write(nullptr));
+  EXPECT_FALSE(plist::write(ValueTree::dictionary({{"inside", nullptr}})));
+  EXPECT_FALSE(plist::write("\xff"));
+  EXPECT_FALSE(plist::write(ValueTree::dictionary({{"\xed\xa0\x80", 1}}))) << "a surrogate in UTF-8";
+}
+
+TEST(PropertyList, RefusesMalformedObjects) {
+  const char* objects[] = {
+      "00",                                  // null
+      "0f",                                  // padding
+      "0a",                                  // no such simple object
+      "15ffffffffffffffffffffffffffffffff",  // an integer of 32 bytes
+      "1400000000000000010000000000000000",  // 2^64
+      "14fffffffffffffffe0000000000000000",  // below int64
+      "13000000",                            // cut off
+      "213c00",                              // a real of 2 bytes
+      "323fc00000",                          // a date of 4 bytes
+      "5180",                                // not ASCII
+      "61d834",                              // lone high surrogate
+      "61dd1e",                              // lone low surrogate
+      "62dd1ed834",                          // the wrong way round
+      "5568656c6c",                          // shorter than its count
+      "5f137fffffffffffffff6161",            // count past everything
+      "6f13800000000000000061",              // doubled, it would wrap
+      "5f090161",                            // count is no integer
+      "af",                                  // count is missing
+      "7161",
+      "b0",
+      "e0",
+      "f0",  // no such kinds
+      "d1",
+      "a101",                                // references missing and out of range
+      "8f00000000000000000000000000000001",  // a UID of 16 bytes
+  };
+  for (const char* object : objects) EXPECT_FALSE(plist::parse(bytesOfHex(oneObject(object)))) << object;
+}
+
+TEST(PropertyList, RefusesDamagedFiles) {
+  const Bytes sound = PlistFile().addReferences({1, 1}).add("\x51x").finish();
+  ASSERT_TRUE(plist::parse(sound));
+  for (std::size_t length = 0; length < sound.size(); ++length) {
+    EXPECT_FALSE(plist::parse(sound.slice(0, length))) << "cut to " << length;
+  }
+  // Position in the trailer, and a value that cannot be there.
+  const std::pair<std::size_t, std::uint8_t> lies[] = {
+      {6, 0}, {6, 9}, {7, 0}, {7, 9}, {8, 0xff}, {15, 0}, {15, 3}, {23, 2}, {24, 0xff}, {31, 8}, {31, 0xff}};
+  for (const auto& [position, value] : lies) {
+    std::vector<std::uint8_t> file(sound.begin(), sound.end());
+    file[file.size() - 32 + position] = value;
+    EXPECT_FALSE(plist::parse(Bytes(std::move(file)))) << position << " set to " << int{value};
+  }
+}
+
+TEST(PropertyList, RefusesKeysThatAreNoStrings) {
+  EXPECT_FALSE(plist::parse(PlistFile().addReferences({1, 1}, 0xD0, 1).add("\x09").finish()));
+}
+
+TEST(PropertyList, RefusesContainersThatHoldThemselves) {
+  EXPECT_FALSE(plist::parse(PlistFile().addReferences({0}).finish()));
+  EXPECT_FALSE(plist::parse(PlistFile().addReferences({1}).addReferences({2}).addReferences({1}).finish()));
+}
+
+TEST(PropertyList, FollowsSharedReferencesOnlyAsFarAsTheBounds) {
+  const auto doubling = [](std::uint32_t levels) {
+    PlistFile file;
+    for (std::uint32_t i = 1; i <= levels; ++i) file.addReferences({i, i});
+    return file.add("\x09").finish();
+  };
+  const auto small = plist::parse(doubling(10));
+  ASSERT_TRUE(small);
+  EXPECT_EQ((*small)[1][0][1][0][1][0][1][0][1][0], ValueTree(true));
+  EXPECT_FALSE(plist::parse(doubling(22)));
+  EXPECT_FALSE(plist::parse(doubling(500)));
+}
+
+TEST(PropertyList, CountsLevelsOverSharedParts) {
+  // A chain of 300 lists at the end of one of 212 is all that is allowed, also when the former is built
+  // first.
+  const auto chain = [](std::uint32_t above) {
+    PlistFile file;
+    file.addReferences({301, 1});
+    for (std::uint32_t i = 1; i <= 300; ++i)
+      file.addReferences(i == 300 ? std::vector<std::uint32_t>{} : std::vector{i + 1});
+    // The second way to the chain, through `above` more lists.
+    for (std::uint32_t i = 1; i <= above; ++i) file.addReferences({i == above ? 1 : 301 + i});
+    return file.finish();
+  };
+  EXPECT_TRUE(plist::parse(chain(211)));
+  EXPECT_FALSE(plist::parse(chain(212)));
+}
+
+TEST(PropertyList, RefusesNestingThatWouldExhaustTheStack) {
+  PlistFile file;
+  for (std::uint32_t i = 1; i < 200'000; ++i) file.addReferences({i});
+  EXPECT_FALSE(plist::parse(file.addReferences({}).finish()));
+}
+
+TEST(PropertyList, RefusesObjectsLaidOverOneAnother) {
+  // A thousand strings of 64 KiB that are all the same bytes.
+  PlistFile file;
+  std::string list = "\xAF\x11\x03\xE8";
+  for (int i = 1; i <= 1000; ++i) list += {'\0', '\0', static_cast<char>(i >> 8), static_cast<char>(i)};
+  file.add(list);
+  const std::size_t place = file.end();
+  file.add(std::string("\x5F\x12\x00\x01\x00\x00", 6) + std::string(65536, 'a'));
+  for (int i = 1; i < 1000; ++i) file.addOffset(place);
+  EXPECT_FALSE(plist::parse(file.finish()));
+}
+
+std::string xmlOf(std::string_view value) { return "<plist>" + std::string(value) + "</plist>"; }
+
+TEST(PropertyList, ReadsXmlInFormsThatPeopleWrite) {
+  const std::pair<std::string_view, ValueTree> forms[] = {
+      {"<string>a<!-- & --> &lt;&#65;&#x1F600;<![CDATA[<b>&amp;]]></string>", "a <A😀<b>&amp;"},
+      {"<string>1\r\n2\r3</string>", "1\n2\n3"},
+      {"<string/>", ""},
+      {" <!-- - -- > --> <integer> +7\n</integer> ", 7},
+      {"<integer>-9223372036854775808</integer>", std::numeric_limits<std::int64_t>::min()},
+      {"<real>+1e2</real>", 100.0},
+      {"<real>-inf</real>", -std::numeric_limits<double>::infinity()},
+      {"<true></true >", true},
+      {"<data>\n AP\t8= </data>", Bytes(std::vector<std::uint8_t>{0x00, 0xff})},
+      {"<date>1969-12-31T23:59:59Z</date>", Date{-1}},
+      {"<dict a='>'><key>k</key><array/><key>k</key><dict/></dict>",
+       ValueTree::dictionary({{"k", ValueTree::dictionary()}})}};
+  for (const auto& [form, value] : forms) {
+    EXPECT_EQ(plist::parse(Bytes::copyOf(xmlOf(form))), value) << form;
+  }
+  std::string wide("\xFF\xFE");
+  for (const char c : "<?xml version='1.0' encoding='utf-16'?>" + xmlOf("<string>x</string>")) wide += {c, 0};
+  EXPECT_EQ(plist::parse(Bytes::copyOf(wide)), ValueTree("x")) << "UTF-16";
+}
+
+TEST(PropertyList, RefusesXmlThatIsNone) {
+  const std::string_view values[] = {"",
+                                     "<true/><true/>",
+                                     "<array>",
+                                     "<array></dict>",
+                                     "</array>",
+                                     "<array><string>a</array>",
+                                     "text",
+                                     "<null/>",
+                                     "<true>x</true>",
+                                     "<key>k</key>",
+                                     "<dict><true/></dict>",
+                                     "<dict><key>k</key></dict>",
+                                     "<dict><key>k</key><key>l</key><true/></dict>",
+                                     "<array><key>k</key></array>",
+                                     "<string>&own;</string>",
+                                     "<string>&#0;</string>",
+                                     "<string>&#xD800;</string>",
+                                     "<string>&#x110000;</string>",
+                                     "<string>&#99999999999;</string>",
+                                     "<string>&#;</string>",
+                                     "<string>&amp</string>",
+                                     "<string><![CDATA[x</string>",
+                                     "<string><!-- x</string>",
+                                     "<string>\xff</string>",
+                                     "<integer/>",
+                                     "<integer>1.5</integer>",
+                                     "<integer>18446744073709551616</integer>",
+                                     "<integer>-9223372036854775809</integer>",
+                                     "<integer>--1</integer>",
+                                     "<real>one</real>",
+                                     "<real/>",
+                                     "<date>2023-02-29T00:00:00Z</date>",
+                                     "<date>2024-02-29T24:00:00Z</date>",
+                                     "<date>2024-02-29</date>",
+                                     "<data>A</data>",
+                                     "<data>AP8</data>",
+                                     "<data>A===</data>",
+                                     "<data>AP=8</data>",
+                                     "<data>A*==</data>"};
+  for (const std::string_view value : values)
+    EXPECT_FALSE(plist::parse(Bytes::copyOf(xmlOf(value)))) << value;
+  const std::string sound = xmlOf("<true/>");
+  const std::string documents[] = {"<true/>", sound + "x", "<plist><true/>",
+                                   "<?xml encoding='latin-1'?>" + sound,
+                                   "<!DOCTYPE plist [<!ENTITY own 'x'>]>" + sound};
+  for (const std::string& document : documents) {
+    EXPECT_FALSE(plist::parse(Bytes::copyOf(document))) << document;
+  }
+  const auto nested = [](int levels) {
+    std::string text;
+    for (int i = 0; i < levels; ++i) text = "<array>" + text + "</array>";
+    return Bytes::copyOf(xmlOf(text));
+  };
+  EXPECT_TRUE(plist::parse(nested(512)));
+  EXPECT_FALSE(plist::parse(nested(513)));
+}
+
+}  // namespace
+}  // namespace vantrel

@@ -1,0 +1,215 @@
+#include <gtest/gtest.h>
+#ifdef VANTREL_TEST_LIBPLIST
+#include <plist/plist.h>
+#endif
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+
+#include "vantrel/data/KeyedArchive.h"
+#include "vantrel/data/PropertyList.h"
+
+namespace vantrel {
+namespace {
+
+namespace fs = std::filesystem;
+
+class PlistPeersTest : public testing::Test {
+ protected:
+  PlistPeersTest() {
+    std::string name = (fs::temp_directory_path() / "plist.XXXXXX").string();
+    folder_ = mkdtemp(name.data());
+    file_ = folder_ / "file";
+  }
+  ~PlistPeersTest() override { fs::remove_all(folder_); }
+
+  void put(const Bytes& contents) const { std::ofstream(file_, std::ios::binary) << contents.text(); }
+
+  Bytes contents() const {
+    std::ifstream stream(file_, std::ios::binary);
+    return Bytes(std::vector<std::uint8_t>(std::istreambuf_iterator<char>(stream), {}));
+  }
+
+  /// Runs a Python program that finds the file's path in `file`; whether it came to its end.
+  bool python(const std::string& program) const {
+    const std::string text = "import datetime, plistlib, struct\nfile = '" + file_.string() + "'\n" + program;
+    std::FILE* input = popen("python3 -", "w");
+    if (!input) return false;
+    std::fwrite(text.data(), 1, text.size(), input);
+    return pclose(input) == 0;
+  }
+
+  fs::path folder_;
+  fs::path file_;
+};
+
+// The same value twice: as Python's plistlib knows it, and as ours.
+constexpr const char* kInPython = R"(
+value = {
+    'text': 'a', 'text again': 'a', 'Ω': 'ü€𝄞', 'empty': '', 'long': 'x' * 70000,
+    'zero': 0, 'byte': 255, 'short': 65535, 'int': 2**32 - 1, 'long int': 2**32, 'max': 2**63 - 1,
+    'unsigned': 2**64 - 1, 'minus': -1, 'min': -2**63, 'one': 1, 'real one': 1.0, 'real': -0.1,
+    'yes': True, 'no': False, 'data': bytes(range(256)), 'no data': b'',
+    'date': datetime.datetime(2024, 2, 29, 12, 30, 15, 500000), 'early': datetime.datetime(1969, 12, 31, 23, 59, 59),
+    'list': [[], {}, [1, [2, [3]]]], 'many': list(range(1000)),
+}
+def same(a, b):
+    if type(a) is not type(b): return False
+    if type(a) is dict: return a.keys() == b.keys() and all(same(a[k], b[k]) for k in a)
+    if type(a) is list: return len(a) == len(b) and all(map(same, a, b))
+    return a == b
+)";
+
+ValueTree valueInOurs() {
+  std::vector<std::uint8_t> every(256);
+  for (std::size_t i = 0; i < every.size(); ++i) every[i] = static_cast<std::uint8_t>(i);
+  ValueTree many = ValueTree::list();
+  for (int i = 0; i < 1000; ++i) many.append(i);
+  return ValueTree::dictionary({
+      {"text", "a"},
+      {"text again", "a"},
+      {"Ω", "ü€𝄞"},
+      {"empty", ""},
+      {"long", std::string(70'000, 'x')},
+      {"zero", 0},
+      {"byte", 255},
+      {"short", 65535},
+      {"int", 4294967295},
+      {"long int", 4294967296},
+      {"max", std::int64_t{9223372036854775807}},
+      {"unsigned", std::uint64_t{18446744073709551615U}},
+      {"minus", -1},
+      {"min", std::numeric_limits<std::int64_t>::min()},
+      {"one", 1},
+      {"real one", 1.0},
+      {"real", -0.1},
+      {"yes", true},
+      {"no", false},
+      {"data", Bytes(std::move(every))},
+      {"no data", Bytes()},
+      {"date", Date{1709209815.5}},
+      {"early", Date{-1}},
+      {"list", ValueTree::list({ValueTree::list(), ValueTree::dictionary(),
+                                ValueTree::list({1, ValueTree::list({2, ValueTree::list({3})})})})},
+      {"many", std::move(many)},
+  });
+}
+
+TEST_F(PlistPeersTest, PythonReadsOurPropertyLists) {
+  const auto written = plist::write(valueInOurs());
+  ASSERT_TRUE(written);
+  put(*written);
+  EXPECT_TRUE(python(std::string(kInPython) + "assert same(plistlib.load(open(file, 'rb')), value)\n"));
+}
+
+TEST_F(PlistPeersTest, WeReadPropertyListsOfPython) {
+  for (const char* form : {"BINARY", "XML"}) {
+    // XML has whole seconds alone.
+    ASSERT_TRUE(python(std::string(kInPython) + "value['date'] = value['date'].replace(microsecond=0)\n" +
+                       "plistlib.dump(value, open(file, 'wb'), fmt=plistlib.FMT_" + form + ")\n"));
+    ValueTree expected = valueInOurs();
+    expected.set("date", Date{1709209815});
+    const std::optional<ValueTree> read = plist::parse(contents());
+    ASSERT_EQ(read, expected) << form;
+    EXPECT_EQ((*read)["real one"].kind(), ValueTree::Kind::Floating) << form;
+  }
+}
+
+// The platform's layout, written down once more in another language.
+constexpr const char* kArchiving = R"(
+U = plistlib.UID
+def archive(value, mutable):
+    objects, classes = ['$null'], {}
+    def keep(thing):
+        objects.append(thing)
+        return U(len(objects) - 1)
+    def class_of(name):
+        names = [name, 'NSObject']
+        if mutable and name in ('NSArray', 'NSDictionary', 'NSString', 'NSData'):
+            names = [name.replace('NS', 'NSMutable')] + names
+        if name not in classes: classes[name] = keep({'$classname': names[0], '$classes': names})
+        return classes[name]
+    def add(v):
+        if isinstance(v, dict):
+            place = keep(None)
+            objects[place.data] = {'NS.keys': [keep(k) for k in v], 'NS.objects': [add(x) for x in v.values()],
+                                   '$class': class_of('NSDictionary')}
+            return place
+        if isinstance(v, (list, set)):
+            return keep({'NS.objects': [add(x) for x in v], '$class': class_of('NSSet' if isinstance(v, set) else 'NSArray')})
+        if isinstance(v, datetime.datetime):
+            seconds = (v - datetime.datetime(2001, 1, 1)).total_seconds()
+            return keep({'NS.time': seconds, '$class': class_of('NSDate')})
+        if isinstance(v, bytes) and mutable: return keep({'NS.data': v, '$class': class_of('NSData')})
+        if isinstance(v, str) and mutable: return keep({'NS.string': v, '$class': class_of('NSString')})
+        return keep(v)
+    top = add(value)
+    return {'$version': 100000, '$archiver': 'NSKeyedArchiver', '$top': {'Some Key Value': top}, '$objects': objects}
+
+def unarchive(root):
+    assert root['$version'] == 100000 and root['$archiver'] == 'NSKeyedArchiver' and root['$objects'][0] == '$null'
+    def follow(uid):
+        o = root['$objects'][uid.data]
+        if not isinstance(o, dict): return o
+        cls = root['$objects'][o['$class'].data]
+        assert cls['$classes'] == [cls['$classname'], 'NSObject']
+        return {
+            'NSDictionary': lambda: dict(zip(map(follow, o['NS.keys']), map(follow, o['NS.objects']))),
+            'NSArray': lambda: [follow(x) for x in o['NS.objects']],
+            'NSData': lambda: o['NS.data'],
+            'NSDate': lambda: datetime.datetime(2001, 1, 1) + datetime.timedelta(seconds=o['NS.time']),
+        }[cls['$classname']]()
+    return follow(root['$top']['Some Key Value'])
+)";
+
+TEST_F(PlistPeersTest, PythonReadsOurArchives) {
+  const auto archived = keyedarchive::archive(valueInOurs(), "Some Key Value");
+  ASSERT_TRUE(archived);
+  put(*archived);
+  EXPECT_TRUE(python(std::string(kInPython) + kArchiving +
+                     "assert same(unarchive(plistlib.load(open(file, 'rb'))), value)\n"));
+}
+
+TEST_F(PlistPeersTest, WeReadArchivesOfPython) {
+  for (const char* mutability : {"False", "True"}) {
+    ASSERT_TRUE(python(std::string(kInPython) + kArchiving + "plistlib.dump(archive(value, " + mutability +
+                       "), open(file, 'wb'), fmt=plistlib.FMT_BINARY)\n"));
+    EXPECT_EQ(keyedarchive::unarchive(contents(), "Some Key Value"), valueInOurs()) << mutability;
+  }
+  ASSERT_TRUE(python(std::string(kArchiving) +
+                     "plistlib.dump(archive({5}, False), open(file, 'wb'), fmt=plistlib.FMT_BINARY)\n"));
+  EXPECT_EQ(keyedarchive::unarchive(contents(), "Some Key Value"), ValueTree::list({5})) << "a set";
+}
+
+#ifdef VANTREL_TEST_LIBPLIST
+TEST_F(PlistPeersTest, LibplistAndWeReadEachOther) {
+  const ValueTree value = ValueTree::dictionary({{"Ω", ValueTree::list({1, "ü€𝄞", true, 0.5})},
+                                                 {"data", Bytes::copyOf("data")},
+                                                 {"date", Date{978307200 + 86400}}});
+  const auto written = plist::write(value);
+  ASSERT_TRUE(written);
+  plist_t read = nullptr;
+  plist_from_bin(written->text().data(), static_cast<std::uint32_t>(written->size()), &read);
+  ASSERT_TRUE(read);
+  char* text = nullptr;
+  std::uint32_t length = 0;
+  plist_to_xml(read, &text, &length);
+  put(Bytes::copyOf(std::string_view(text, length)));
+  plist_to_xml_free(text);
+  EXPECT_TRUE(
+      python("assert plistlib.load(open(file, 'rb')) == {'Ω': [1, 'ü€𝄞', True, 0.5], 'data': b'data',"
+             " 'date': datetime.datetime(2001, 1, 2)}\n"));
+  char* binary = nullptr;
+  plist_to_bin(read, &binary, &length);
+  EXPECT_EQ(plist::parse(Bytes::copyOf(std::string_view(binary, length))), value);
+  plist_to_bin_free(binary);
+  plist_free(read);
+}
+#endif
+
+}  // namespace
+}  // namespace vantrel

@@ -1,0 +1,150 @@
+#include "vantrel/base/Log.h"
+
+#include <pthread.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstdarg>
+#include <cstdio>
+#include <mutex>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace vantrel {
+
+struct detail::InstalledSink {
+  explicit InstalledSink(LogSink given) : sink(std::move(given)) {}
+
+  LogSink sink;
+  std::atomic<int> calls{0};  ///< under way
+};
+
+namespace {
+
+using detail::InstalledSink;
+
+/// A call of a sink under way on this thread, and those that it came out of.
+class Call {
+ public:
+  /// Of a sink whose `calls` count this one already.
+  explicit Call(std::shared_ptr<InstalledSink> installed)
+      : installed_(std::move(installed)), outer_(std::exchange(innermost, this)) {}
+  ~Call() {
+    innermost = outer_;
+    installed_->calls.fetch_sub(1);
+    installed_->calls.notify_all();
+  }
+  Call(const Call&) = delete;
+  Call& operator=(const Call&) = delete;
+
+  const LogSink& sink() const { return installed_->sink; }
+
+  static int onThisThread(const InstalledSink& installed) {
+    int count = 0;
+    for (const Call* call = innermost; call; call = call->outer_)
+      count += call->installed_.get() == &installed ? 1 : 0;
+    return count;
+  }
+
+ private:
+  static constinit thread_local const Call* innermost;
+  const std::shared_ptr<InstalledSink> installed_;
+  const Call* const outer_;
+};
+
+constinit thread_local const Call* Call::innermost = nullptr;
+
+/// The sinks of the scopes that live, newest last.
+class Sinks {
+ public:
+  static Sinks& shared() {
+    // Never destroyed: other objects may log while the process exits.
+    static Sinks& sinks = *new Sinks;
+    return sinks;
+  }
+
+  void add(std::shared_ptr<InstalledSink> installed) {
+    const std::lock_guard lock(mutex_);
+    all_.push_back(std::move(installed));
+  }
+
+  void remove(const std::shared_ptr<InstalledSink>& installed) {
+    const std::lock_guard lock(mutex_);
+    all_.erase(std::find(all_.begin(), all_.end(), installed));
+  }
+
+  /// The newest one, with a call counted; null without any.
+  std::shared_ptr<InstalledSink> beginCall() {
+    const std::lock_guard lock(mutex_);
+    if (all_.empty()) return nullptr;
+    // Counted under the lock: whoever takes a sink out knows of every call that there will ever be.
+    all_.back()->calls.fetch_add(1);
+    return all_.back();
+  }
+
+  void beforeFork() { mutex_.lock(); }
+  void afterFork() { mutex_.unlock(); }
+
+  /// Only the calls of the thread that forked will ever return in the child.
+  void forgetOtherThreads() {
+    for (const auto& installed : all_) installed->calls = Call::onThisThread(*installed);
+  }
+
+ private:
+  std::mutex mutex_;
+  std::vector<std::shared_ptr<InstalledSink>> all_;
+};
+
+/// Before all other handlers are registered, so that this lock, under which nothing else is locked, is the
+/// last one that a fork takes.
+[[gnu::constructor(101)]] void followForks() {
+  pthread_atfork([] { Sinks::shared().beforeFork(); }, [] { Sinks::shared().afterFork(); },
+                 [] {
+                   Sinks::shared().forgetOtherThreads();
+                   Sinks::shared().afterFork();
+                 });
+}
+
+void writeToStandardError(std::string_view line) {
+  std::string text;
+  text.reserve(line.size() + 1);
+  text.append(line).push_back('\n');
+  // One call, so that lines of several threads do not mix.
+  std::fwrite(text.data(), 1, text.size(), stderr);
+}
+
+}  // namespace
+
+void log(std::string_view line) {
+  auto installed = Sinks::shared().beginCall();
+  if (!installed) return writeToStandardError(line);
+  const Call call(std::move(installed));
+  call.sink() ? call.sink()(line) : writeToStandardError(line);
+}
+
+void logFormat(const char* format, ...) {
+  std::va_list arguments;
+  va_start(arguments, format);
+  const int length = std::vsnprintf(nullptr, 0, format, arguments);
+  va_end(arguments);
+  std::string line(length > 0 ? static_cast<std::size_t>(length) : 0, '\0');
+  va_start(arguments, format);
+  std::vsnprintf(line.data(), line.size() + 1, format, arguments);
+  va_end(arguments);
+  log(line);
+}
+
+ScopedLogSink::ScopedLogSink(LogSink sink) : installed_(std::make_shared<InstalledSink>(std::move(sink))) {
+  Sinks::shared().add(installed_);
+}
+
+ScopedLogSink::~ScopedLogSink() {
+  Sinks::shared().remove(installed_);
+  const int own = Call::onThisThread(*installed_);
+  for (int calls; (calls = installed_->calls.load()) > own;) installed_->calls.wait(calls);
+  // Another thread may hold the last reference for a moment; what the sink captured dies here all the same.
+  if (own == 0) installed_->sink = nullptr;
+}
+
+}  // namespace vantrel

@@ -1,0 +1,80 @@
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "vantrel/base/Export.h"
+#include "vantrel/base/ValueTree.h"
+
+namespace vantrel {
+
+namespace host::detail {
+class LiveSettings;
+}
+
+/// Persistent settings of the user: property-list values (string, number, boolean, date, bytes, list,
+/// dictionary) by key.
+///
+/// They live in one property-list file, which is read in the binary and the XML form and written in the
+/// binary one. A change is seen at once by this process and written by a background thread of the store's
+/// own: a tenth of a second later after a quiet time, but at least five seconds after the writing before, so
+/// that steady changes are gathered and a process that is killed loses the last five seconds at most. It is
+/// written at the latest when the store is destroyed or the process exits normally. These times are those of
+/// the clock in force; under one that stands still they pass as somebody moves it, which the thread looks at
+/// every 10 ms of real time while a change waits, and no lock is waited for.
+///
+/// Writing is atomic and synced: whatever happens, the file is the old or the new one. Processes that share a
+/// file lose no key of each other: each writes only the keys that it changed into what stands in the file by
+/// then, under a lock; what another process has written is seen with the next reading.
+///
+/// A file that cannot be read as settings is kept beside under another name (its own with ".damaged-" and the
+/// time), and the log says so. When it cannot be read for another reason (no descriptor is free, no right),
+/// the store goes on with what it knew, says so once in the log, and tries again with the next use. When it
+/// cannot be written, the store goes on in memory, says so once in the log, and tries again with the next
+/// change, every thirty seconds, and at the end, where it says what is lost. While another process holds the
+/// lock (on the file's folder), one try waits for it, five seconds at most; those after it only look.
+///
+/// A symbolic link in place of the file is followed, and the file that it leads to is replaced. Nothing is
+/// touched, and no thread runs, before the first reading or change.
+///
+/// Threads: every operation from any thread. A fork of the process may destroy a store made before it, and
+/// exit, which writes nothing; to use settings it makes a store of its own.
+class VANTREL_EXPORT SettingsStore {
+ public:
+  /// A store over this file; folders are created with the first write. A relative path is that of the
+  /// working directory by now.
+  explicit SettingsStore(std::filesystem::path file);
+  ~SettingsStore();
+  SettingsStore(const SettingsStore&) = delete;
+  SettingsStore& operator=(const SettingsStore&) = delete;
+
+  /// The store of the host application: `$XDG_CONFIG_HOME` (or ~/.config) / `applicationName` /
+  /// "settings.plist". What is no part of a file name becomes "_"; an empty name counts as "vantrel".
+  static std::filesystem::path fileOfApplication(std::string_view applicationName);
+
+  /// Stores the value; null removes the entry. A value that no property list can hold (null inside, invalid
+  /// UTF-8, too many levels) is refused, as is a key that is not valid UTF-8, and what does not fit beside
+  /// the other entries in a file of 64 MiB: false, and the entry stays as it was. Where other processes fill
+  /// the file meanwhile, the writing leaves large values out and says so in the log.
+  bool setObject_forKey(const ValueTree& value, std::string_view key);
+
+  /// The value, absent when there is none.
+  std::optional<ValueTree> objectForKey(std::string_view key) const;
+
+  /// Deletes the entry.
+  void removeObjectForKey(std::string_view key);
+
+  /// All entries as one dictionary.
+  ValueTree all() const;
+
+  /// Writes pending changes now; true when the file holds them.
+  bool synchronize();
+
+ private:
+  std::shared_ptr<host::detail::LiveSettings> state_;
+};
+
+}  // namespace vantrel

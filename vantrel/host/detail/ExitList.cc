@@ -1,0 +1,47 @@
+#include "vantrel/host/detail/ExitList.h"
+
+#include <pthread.h>
+
+#include <cstdlib>
+#include <utility>
+
+namespace vantrel::host::detail {
+
+/// Before all other handlers are registered, so that this lock, under which nothing else is locked, is one of
+/// the last that a fork takes.
+[[gnu::constructor(101)]] static void followForks() {
+  pthread_atfork([] { ExitList::shared().beforeFork(); }, [] { ExitList::shared().afterFork(); },
+                 [] { ExitList::shared().afterFork(); });
+}
+
+ExitList& ExitList::shared() {
+  static ExitList& only = *new ExitList;
+  return only;
+}
+
+void ExitList::add(const std::weak_ptr<Member>& member) {
+  const std::lock_guard lock(mutex_);
+  if (!std::exchange(installed_, true)) std::atexit([] { shared().run(); });
+  std::erase_if(members_, [](const auto& known) { return known.expired(); });
+  members_.push_back(member);
+}
+
+void ExitList::abandon(std::shared_ptr<Member> member) {
+  const std::lock_guard lock(mutex_);
+  abandoned_.push_back(std::move(member));
+}
+
+void ExitList::run() {
+  begun_ = true;
+  if (!gate_.enter([] { shared().run(); }, [] {})) return;
+  std::vector<std::weak_ptr<Member>> members;
+  {
+    const std::lock_guard lock(mutex_);
+    members = members_;
+  }
+  for (const auto& weak : members) {
+    if (const auto member = weak.lock()) member->exiting();
+  }
+}
+
+}  // namespace vantrel::host::detail

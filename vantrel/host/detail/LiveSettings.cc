@@ -1,0 +1,246 @@
+#include "vantrel/host/detail/LiveSettings.h"
+
+#include <atomic>
+#include <new>
+
+#include "vantrel/base/Log.h"
+#include "vantrel/base/SignalBlock.h"
+#include "vantrel/data/PropertyList.h"
+#include "vantrel/loop/RunLoop.h"
+
+namespace vantrel::host::detail {
+namespace {
+
+// For the lock of another process, which writes under it and no more.
+constexpr std::chrono::milliseconds kPatience{5000};
+
+// How often the writer looks at a clock that stands still.
+constexpr Duration kManualClockGlance = std::chrono::milliseconds(10);
+
+// The exit waits for a lock once, however many stores there are.
+std::atomic<bool> exitHasWaited = false;
+
+// A sink of the log may use the store, so lines are said when no lock is held.
+void say(const std::vector<std::string>& lines) {
+  for (const std::string& line : lines) log(line);
+}
+
+}  // namespace
+
+void LiveSettings::change(std::string_view key, std::optional<ValueTree> value, Extent extent) {
+  ExitList& exitList = ExitList::shared();
+  bool last = false;
+  bool sooner = false;
+  {
+    const std::lock_guard lock(mutex_);
+    if (!known_) exitList.add(weak_from_this());
+    known_ = true;
+    pending_.put(key, std::move(value), extent);
+    sooner = gathering_.changed();
+    last = exitList.begun();
+    if (!last) startWriter();
+  }
+  if (last) return finish();
+  if (sooner) wake_.notify_one();
+}
+
+// Also by what waits; what is replaced makes room only in the second, slow look.
+bool LiveSettings::hasRoom(std::string_view key, const ValueTree& value, const Extent& extent) {
+  Lines lines;
+  Extent together = extent;
+  ValueTree values;
+  {
+    const std::lock_guard lock(mutex_);
+    refresh(lines);
+    if (!storedExtent_) storedExtent_ = plist::extentOf(stored_);
+    together += *storedExtent_;
+    together += pending_.extent();
+    if (!together.fits()) values = merged();
+  }
+  say(lines);
+  if (together.fits()) return true;
+  values.set(key, value);
+  return plist::write(values).has_value();
+}
+
+std::optional<ValueTree> LiveSettings::find(std::string_view key) {
+  Lines lines;
+  std::optional<ValueTree> found;
+  {
+    const std::lock_guard lock(mutex_);
+    if (const std::optional<ValueTree>* pending = pending_.find(key)) return *pending;
+    refresh(lines);
+    if (const ValueTree* value = stored_.find(key)) found = *value;
+  }
+  say(lines);
+  return found;
+}
+
+ValueTree LiveSettings::all() {
+  Lines lines;
+  ValueTree values;
+  {
+    const std::lock_guard lock(mutex_);
+    refresh(lines);
+    values = merged();
+  }
+  say(lines);
+  return values;
+}
+
+ValueTree LiveSettings::merged() const {
+  ValueTree values = stored_;
+  applyChanges(pending_.all(), values);
+  return values;
+}
+
+// Takes over what another process has written. While the file cannot be read, what was known stays, and the
+// next use tries again.
+void LiveSettings::refresh(Lines& lines) {
+  const std::optional<FileVersion> version = file_.version();
+  if (version && version == seen_) return;
+  SettingsFile::Contents contents = file_.read();
+  if (contents.state == SettingsFile::State::Unreadable) {
+    if (!std::exchange(readFailureSaid_, true)) {
+      lines.push_back("settings: " + file_.path().string() + " cannot be read: " + contents.problem);
+    }
+    return;
+  }
+  readFailureSaid_ = false;
+  if (contents.state == SettingsFile::State::Damaged) {
+    SettingsFile::Update update = file_.update({}, std::chrono::milliseconds(0));
+    // Who holds the lock is likely to set it aside just now.
+    if (update.lockMissed) return;
+    note(update, lines);
+    if (update.done) contents = std::move(update.contents);
+  }
+  know(std::move(contents));
+}
+
+void LiveSettings::know(SettingsFile::Contents contents) {
+  stored_ = std::move(contents.values);
+  storedExtent_.reset();
+  seen_ = contents.version;
+}
+
+void LiveSettings::note(const SettingsFile::Update& update, Lines& lines) {
+  const std::string name = file_.path().string();
+  if (!update.setAside.empty()) {
+    lines.push_back("settings: " + name + " is damaged, kept as " + update.setAside);
+  }
+  if (!update.done && !std::exchange(writeFailureSaid_, true)) {
+    lines.push_back("settings: " + name + " cannot be written: " + update.problem);
+  }
+  if (update.done) writeFailureSaid_ = false;
+  for (const std::string& key : update.refused) {
+    std::string& line = lines.emplace_back("settings: " + name);
+    line.append(" has no room for \"").append(key).append("\", which stays as it was");
+  }
+}
+
+bool LiveSettings::flush() {
+  Lines lines;
+  const bool done = flush(lines);
+  say(lines);
+  return done;
+}
+
+bool LiveSettings::flush(Lines& lines) {
+  const std::lock_guard writing(writing_);
+  PendingChanges::Serial latest = 0;
+  {
+    const std::lock_guard lock(mutex_);
+    if (pending_.empty()) return true;
+    latest = pending_.latest();
+    gathering_.begun();
+  }
+  SettingsFile::Update update = write();
+
+  const std::lock_guard lock(mutex_);
+  note(update, lines);
+  if (update.lockMissed && ExitList::shared().begun()) exitHasWaited = true;
+  lockMissed_ = update.lockMissed;
+  if (!update.done) {
+    gathering_.failed();
+    wake_.notify_one();  // the writer may have gone to sleep for good since this writing began
+    return false;
+  }
+  know(std::move(update.contents));
+  pending_.forget(latest);
+  return update.refused.empty();
+}
+
+// Without memory nothing has been written, as without room on the disk.
+SettingsFile::Update LiveSettings::write() try {
+  SettingsChanges changes;
+  std::chrono::milliseconds patience{0};
+  {
+    const std::lock_guard lock(mutex_);
+    changes = pending_.all();
+    patience = this->patience();
+  }
+  return file_.update(changes, patience);
+} catch (const std::bad_alloc&) {
+  SettingsFile::Update update;
+  update.problem = "no memory";
+  return update;
+}
+
+// Waiting brings no moment nearer under a clock that stands still.
+std::chrono::milliseconds LiveSettings::patience() const {
+  const bool waited = lockMissed_ || (ExitList::shared().begun() && exitHasWaited);
+  return waited || Clock::current().standsStill() ? std::chrono::milliseconds(0) : kPatience;
+}
+
+void LiveSettings::startWriter() {
+  if (writer_.joinable()) return;
+  try {
+    writer_ = threadWithoutSignals([self = shared_from_this()] { self->runWriter(); });
+  } catch (const std::exception&) {
+    // No more threads or memory: the change stays pending until the next one, `synchronize` or the end.
+  }
+}
+
+void LiveSettings::runWriter() {
+  RunLoop::declareWorkerThread();
+  std::unique_lock lock(mutex_);
+  while (!stopping_) {
+    const std::optional<Duration> left = gathering_.left();
+    if (!left) {
+      wake_.wait(lock);
+    } else if (*left > Duration{0}) {
+      wake_.wait_for(lock, Clock::current().standsStill() ? kManualClockGlance : *left);
+    } else {
+      lock.unlock();
+      flush();
+      lock.lock();
+    }
+  }
+}
+
+void LiveSettings::finish() {
+  if (isForked()) return;
+  std::thread writer;
+  {
+    const std::lock_guard lock(mutex_);
+    stopping_ = true;
+    writer = std::move(writer_);
+  }
+  wake_.notify_all();
+  if (writer.joinable()) {
+    // The writer itself may be here: a sink of the log destroyed the store.
+    writer.get_id() == std::this_thread::get_id() ? writer.detach() : writer.join();
+  }
+  if (flush()) return;
+  Lines lines;
+  {
+    const std::lock_guard lock(mutex_);
+    if (!pending_.empty() && std::exchange(lost_, pending_.latest()) != pending_.latest()) {
+      lines.push_back("settings: " + file_.path().string() +
+                      " could not be written to the end, changes lost: " + std::to_string(pending_.size()));
+    }
+  }
+  say(lines);
+}
+
+}  // namespace vantrel::host::detail

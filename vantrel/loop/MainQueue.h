@@ -1,0 +1,22 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+
+#include "vantrel/base/Export.h"
+#include "vantrel/loop/Clock.h"
+
+/// The serial queue of the main thread: tasks run one at a time on the main run loop, in the order queued.
+/// Threads: any.
+namespace vantrel::MainQueue {
+
+/// Queues `task` and returns at once, also on the main thread.
+VANTREL_EXPORT void post(std::function<void()> task);
+
+/// Queues `task` to run after `delay` from now; 0 or less: as soon as the queue is free.
+VANTREL_EXPORT void postAfter(Duration delay, std::function<void()> task);
+
+/// The same for a task that is dropped unrun, captures and all, if `owner` is gone by then.
+VANTREL_EXPORT void postAfter(Duration delay, std::function<void()> task, std::weak_ptr<const void> owner);
+
+}  // namespace vantrel::MainQueue

@@ -1,0 +1,137 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <atomic>
+#include <condition_variable>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <thread>
+#include <unordered_map>
+#include <vector>
+
+#include "vantrel/loop/RunLoop.h"
+#include "vantrel/loop/detail/Waiter.h"
+
+namespace vantrel::loop::detail {
+
+/// What is behind a run loop; see there. It works without descriptors as well, except for watches, and takes
+/// some whenever it needs them and the system has some again.
+///
+/// Threads: `post`, `stop`, `wakeUps` and `isCurrent` from any, the rest on the loop's own.
+class LoopState {
+ public:
+  using Task = RunLoop::Task;
+  using TimerId = RunLoop::TimerId;
+
+  /// Of the loop of `thread`; none: of the first to claim it.
+  LoopState(RunLoop* loop, const Clock* clock, std::thread::id thread);
+  ~LoopState();
+  LoopState(const LoopState&) = delete;
+  LoopState& operator=(const LoopState&) = delete;
+
+  const Clock& clock() const { return clock_ ? *clock_ : Clock::current(); }
+  std::weak_ptr<RunLoop> handle() const { return handle_; }
+  std::uint64_t wakeUps() const { return wakeUps_.load(std::memory_order_relaxed); }
+  bool isCurrent() const { return std::this_thread::get_id() == thread_.load(); }
+  void claim();
+
+  void post(Task&& task);
+  TimerId at(Instant due, Task&& task);
+  void cancel(TimerId id);
+  bool watch(int descriptor, RunLoop::Interest interest, std::function<void()> ready);
+  void unwatch(int descriptor);
+
+  bool turn();
+  std::optional<Instant> nextDue() const;
+  int descriptor();
+  void runUntil(std::optional<std::chrono::steady_clock::time_point> end);
+  void stop();
+
+  /// Drops everything and takes nothing any more.
+  void close();
+
+  /// The thread that it belongs to is not in this process, a forked child. What it holds may be in the middle
+  /// of a change and is never touched again.
+  bool isOrphan() const { return isOrphan_; }
+
+  void beforeFork() { mutex_.lock(); }
+  void afterForkInParent() { mutex_.unlock(); }
+
+  /// Null, or the main loop when its thread is not in the child: it needs a successor.
+  RunLoop* afterForkInChild();
+  static void succeedOrphanOf(RunLoop& loop);
+
+  /// Forgets descriptors whose numbers the system has given to `owner`.
+  void loseDescriptorsTo(const LoopState& owner);
+
+ private:
+  /// Which file a descriptor means, so that a number that was closed and used again shows.
+  struct File {
+    bool operator==(const File&) const = default;
+    dev_t device = 0;
+    ino_t inode = 0;
+  };
+  struct Watch {
+    std::uint64_t token = 0;  ///< new for every watch: no old report counts for a new one
+    RunLoop::Interest interest{};
+    File file;
+    std::shared_ptr<const std::function<void()>> ready;
+  };
+  class HandOver;
+
+  static File fileOf(int descriptor);
+
+  bool tasksWait() const { return !posted_.empty() || head_ < taken_.size(); }
+  bool innerTurn();
+  void handOver();
+  bool fallAsleep();
+  bool takeStop();
+  void wakeIfAsleep();
+  void wake();
+  void takePosted();
+  bool runTasks();
+  bool runTimers(std::uint64_t lastSerial);
+  bool runDescriptors();
+  std::optional<Duration> longestSleep(std::optional<std::chrono::steady_clock::time_point> end) const;
+  void sleep(std::optional<Duration> atMost);
+  void sleepWithoutDescriptors(std::optional<Duration> atMost);
+  bool haveDescriptors();
+  bool haveIntactDescriptors();
+  bool openDescriptors();
+  void loseDescriptors();
+  void watchAgain();
+
+  std::shared_ptr<RunLoop> handle_;
+  const Clock* const clock_;
+  const bool isMain_;
+  std::atomic<std::thread::id> thread_;  ///< none: the first to claim it
+  std::atomic<std::uint64_t> wakeUps_{0};
+  bool isOrphan_ = false;
+
+  mutable std::mutex mutex_;
+  // Under the mutex. The waiter is opened, closed and woken under it, too.
+  Waiter waiter_;
+  std::condition_variable wokenWithoutDescriptors_;
+  std::vector<Task> posted_;
+  bool asleep_ = true;  ///< or in the hands of a host that polls
+  bool woken_ = false;  ///< the waiter is to wake up, or would be if it were open
+  bool stopAsked_ = false;
+  bool closing_ = false;
+
+  // The loop's own thread only.
+  std::vector<Task> taken_;
+  std::size_t head_ = 0;
+  std::uint64_t started_ = 0;
+  bool wakeTaken_ = false;  ///< a sleep has taken the wake already
+  bool saidThatNoneAreLeft_ = false;
+  std::map<TimerId, Task> timers_;
+  std::uint64_t serial_ = 0;
+  std::unordered_map<int, Watch> watches_;
+  std::uint32_t generation_ = 0;
+};
+
+}  // namespace vantrel::loop::detail
