@@ -221,7 +221,8 @@ TEST_F(SettingsStoreTest, FollowsASymbolicLink) {
 
 TEST_F(SettingsStoreTest, WritesOverWhatADeadWriterLeft) {
   fs::create_directories(file_.parent_path());
-  put(file_.string() + ".new", "half a fi");
+  SettingsStore(file_).setObject_forKey(0, "key");
+  put(file_.parent_path() / ".settings.plist.tmp", "half a fi");
   SettingsStore(file_).setObject_forKey(1, "key");
   EXPECT_THAT(names(file_.parent_path()), ElementsAre("settings.plist"));
   EXPECT_EQ(SettingsStore(file_).objectForKey("key"), ValueTree(1));

@@ -1,14 +1,10 @@
 #include "vantrel/host/SettingsStore.h"
 
-#include <pwd.h>
-#include <unistd.h>
-
-#include <cstdlib>
 #include <system_error>
 #include <utility>
-#include <vector>
 
 #include "vantrel/base/Utf8.h"
+#include "vantrel/base/io/StandardFolders.h"
 #include "vantrel/data/PropertyListExtent.h"
 #include "vantrel/host/detail/ExitList.h"
 #include "vantrel/host/detail/LiveSettings.h"
@@ -19,21 +15,6 @@ namespace {
 using host::detail::ExitList;
 using host::detail::LiveSettings;
 using plist::Extent;
-
-std::filesystem::path homeFolder() {
-  if (const char* home = std::getenv("HOME"); home && *home == '/') return home;
-  passwd entry{};
-  passwd* found = nullptr;
-  std::vector<char> buffer(std::size_t{16} << 10);
-  if (getpwuid_r(geteuid(), &entry, buffer.data(), buffer.size(), &found) == 0 && found) return found->pw_dir;
-  return "/";
-}
-
-std::filesystem::path configurationFolder() {
-  // The XDG Base Directory Specification tells to ignore paths that are not absolute.
-  if (const char* folder = std::getenv("XDG_CONFIG_HOME"); folder && *folder == '/') return folder;
-  return homeFolder() / ".config";
-}
 
 // A relative path means the folder that the process is in now, not the one that it may change to.
 std::filesystem::path fixed(std::filesystem::path file) {
@@ -58,7 +39,7 @@ std::filesystem::path SettingsStore::fileOfApplication(std::string_view applicat
     if (c == '/' || c == '\0') c = '_';
   }
   if (name.empty() || name == "." || name == "..") name = "vantrel";
-  return configurationFolder() / name / "settings.plist";
+  return std::filesystem::path(folders::config()) / name / "settings.plist";
 }
 
 bool SettingsStore::setObject_forKey(const ValueTree& value, std::string_view key) {

@@ -8,21 +8,25 @@
 #include <charconv>
 #include <cstdio>
 #include <filesystem>
+#include <new>
 #include <system_error>
 
 #include "vantrel/base/Utf8.h"
+#include "vantrel/base/io/AtomicFile.h"
+#include "vantrel/base/io/Files.h"
 #include "vantrel/data/Json.h"
 #include "vantrel/host/Host.h"
-#include "vantrel/system/detail/Descriptor.h"
-#include "vantrel/system/detail/FileContents.h"
 #include "vantrel/system/detail/FolderTree.h"
-#include "vantrel/system/detail/StandardFolders.h"
+#include "vantrel/system/detail/StandardDirectory.h"
 
 namespace vantrel {
 namespace {
 
-using system::detail::Descriptor;
-using system::detail::systemPath;
+// The path as the system calls take it; absent when it is empty or a NUL byte would cut it short.
+std::optional<std::string> systemPath(std::string_view path) {
+  if (path.empty() || path.find('\0') != path.npos) return std::nullopt;
+  return std::string(path);
+}
 
 // "folder/" names what "folder" does, but makes a link at the end be followed.
 std::optional<std::string> withoutEndSlashes(std::string_view path) {
@@ -45,6 +49,14 @@ bool createFolders(const std::string& path) {
 bool createEmptyFile(const std::string& path) {
   const int flags = O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK | O_CLOEXEC;
   return static_cast<bool>(Descriptor(::open(path.c_str(), flags, 0666)));
+}
+
+std::optional<Bytes> contentsOf(std::optional<std::string_view> path) {
+  try {
+    return files::read(path.value_or(""));
+  } catch (const std::bad_alloc&) {
+    return std::nullopt;
+  }
 }
 
 std::string join(std::string folder, std::string_view part) {
@@ -86,7 +98,7 @@ bool KWFile::createPath(std::string_view path) {
 
 std::string KWFile::createOn_MiddlePath_File(std::uint64_t base, std::optional<std::string_view> middle,
                                              std::optional<std::string_view> file) {
-  std::string folder = join(system::detail::standardFolder(base), middle.value_or(""));
+  std::string folder = join(system::detail::standardDirectory(base), middle.value_or(""));
   if (systemPath(folder) && !exists(folder)) createFolders(folder);
   if (!file) return folder;
   std::string path = join(folder, *file);
@@ -96,7 +108,7 @@ std::string KWFile::createOn_MiddlePath_File(std::uint64_t base, std::optional<s
 
 std::string KWFile::listPath_MiddlePath_File(std::uint64_t base, std::string_view middle,
                                              std::optional<std::string_view> file) {
-  return join(join(system::detail::standardFolder(base), middle), file.value_or(""));
+  return join(join(system::detail::standardDirectory(base), middle), file.value_or(""));
 }
 
 std::optional<std::string> KWFile::findPath_MiddlePath_File(std::uint64_t base, std::string_view middle,
@@ -143,12 +155,17 @@ bool KWFile::removePath(std::string_view path) {
 }
 
 bool KWFile::writeData_fillFile(const Bytes& data, std::string_view path) {
-  const auto file = systemPath(path);
-  return file && system::detail::replaceFile(*file, data);
+  return AtomicFile::replace(path, data.span()).has_value();
 }
 
 void KWFile::writeData_endFile(const Bytes& data, std::string_view path) {
-  if (const auto file = systemPath(path)) system::detail::appendToFile(*file, data);
+  const auto name = systemPath(path);
+  if (!name) return;
+  const Descriptor file(::open(name->c_str(), O_WRONLY | O_APPEND | O_NONBLOCK | O_CLOEXEC));
+  struct stat status {};
+  if (!file || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return;
+  // When cutting back fails too there is nothing left to try, and the operation reports nothing.
+  if (!files::write(file.get(), data.span()) && ::ftruncate(file.get(), status.st_size) != 0) return;
 }
 
 std::string KWFile::find_File(std::string_view subBundle, std::string_view name) {
@@ -162,7 +179,7 @@ std::optional<std::string> KWFile::find(std::string_view name) {
 }
 
 std::optional<ValueTree> KWFile::JsonPath(std::optional<std::string_view> path) {
-  return JsonData(system::detail::readFile(path.value_or("")));
+  return JsonData(contentsOf(path));
 }
 
 std::optional<ValueTree> KWFile::JsonData(const std::optional<Bytes>& data) {
@@ -171,7 +188,7 @@ std::optional<ValueTree> KWFile::JsonData(const std::optional<Bytes>& data) {
 }
 
 std::optional<std::string> KWFile::stringPath(std::optional<std::string_view> path) {
-  const auto contents = system::detail::readFile(path.value_or(""));
+  const auto contents = contentsOf(path);
   if (!contents || !text::isValidUtf8(contents->text())) return std::nullopt;
   return std::string(contents->text());
 }

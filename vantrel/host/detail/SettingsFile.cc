@@ -10,35 +10,15 @@
 #include <system_error>
 #include <thread>
 
+#include "vantrel/base/io/AtomicFile.h"
+#include "vantrel/base/io/Files.h"
 #include "vantrel/data/PropertyList.h"
 #include "vantrel/data/PropertyListExtent.h"
-#include "vantrel/data/detail/BinaryPlist.h"
 
 namespace vantrel::host::detail {
 namespace {
 
 using Path = std::filesystem::path;
-
-std::string reason(int code) { return std::generic_category().message(code); }
-
-class Descriptor {
- public:
-  explicit Descriptor(int number) : number_(number) {}
-  ~Descriptor() {
-    if (number_ >= 0) ::close(number_);
-  }
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-
-  int number() const { return number_; }
-  explicit operator bool() const { return number_ >= 0; }
-
-  // Some file systems tell only here that the contents did not fit.
-  bool close() { return ::close(std::exchange(number_, -1)) == 0; }
-
- private:
-  int number_;
-};
 
 FileVersion versionOf(const struct stat& status) {
   const auto nanoseconds = [](const timespec& time) {
@@ -46,15 +26,6 @@ FileVersion versionOf(const struct stat& status) {
   };
   return {status.st_dev, status.st_ino, status.st_size, nanoseconds(status.st_mtim),
           nanoseconds(status.st_ctim)};
-}
-
-// The file that links lead to, whether it is there or not.
-Path resolved(Path file) {
-  std::error_code error;
-  for (int links = 0; links < 40 && std::filesystem::is_symlink(file, error); ++links) {
-    file = file.parent_path() / std::filesystem::read_symlink(file, error);
-  }
-  return file;
 }
 
 Path folderOf(const Path& file) { return file.has_parent_path() ? file.parent_path() : Path("."); }
@@ -71,7 +42,7 @@ bool makeFolders(const Path& folder) {
 // locks (or none on folders): better to write than to forget.
 int lock(const Descriptor& folder, std::chrono::milliseconds patience) {
   const auto end = std::chrono::steady_clock::now() + patience;
-  while (::flock(folder.number(), LOCK_EX | LOCK_NB) != 0) {
+  while (::flock(folder.get(), LOCK_EX | LOCK_NB) != 0) {
     if (errno == EOPNOTSUPP || errno == ENOSYS || errno == ENOLCK || errno == EBADF) return 0;
     if (errno != EINTR && errno != EWOULDBLOCK) return errno;
     if (std::chrono::steady_clock::now() >= end) return EWOULDBLOCK;
@@ -80,52 +51,29 @@ int lock(const Descriptor& folder, std::chrono::milliseconds patience) {
   return 0;
 }
 
-bool readAll(const Descriptor& file, std::vector<std::uint8_t>& contents) {
-  std::size_t filled = 0;
-  while (filled < contents.size()) {
-    const ssize_t got = ::read(file.number(), contents.data() + filled, contents.size() - filled);
-    if (got < 0 && errno == EINTR) continue;
-    if (got < 0) return false;
-    if (got == 0) break;
-    filled += static_cast<std::size_t>(got);
-  }
-  contents.resize(filled);
-  return true;
-}
-
-bool writeAll(const Descriptor& file, const Bytes& contents) {
-  std::size_t written = 0;
-  while (written < contents.size()) {
-    const ssize_t put = ::write(file.number(), contents.data() + written, contents.size() - written);
-    if (put < 0 && errno == EINTR) continue;
-    if (put <= 0) return false;
-    written += static_cast<std::size_t>(put);
-  }
-  return true;
-}
-
-SettingsFile::Contents unreadable(int code) {
+SettingsFile::Contents unreadable(const Error& error) {
   SettingsFile::Contents contents;
   contents.state = SettingsFile::State::Unreadable;
-  contents.problem = reason(code);
+  contents.problem = error.description();
   return contents;
 }
+
+bool isMissing(const Error& error) { return error.code == ENOENT || error.code == ENOTDIR; }
 
 SettingsFile::Contents readFile(const Path& file) {
   using State = SettingsFile::State;
   SettingsFile::Contents result;
-  const Descriptor descriptor(::open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-  if (!descriptor) return errno == ENOENT || errno == ENOTDIR ? result : unreadable(errno);
+  const Result<Descriptor> opened = files::openToRead(file);
+  if (!opened) return isMissing(opened.error()) ? result : unreadable(opened.error());
   struct stat status {};
-  if (::fstat(descriptor.number(), &status) != 0) return unreadable(errno);
-  if (!S_ISREG(status.st_mode)) return unreadable(S_ISDIR(status.st_mode) ? EISDIR : EINVAL);
+  if (::fstat(opened->get(), &status) != 0) return unreadable(Error::ofSystem(errno));
+  if (!S_ISREG(status.st_mode)) return unreadable(Error::ofSystem(S_ISDIR(status.st_mode) ? EISDIR : EINVAL));
   result.version = versionOf(status);
   result.state = State::Damaged;
-  if (static_cast<std::uint64_t>(status.st_size) > plist::kMaxContents) return result;
 
-  std::vector<std::uint8_t> bytes(static_cast<std::size_t>(status.st_size));
-  if (!readAll(descriptor, bytes)) return unreadable(errno);
-  std::optional<ValueTree> values = plist::parse(Bytes(std::move(bytes)));
+  const Result<Bytes> contents = files::readRest(opened->get(), plist::kMaxContents);
+  if (!contents) return contents.error().code == EFBIG ? result : unreadable(contents.error());
+  std::optional<ValueTree> values = plist::parse(*contents);
   if (!values || values->kind() != ValueTree::Kind::Dictionary) return result;
   result.state = State::Sound;
   result.values = std::move(*values);
@@ -141,27 +89,6 @@ std::string setAside(const Path& file) {
   struct stat status {};
   for (int i = 1; ::lstat(name.c_str(), &status) == 0; ++i) name = stem + "-" + std::to_string(i);
   return ::rename(file.c_str(), name.c_str()) == 0 ? name : std::string();
-}
-
-// Puts contents and name in place one after the other, each synced before the next. Zero or an error number.
-int replace(const Path& file, const Bytes& contents, const Descriptor& folder, FileVersion& version) {
-  // Under the lock nobody else uses the name; what lies there was left by a writer that died.
-  const std::string temporary = file.string() + ".new";
-  ::unlink(temporary.c_str());
-  Descriptor output(::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
-  if (!output) return errno;
-  struct stat status {};
-  const bool placed = writeAll(output, contents) && ::fsync(output.number()) == 0 && output.close() &&
-                      ::rename(temporary.c_str(), file.c_str()) == 0;
-  if (!placed) {
-    const int code = errno;
-    ::unlink(temporary.c_str());
-    return code == 0 ? EIO : code;
-  }
-  // Some file systems cannot sync a folder and say EINVAL.
-  if (::fsync(folder.number()) != 0 && errno != EINVAL) return errno;
-  if (::stat(file.c_str(), &status) == 0) version = versionOf(status);
-  return 0;
 }
 
 struct Outcome {
@@ -228,27 +155,34 @@ SettingsFile::Update SettingsFile::update(const SettingsChanges& changes,
     update.problem = std::move(problem);
     return update;
   };
-  const Path file = resolved(path_);
-  if (!makeFolders(file.parent_path())) return failed(reason(errno));
+  const auto failedBySystem = [&](int code) { return failed(Error::ofSystem(code).description()); };
+  const Result<Path> target = files::resolved(path_);
+  if (!target) return failed(target.error().description());
+  const Path& file = *target;
+  if (!makeFolders(file.parent_path())) return failedBySystem(errno);
   const Descriptor folder(::open(folderOf(file).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (!folder) return failed(reason(errno));
+  if (!folder) return failedBySystem(errno);
   if (const int code = lock(folder, patience)) {
     update.lockMissed = code == EWOULDBLOCK;
-    return failed(update.lockMissed ? "another process holds the lock on " + folderOf(file).string()
-                                    : reason(code));
+    if (!update.lockMissed) return failedBySystem(code);
+    return failed("another process holds the lock on " + folderOf(file).string());
   }
 
   update.contents = readFile(file);
   if (update.contents.state == State::Unreadable) return failed(update.contents.problem);
   if (update.contents.state == State::Damaged) {
     update.setAside = setAside(file);
-    if (update.setAside.empty()) return failed("the damaged file cannot be set aside: " + reason(errno));
+    if (update.setAside.empty())
+      return failed("the damaged file cannot be set aside: " + Error::ofSystem(errno).description());
     update.contents = {};
   }
   if (!changes.empty()) {
     if (auto outcome = afterWhatFits(changes, update.contents.values, update.refused)) {
-      const int code = replace(file, outcome->contents, folder, update.contents.version);
-      if (code != 0) return failed(reason(code));
+      // Settings are the user's own: a new file is closed to others.
+      const Result<void> written = AtomicFile::replace(file, outcome->contents.span(), 0600);
+      if (!written) return failed(written.error().description());
+      struct stat status {};
+      update.contents.version = ::stat(file.c_str(), &status) == 0 ? versionOf(status) : FileVersion{};
       update.contents.values = std::move(outcome->values);
       update.contents.state = State::Sound;
     }

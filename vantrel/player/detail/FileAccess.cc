@@ -1,13 +1,12 @@
 #include "vantrel/player/detail/FileAccess.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
 
 #include "vantrel/base/Log.h"
+#include "vantrel/base/io/Files.h"
 #include "vantrel/host/Host.h"
 #include "vantrel/player/detail/Format.h"
 #include "vantrel/player/detail/PlayerEvents.h"
-#include "vantrel/system/detail/Descriptor.h"
 
 namespace vantrel::player::detail {
 
@@ -29,12 +28,9 @@ std::unique_ptr<FilePlayer> openFile(const std::optional<std::string>& path) {
 }
 
 std::uint64_t readableSize(const std::optional<std::string>& path) {
-  const auto name = system::detail::systemPath(path.value_or(""));
-  if (!name) return 0;
-  // Not blocking, or a pipe without a writer would hang the caller.
-  const system::detail::Descriptor file(::open(name->c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+  const Result<Descriptor> file = files::openToRead(path.value_or(""));
   struct stat status {};
-  if (!file || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return 0;
+  if (!file || ::fstat(file->get(), &status) != 0 || !S_ISREG(status.st_mode)) return 0;
   return static_cast<std::uint64_t>(status.st_size);
 }
 

@@ -10,7 +10,7 @@
 #include <string_view>
 #include <vector>
 
-#include "vantrel/system/detail/Descriptor.h"
+#include "vantrel/base/io/Descriptor.h"
 
 namespace vantrel::system::detail {
 namespace {

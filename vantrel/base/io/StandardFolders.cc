@@ -1,4 +1,4 @@
-#include "vantrel/system/detail/StandardFolders.h"
+#include "vantrel/base/io/StandardFolders.h"
 
 #include <pwd.h>
 #include <unistd.h>
@@ -9,9 +9,9 @@
 #include <string_view>
 #include <vector>
 
-#include "vantrel/system/detail/FileContents.h"
+#include "vantrel/base/io/Files.h"
 
-namespace vantrel::system::detail {
+namespace vantrel::folders {
 namespace {
 
 std::string withoutEndSlashes(std::string path) {
@@ -25,18 +25,6 @@ std::optional<std::string> absoluteVariable(const char* name) {
   return withoutEndSlashes(value);
 }
 
-std::string homeFolder() {
-  if (auto home = absoluteVariable("HOME")) return *home;
-  std::vector<char> buffer(16'384);
-  passwd entry{};
-  passwd* found = nullptr;
-  if (::getpwuid_r(::getuid(), &entry, buffer.data(), buffer.size(), &found) == 0 && found && entry.pw_dir &&
-      *entry.pw_dir == '/') {
-    return withoutEndSlashes(entry.pw_dir);
-  }
-  return "/";
-}
-
 std::string below(std::string folder, std::string_view name) {
   if (folder != "/") folder += '/';
   return folder += name;
@@ -44,7 +32,7 @@ std::string below(std::string folder, std::string_view name) {
 
 std::string variableOr(const char* variable, std::string_view belowHome) {
   if (auto value = absoluteVariable(variable)) return *value;
-  return below(homeFolder(), belowHome);
+  return below(home(), belowHome);
 }
 
 // The value of a line NAME="$HOME/folder" or NAME="/folder", in which a backslash keeps the next character.
@@ -58,17 +46,34 @@ std::optional<std::string> quotedFolder(std::string_view value) {
   }
   if (at == value.size()) return std::nullopt;
   constexpr std::string_view kHome = "$HOME";
-  if (folder == kHome) return homeFolder();
-  if (folder.starts_with("$HOME/"))
-    return withoutEndSlashes(below(homeFolder(), folder.substr(kHome.size() + 1)));
+  if (folder == kHome) return home();
+  if (folder.starts_with("$HOME/")) return withoutEndSlashes(below(home(), folder.substr(kHome.size() + 1)));
   if (folder.empty() || folder.front() != '/') return std::nullopt;
   return withoutEndSlashes(std::move(folder));
 }
 
-// As the freedesktop tool xdg-user-dirs writes it; of several lines for one name the last counts.
-std::string userFolder(std::string_view name, std::string_view otherwise) {
-  std::string found = below(homeFolder(), otherwise);
-  const auto settings = readFile(below(variableOr("XDG_CONFIG_HOME", ".config"), "user-dirs.dirs"));
+}  // namespace
+
+std::string home() {
+  if (auto folder = absoluteVariable("HOME")) return *folder;
+  std::vector<char> buffer(16'384);
+  passwd entry{};
+  passwd* found = nullptr;
+  if (::getpwuid_r(::geteuid(), &entry, buffer.data(), buffer.size(), &found) == 0 && found && entry.pw_dir &&
+      *entry.pw_dir == '/') {
+    return withoutEndSlashes(entry.pw_dir);
+  }
+  return "/";
+}
+
+std::string config() { return variableOr("XDG_CONFIG_HOME", ".config"); }
+std::string cache() { return variableOr("XDG_CACHE_HOME", ".cache"); }
+std::string data() { return variableOr("XDG_DATA_HOME", ".local/share"); }
+
+// Of several lines for one name the last counts.
+std::string user(std::string_view name, std::string_view otherwise) {
+  std::string found = below(home(), otherwise);
+  const Result<Bytes> settings = files::read(below(config(), "user-dirs.dirs"));
   if (!settings) return found;
   std::string key = "XDG_";
   key.append(name).append("_DIR=");
@@ -82,33 +87,4 @@ std::string userFolder(std::string_view name, std::string_view otherwise) {
   return found;
 }
 
-}  // namespace
-
-std::string standardFolder(std::uint64_t directory) {
-  switch (directory) {
-    case 5:
-      return variableOr("XDG_CONFIG_HOME", ".config");
-    case 9:
-      return userFolder("DOCUMENTS", "Documents");
-    case 12:
-      return userFolder("DESKTOP", "Desktop");
-    case 13:
-      return variableOr("XDG_CACHE_HOME", ".cache");
-    case 14:
-      return variableOr("XDG_DATA_HOME", ".local/share");
-    case 15:
-      return userFolder("DOWNLOAD", "Downloads");
-    case 17:
-      return userFolder("VIDEOS", "Videos");
-    case 18:
-      return userFolder("MUSIC", "Music");
-    case 19:
-      return userFolder("PICTURES", "Pictures");
-    case 21:
-      return userFolder("PUBLICSHARE", "Public");
-    default:
-      return homeFolder();
-  }
-}
-
-}  // namespace vantrel::system::detail
+}  // namespace vantrel::folders
