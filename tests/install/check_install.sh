@@ -14,7 +14,16 @@ sanitize=$(cached VANTREL_SANITIZE)
 [ -z "$sanitize" ] || flags="$flags -fsanitize=$sanitize"
 
 cmake --install "$build" --prefix "$temporary/prefix" > "$temporary/install.log"
-[ -n "$(find "$temporary/prefix" -name VantrelConfigVersion.cmake)" ] || fail "no version file"
+for file in VantrelConfigVersion.cmake LICENSE README.md CHANGELOG.md; do
+  [ -n "$(find "$temporary/prefix" -name $file)" ] || fail "no $file"
+done
+
+# Every header that is installed finds what it includes, and none is there for nobody.
+(cd "$temporary/prefix/include" && find vantrel -name '*.h' ! -path '*/simd/HighwayTargets.h' -printf '#include "%p"\n') > "$temporary/all.cc"
+"$cxx" -std=c++20 -fsyntax-only -I"$temporary/prefix/include" "$temporary/all.cc" || fail "the installed headers do not compile"
+for header in $(cd "$temporary/prefix/include" && find vantrel -path '*/detail/*'); do
+  grep -rqF "\"$header\"" "$temporary/prefix/include" || fail "$header is installed for nobody"
+done
 
 for project in codec_only checksum_only c_only everything; do
   cmake --no-warn-unused-cli -S "$here/$project" -B "$temporary/$project" -G Ninja -DCMAKE_CXX_COMPILER="$cxx" -DCMAKE_C_COMPILER="$cc" \
@@ -23,6 +32,15 @@ for project in codec_only checksum_only c_only everything; do
   cmake --build "$temporary/$project" >> "$temporary/$project.log" \
     || { cat "$temporary/$project.log"; fail "$project does not build"; }
 done
+
+mkdir "$temporary/unknown"
+echo 'cmake_minimum_required(VERSION 3.25)
+project(unknown LANGUAGES CXX)
+find_package(Vantrel REQUIRED COMPONENTS codec codecs)' > "$temporary/unknown/CMakeLists.txt"
+! cmake -S "$temporary/unknown" -B "$temporary/unknown/build" -G Ninja -DCMAKE_CXX_COMPILER="$cxx" \
+  -DCMAKE_PREFIX_PATH="$temporary/prefix" > "$temporary/unknown.log" 2>&1 || fail "an unknown component is found"
+tr -s '\n ' ' ' < "$temporary/unknown.log" | grep -q "no component codecs" || fail "an unknown component is not named"
+
 [ "$("$temporary/codec_only/codec_only")" = 0a0bff ] || fail "codec_only prints something else"
 [ "$("$temporary/everything/everything" 2>/dev/null)" = "01:05 a%20b 0 2" ] || fail "everything prints something else"
 
@@ -54,6 +72,17 @@ by_pkg_config() {
 }
 by_pkg_config vantrel-codec "$temporary/codec" "$cxx" -std=c++20 "$here/codec_only/main.cc"
 [ "$("$temporary/codec")" = 0a0bff ] || fail "the pkg-config build prints something else"
+
+# What a program links beside the library is linked as it said, and of what the library needs, only what the program uses.
+if [ -z "$sanitize" ]; then
+  by_pkg_config vantrel-codec "$temporary/empty" "$cxx" -std=c++20 "$here/checksum_only/main.cc" \
+    -Wl,--no-as-needed -lz
+  needed=$(readelf -d "$temporary/empty" | sed -n 's/.*NEEDED.*\[\(.*\)\]/\1/p')
+  grep -q libz <<< "$needed" || fail "a library of the user's own is dropped"
+  ! grep -qE "icu|crypto" <<< "$needed" || fail "a library is needed that nothing uses"
+fi
+! grep -E 'icu|zlib|-lz|crypto' "$pc/vantrel-checksums.pc" "$pc/vantrel-buffers.pc" "$pc/vantrel-base.pc" ||
+  fail "a small family asks for a large library"
 
 # Everything in a family's library resolves from what its package says, for a C program as well.
 echo 'int main(void) { return 0; }' > "$temporary/empty.c"
