@@ -4,92 +4,36 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <cmath>
-#include <cstdlib>
 #include <cstring>
 #include <limits>
-#include <memory>
-#include <new>
 #include <span>
-#include <vector>
 
 #include "apps/vantrel/Output.h"
+#include "vantrel/base/io/Files.h"
 
 namespace app {
 namespace {
 
-constexpr std::size_t kPiece = std::size_t{64} << 10;
-
-/// A file or standard input, open for reading. What fails is told.
+/// A file or standard input, open for reading. That it cannot be opened is told. Unlike the library, a user
+/// who names a pipe means to wait for who writes to it.
 class Source {
  public:
-  explicit Source(const std::string& path)
-      : path_(path), descriptor_(path == "-" ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_CLOEXEC)) {
-    if (descriptor_ < 0) tell();
+  explicit Source(const std::string& path) {
+    if (path == "-") return;
+    own_ = vantrel::Descriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    descriptor_ = own_.get();
+    if (!own_) message(path + ": " + std::strerror(errno));
   }
-  ~Source() {
-    if (descriptor_ > STDIN_FILENO) close(descriptor_);
-  }
-  Source(const Source&) = delete;
-  Source& operator=(const Source&) = delete;
 
-  bool failed() const { return failed_; }
-
-  /// Fills the room as far as there is input: pipes give less than is asked for. Gives how much there was.
-  std::size_t fill(std::span<std::uint8_t> room) {
-    std::size_t filled = 0;
-    while (!failed_ && filled < room.size()) {
-      const ssize_t count = read(descriptor_, room.data() + filled, room.size() - filled);
-      if (count < 0 && errno != EINTR) tell();
-      if (count == 0) break;
-      if (count > 0) filled += static_cast<std::size_t>(count);
-    }
-    return filled;
-  }
+  explicit operator bool() const { return descriptor_ >= 0; }
+  int descriptor() const { return descriptor_; }
 
  private:
-  void tell() {
-    failed_ = true;
-    message(nameOfInput(path_) + ": " + std::strerror(errno));
-  }
-
-  const std::string& path_;
-  int descriptor_;
-  bool failed_ = false;
-};
-
-/// Memory for contents of a length that only their end tells: enlarged in place where that is possible, and
-/// not cleared before it is filled.
-class Room {
- public:
-  void enlarge(std::size_t size) {
-    void* moved = std::realloc(memory_.get(), size);
-    if (moved == nullptr) throw std::bad_alloc();
-    static_cast<void>(memory_.release());
-    memory_.reset(static_cast<std::uint8_t*>(moved));
-    size_ = size;
-  }
-
-  std::size_t size() const { return size_; }
-  std::span<std::uint8_t> behind(std::size_t filled) { return {memory_.get() + filled, size_ - filled}; }
-
-  vantrel::Bytes take(std::size_t length) {
-    if (length == 0) return {};
-    enlarge(length);
-    const std::shared_ptr<const std::uint8_t> owner(std::move(memory_));
-    return vantrel::Bytes::sharing({owner.get(), length}, owner);
-  }
-
- private:
-  struct Free {
-    void operator()(std::uint8_t* memory) const { std::free(memory); }
-  };
-
-  std::unique_ptr<std::uint8_t, Free> memory_;
-  std::size_t size_ = 0;
+  vantrel::Descriptor own_;
+  int descriptor_ = STDIN_FILENO;
 };
 
 template <typename T>
@@ -104,14 +48,13 @@ std::optional<T> parseWhole(std::string_view digits, int base) {
 }  // namespace
 
 bool readPieces(const std::string& path, const std::function<bool(const vantrel::Bytes&)>& take) {
-  Source source(path);
-  for (bool more = true; more && !source.failed();) {
-    std::vector<std::uint8_t> piece(kPiece);
-    piece.resize(source.fill(piece));
-    more = piece.size() == kPiece;
-    if (source.failed() || piece.empty() || !take(vantrel::Bytes(std::move(piece)))) break;
-  }
-  return !source.failed();
+  const Source source(path);
+  if (!source) return false;
+  const auto read = vantrel::files::readPieces(source.descriptor(), [&](std::span<const std::uint8_t> piece) {
+    return take(vantrel::Bytes::sharing(piece, nullptr));
+  });
+  if (!read) message(nameOfInput(path) + ": " + read.error().description());
+  return read.has_value();
 }
 
 std::optional<vantrel::Bytes> readAll(const std::string& path) {
@@ -119,21 +62,15 @@ std::optional<vantrel::Bytes> readAll(const std::string& path) {
 }
 
 std::optional<vantrel::Bytes> readAtMost(const std::string& path, std::uint64_t most) {
-  const std::uint64_t expected = sizeOfInput(path).value_or(0);
-  bool fits = expected <= most;
-  std::optional<Source> source;
-  Room room;
-  std::size_t filled = 0;
-  if (fits) source.emplace(path);
-  while (fits && filled == room.size() && !source->failed()) {
-    // A byte more than expected shows the end.
-    room.enlarge(std::max(kPiece, filled == 0 ? expected + 1 : filled + filled / 2));
-    filled += source->fill(room.behind(filled));
-    fits = filled <= most;
-  }
-  if (!fits) message(nameOfInput(path) + ": too large: more than " + std::to_string(most) + " bytes");
-  if (!fits || source->failed()) return std::nullopt;
-  return room.take(filled);
+  const Source source(path);
+  if (!source) return std::nullopt;
+  auto contents = vantrel::files::readRest(source.descriptor(), most);
+  if (contents) return *std::move(contents);
+  const bool tooLarge = contents.error() == vantrel::Error::ofSystem(EFBIG);
+  message(nameOfInput(path) + ": " +
+          (tooLarge ? "too large: more than " + std::to_string(most) + " bytes"
+                    : contents.error().description()));
+  return std::nullopt;
 }
 
 std::optional<std::string> textOf(const std::string& argument) {

@@ -10,8 +10,8 @@
 /// Files and standard input ("-"). What cannot be read is told in a message.
 namespace app {
 
-/// Hands the contents to `take` in pieces of 64 KiB (the last may be shorter) until it gives false. False
-/// when reading failed; that `take` ended it is no failure.
+/// Hands the contents to `take` in pieces of 256 KiB (the last may be shorter) until it gives false; a piece
+/// is good during the call. False when reading failed; that `take` ended it is no failure.
 bool readPieces(const std::string& path, const std::function<bool(const vantrel::Bytes&)>& take);
 
 /// The whole contents, read once to where they stay.

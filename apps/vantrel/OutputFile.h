@@ -1,19 +1,20 @@
 #pragma once
 
-#include <sys/types.h>
-
+#include <optional>
 #include <string>
 #include <string_view>
 
+#include "vantrel/base/io/AtomicFile.h"
+
 namespace app {
 
-/// A file that is written piece by piece; "-" is standard output. Under its name it appears with the last
-/// piece: until then, and when anything fails, what was there stays, so that a command may read the very file
-/// that it replaces. Devices and pipes are written to directly. What fails is told in a message.
+/// A file that is written piece by piece; "-" is standard output, as is every other name of it. Under its
+/// name it appears with the last piece: until then, and when anything fails or a signal ends the program,
+/// what was there stays, so that a command may read the very file that it replaces. Devices and pipes are
+/// written to directly. What fails is told in a message.
 class OutputFile {
  public:
   explicit OutputFile(const std::string& path);
-  ~OutputFile();
   OutputFile(const OutputFile&) = delete;
   OutputFile& operator=(const OutputFile&) = delete;
 
@@ -24,15 +25,13 @@ class OutputFile {
   int finish();
 
  private:
-  bool tell();
+  bool keep(const vantrel::Result<void>& done);
   void open();
-  bool createBeside(mode_t mode);
-  bool place();
+  bool tell(const vantrel::Error& error);
 
   std::string path_;
-  std::string target_;     // where links lead to
-  std::string temporary_;  // empty when the file is written directly
-  int descriptor_ = -1;
+  std::optional<vantrel::AtomicFile> file_;
+  vantrel::Descriptor special_;  ///< what is no file
   bool failed_ = false;
 };
 

@@ -1,11 +1,11 @@
 #include "apps/vantrel/Commands.h"
 #include "apps/vantrel/Input.h"
 #include "apps/vantrel/Output.h"
+#include "apps/vantrel/OutputFile.h"
 #include "vantrel/codec/KWTools.h"
 #include "vantrel/data/Json.h"
 #include "vantrel/data/KeyedArchive.h"
 #include "vantrel/host/Host.h"
-#include "vantrel/system/KWFile.h"
 
 namespace app {
 namespace {
@@ -30,10 +30,8 @@ int pack(const std::string& jsonPath, const std::string& archivePath) {
   if (!value) return failed(nameOfInput(jsonPath) + ": not valid JSON");
   const auto archive = KWTools::makeDataByDictionary(*value);
   if (!archive) return failed("an archive cannot hold this value");
-  if (archivePath == "-") return write(archive->text()) ? kDone : kFailed;
-  if (!vantrel::KWFile::writeData_fillFile(*archive, archivePath))
-    return failed("cannot write " + archivePath);
-  return kDone;
+  OutputFile file(archivePath);
+  return file.write(archive->text()) ? file.finish() : kFailed;
 }
 
 int unpack(const std::string& path) {
