@@ -3,17 +3,48 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cstdlib>
 #include <optional>
 #include <string>
 #include <thread>
+#include <utility>
+#include <vector>
 
 namespace vantrel {
 namespace {
 
 TEST(LogTest, ALineGoesOutWholeWithItsZeroBytes) {
   testing::internal::CaptureStderr();
-  log(std::string_view("a\0b", 3));
+  log(LogLevel::Error, std::string_view("a\0b", 3));
   EXPECT_EQ(testing::internal::GetCapturedStderr(), std::string("a\0b\n", 4));
+}
+
+TEST(LogDeathTest, TheEnvironmentSaysWhatStandardErrorGetsWithoutASink) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");  // each in a process that has not looked yet
+  const auto logAll = [](const char* wanted) {
+    wanted ? setenv("VANTREL_LOG", wanted, 1) : unsetenv("VANTREL_LOG");
+    log(LogLevel::Debug, "step");
+    log("news");
+    logFormat(LogLevel::Warning, "%s", "less");
+    log(LogLevel::Error, "not done");
+    std::_Exit(0);
+  };
+  const auto fine = testing::ExitedWithCode(0);
+  EXPECT_EXIT(logAll("debug"), fine, "^step\nnews\nless\nnot done\n$");
+  EXPECT_EXIT(logAll("info"), fine, "^news\nless\nnot done\n$");
+  EXPECT_EXIT(logAll(nullptr), fine, "^less\nnot done\n$");
+  EXPECT_EXIT(logAll("nonsense"), fine, "^less\nnot done\n$");
+  EXPECT_EXIT(logAll("error"), fine, "^not done\n$");
+}
+
+TEST(LogTest, ASinkGetsEveryLineWithItsLevel) {
+  std::vector<std::pair<LogLevel, std::string>> lines;
+  const ScopedLogSink sink([&](LogLevel level, std::string_view line) { lines.emplace_back(level, line); });
+  log(LogLevel::Debug, "step");
+  logFormat("%d %s", 3, "news");
+  logFormat(LogLevel::Error, "%d", 4);
+  EXPECT_EQ(lines,
+            (decltype(lines){{LogLevel::Debug, "step"}, {LogLevel::Info, "3 news"}, {LogLevel::Error, "4"}}));
 }
 
 TEST(LogTest, NoOtherThreadIsInASinkWhoseScopeHasEnded) {

@@ -6,6 +6,7 @@
 #include <atomic>
 #include <cstdarg>
 #include <cstdio>
+#include <cstdlib>
 #include <mutex>
 #include <string>
 #include <utility>
@@ -23,6 +24,11 @@ struct detail::InstalledSink {
 namespace {
 
 using detail::InstalledSink;
+
+constexpr std::pair<LogLevel, std::string_view> kNames[] = {{LogLevel::Debug, "debug"},
+                                                            {LogLevel::Info, "info"},
+                                                            {LogLevel::Warning, "warning"},
+                                                            {LogLevel::Error, "error"}};
 
 /// A call of a sink under way on this thread, and those that it came out of.
 class Call {
@@ -106,7 +112,24 @@ class Sinks {
                  });
 }
 
-void writeToStandardError(std::string_view line) {
+LogLevel lowestWanted() {
+  const char* const wanted = std::getenv("VANTREL_LOG");
+  for (const auto& [level, name] : kNames)
+    if (wanted && name == wanted) return level;
+  return LogLevel::Warning;
+}
+
+/// Whether standard error gets lines of this level.
+bool isShown(LogLevel level) {
+  // Not a static that is made under a lock, which a fork at that moment would leave held in the child.
+  constexpr int kUnknown = -1;
+  static constinit std::atomic<int> lowest{kUnknown};
+  if (lowest == kUnknown) lowest = static_cast<int>(lowestWanted());
+  return static_cast<int>(level) >= lowest;
+}
+
+void writeToStandardError(LogLevel level, std::string_view line) {
+  if (!isShown(level)) return;
   std::string text;
   text.reserve(line.size() + 1);
   text.append(line).push_back('\n');
@@ -114,30 +137,52 @@ void writeToStandardError(std::string_view line) {
   std::fwrite(text.data(), 1, text.size(), stderr);
 }
 
+[[gnu::format(printf, 2, 0)]] void logFormatted(LogLevel level, const char* format, std::va_list arguments) {
+  std::va_list again;
+  va_copy(again, arguments);
+  const int length = std::vsnprintf(nullptr, 0, format, again);
+  va_end(again);
+  std::string line(length > 0 ? static_cast<std::size_t>(length) : 0, '\0');
+  std::vsnprintf(line.data(), line.size() + 1, format, arguments);
+  log(level, line);
+}
+
+LogSink ofEveryLevel(std::function<void(std::string_view)> sink) {
+  if (!sink) return nullptr;
+  return [sink = std::move(sink)](LogLevel, std::string_view line) { sink(line); };
+}
+
 }  // namespace
 
-void log(std::string_view line) {
+void log(LogLevel level, std::string_view line) {
   auto installed = Sinks::shared().beginCall();
-  if (!installed) return writeToStandardError(line);
+  if (!installed) return writeToStandardError(level, line);
   const Call call(std::move(installed));
-  call.sink() ? call.sink()(line) : writeToStandardError(line);
+  call.sink() ? call.sink()(level, line) : writeToStandardError(level, line);
+}
+
+void log(std::string_view line) { log(LogLevel::Info, line); }
+
+void logFormat(LogLevel level, const char* format, ...) {
+  std::va_list arguments;
+  va_start(arguments, format);
+  logFormatted(level, format, arguments);
+  va_end(arguments);
 }
 
 void logFormat(const char* format, ...) {
   std::va_list arguments;
   va_start(arguments, format);
-  const int length = std::vsnprintf(nullptr, 0, format, arguments);
+  logFormatted(LogLevel::Info, format, arguments);
   va_end(arguments);
-  std::string line(length > 0 ? static_cast<std::size_t>(length) : 0, '\0');
-  va_start(arguments, format);
-  std::vsnprintf(line.data(), line.size() + 1, format, arguments);
-  va_end(arguments);
-  log(line);
 }
 
 ScopedLogSink::ScopedLogSink(LogSink sink) : installed_(std::make_shared<InstalledSink>(std::move(sink))) {
   Sinks::shared().add(installed_);
 }
+
+ScopedLogSink::ScopedLogSink(std::function<void(std::string_view)> sink)
+    : ScopedLogSink(ofEveryLevel(std::move(sink))) {}
 
 ScopedLogSink::~ScopedLogSink() {
   Sinks::shared().remove(installed_);

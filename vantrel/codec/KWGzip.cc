@@ -151,26 +151,26 @@ int inflateInto(Room& room, z_stream& stream, std::uint64_t most) {
 
 std::optional<Bytes> KWGzip::gzipData(const std::optional<Bytes>& data) {
   if (!data || data->empty()) {
-    logFormat("%s: Error: Can't compress an empty or nil NSData object", kGzipData);
+    logFormat(LogLevel::Error, "%s: Error: Can't compress an empty or nil NSData object", kGzipData);
     return std::nullopt;
   }
   if (data->size() > kMostInput) {
-    logFormat("%s: Error: Can't compress an NSData object of 2^32 bytes or more", kGzipData);
+    logFormat(LogLevel::Error, "%s: Error: Can't compress an NSData object of 2^32 bytes or more", kGzipData);
     return std::nullopt;
   }
   z_stream stream = streamOf(*data);
   const int started = deflateInit2_(&stream, Z_DEFAULT_COMPRESSION, Z_DEFLATED, kGzip, kMemoryLevel,
                                     Z_DEFAULT_STRATEGY, kZlibInterface, sizeof stream);
   if (started != Z_OK) {
-    logFormat("%s:deflateInit2() Error: \"%s\" Message: \"%s\"", kGzipData, describeStart(started),
-              messageOf(stream));
+    logFormat(LogLevel::Error, "%s:deflateInit2() Error: \"%s\" Message: \"%s\"", kGzipData,
+              describeStart(started), messageOf(stream));
     return std::nullopt;
   }
   Room room;
   const int result = deflateInto(room, stream);
   if (result != Z_STREAM_END) {
-    logFormat("%s:zlib error while attempting compression: \"%s\" Message: \"%s\"", kGzipData,
-              describeEnd(result), messageOf(stream));
+    logFormat(LogLevel::Error, "%s:zlib error while attempting compression: \"%s\" Message: \"%s\"",
+              kGzipData, describeEnd(result), messageOf(stream));
   }
   deflateEnd(&stream);
   return result == Z_STREAM_END ? room.take(stream.total_out) : std::nullopt;

@@ -29,7 +29,7 @@ void ManualClock::advance(RunLoop& loop, Duration by) {
       turnsHere = 0;
     }
     if (++turnsHere > kMostTurnsAtOneMoment) {
-      logFormat("ManualClock: the loop stays busy at %f s, given up after %d turns.",
+      logFormat(LogLevel::Error, "ManualClock: the loop stays busy at %f s, given up after %d turns.",
                 seconds(elapsed_.load()), kMostTurnsAtOneMoment);
       break;
     }

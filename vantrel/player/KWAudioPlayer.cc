@@ -102,7 +102,7 @@ std::shared_ptr<KWAudioPlayer> KWAudioPlayer::initMe() {
   self->mType_ = kLibrary;
   self->adoptLibrary(libraryList(songs));
   const float volume = getPhoneVolume();
-  log("init volume:" + twoDecimals(volume));
+  log(LogLevel::Debug, "init volume:" + twoDecimals(volume));
   const auto first = self->mNowItem();
   self->takePlayer(openUrl(first ? first->mItem()->assetUrl : std::nullopt), volume);
   if (self->mPlayer_) self->mPlayer_->prepareToPlay();
@@ -195,7 +195,7 @@ void KWAudioPlayer::resetPaths(const MusicList& paths) {
   mList_ = std::move(list);
   restartShuffle();
   const float volume = getPhoneVolume();
-  log("reset paths volume:" + twoDecimals(volume));
+  log(LogLevel::Debug, "reset paths volume:" + twoDecimals(volume));
   const auto& path = entryAt(0)->mPath();
   if (readableSize(path) > 0) {
     if (mPlayer_) mPlayer_->stop();

@@ -28,7 +28,7 @@ void KWAudioPlayer::observeStream() {
 }
 
 void KWAudioPlayer::onKWNetPlayer_ChangeStatus(KWNetPlayer& /*player*/, std::uint64_t status) {
-  log("NetPlayer state :" + std::to_string(status));
+  log(LogLevel::Debug, "NetPlayer state :" + std::to_string(status));
   switch (status) {
     case 0:
     case 2:

@@ -174,7 +174,7 @@ void KWAudioPlayer::progressShow() {
   if (end == 0) {
     const auto entry = mNowItem();
     const std::optional<std::string> title = entry ? entry->mTitle() : std::nullopt;
-    log(std::string(orNull(title)) + " music duration is 0.");
+    log(LogLevel::Warning, std::string(orNull(title)) + " music duration is 0.");
     return didNext();
   }
   publishProgress(truncated(now), truncated(end), static_cast<float>(static_cast<float>(now) / end));

@@ -42,7 +42,7 @@ void KWAudioPlayer::didPlay(std::int64_t index) {
   mNowItem_ = entry;
   entry->setIsPlaying(true);
   const float volume = getPhoneVolume();
-  log("did play volume:" + twoDecimals(volume));
+  log(LogLevel::Debug, "did play volume:" + twoDecimals(volume));
   PlayerRegistry::shared().PLAYER_TYPE = mType_;
   PlayerRegistry::shared().LAST_SATE = kPlaying;
   if (mType_ == kStreams) {
@@ -89,24 +89,24 @@ void KWAudioPlayer::setCurrentPlaying(bool playing) {
 
 void KWAudioPlayer::didContinue() {
   const auto keep = shared_from_this();
-  log("didContinue");
+  log(LogLevel::Debug, "didContinue");
   PlayerRegistry::shared().PLAYER_TYPE = mType_;
   PlayerRegistry::shared().LAST_SATE = kPlaying;
   if (mType_ == kStreams) {
     if (mNetPlayer_) mNetPlayer_->didContinue();
-    log("didContinue Do 1");
+    log(LogLevel::Debug, "didContinue Do 1");
   } else {
     if (mPlayer_) mPlayer_->play();
     mState_ = kPlaying;
     KWNotice::post_Object(kNote, kNoteContinue);
     progressStart();
-    log("didContinue Do 0");
+    log(LogLevel::Debug, "didContinue Do 0");
   }
   setCurrentPlaying(true);
 }
 
 void KWAudioPlayer::didPause() {
-  log("didPause");
+  log(LogLevel::Debug, "didPause");
   PlayerRegistry::shared().LAST_SATE = kPaused;
   disSubPause();
 }
@@ -127,7 +127,7 @@ void KWAudioPlayer::disSubPause() {
 
 void KWAudioPlayer::didStop() {
   const auto keep = shared_from_this();
-  log("didStop");
+  log(LogLevel::Debug, "didStop");
   PlayerRegistry::shared().LAST_SATE = kPaused;
   if (mType_ == kStreams) {
     if (mNetPlayer_) mNetPlayer_->didStop();
@@ -173,12 +173,12 @@ void KWAudioPlayer::didRepeat() {
 void KWAudioPlayer::newRandomList() {
   std::vector<std::int64_t> order(static_cast<std::size_t>(std::max<std::int64_t>(sonyCount_, 0)));
   for (std::size_t at = 0; at < order.size(); ++at) order[at] = static_cast<std::int64_t>(at);
-  if (order.empty()) return log("Error : KWAudioPlayer random num is 0 .");
+  if (order.empty()) return log(LogLevel::Error, "Error : KWAudioPlayer random num is 0 .");
   mRandomList_ = KWSort::arrayRandom(order);
 }
 
 void KWAudioPlayer::newRandomIndex(std::int64_t index) {
-  if (mRandomList_.empty()) return log("Error : KWAudioPlayer Random Index num is 0 .");
+  if (mRandomList_.empty()) return log(LogLevel::Error, "Error : KWAudioPlayer Random Index num is 0 .");
   const auto found = std::find(mRandomList_.begin(), mRandomList_.end(), index);
   if (found != mRandomList_.end()) mRandomIndex_ = found - mRandomList_.begin();
 }
@@ -232,12 +232,12 @@ void KWAudioPlayer::finishTrack() {
 void KWAudioPlayer::didContinueLast() {
   const std::uint64_t last = PlayerRegistry::shared().LAST_SATE;
   if (last != 1 && last != 3) return;
-  log("didContinueLast");
+  log(LogLevel::Debug, "didContinueLast");
   if (const auto player = currentPlayer()) player->didContinue();
 }
 
 void KWAudioPlayer::didAllPause() {
-  log("didAllPause");
+  log(LogLevel::Debug, "didAllPause");
   const auto& registry = PlayerRegistry::shared();
   pauseIfThere(registry.ME);
   pauseIfThere(registry.ME_1);
@@ -245,7 +245,7 @@ void KWAudioPlayer::didAllPause() {
 }
 
 void KWAudioPlayer::didPauseLast() {
-  log("didPauseLast");
+  log(LogLevel::Debug, "didPauseLast");
   auto& registry = PlayerRegistry::shared();
   const auto stateOf = [](const std::shared_ptr<KWAudioPlayer>& player) {
     return player ? player->mState() : std::uint64_t{kStopped};
@@ -253,7 +253,7 @@ void KWAudioPlayer::didPauseLast() {
   if (registry.PLAYER_TYPE == kLibrary) registry.LAST_SATE = stateOf(registry.ME);
   if (registry.PLAYER_TYPE == kFiles) registry.LAST_SATE = stateOf(registry.ME_1);
   if (registry.PLAYER_TYPE == kStreams) registry.LAST_SATE = stateOf(registry.ME_2);
-  log("disSubPause");
+  log(LogLevel::Debug, "disSubPause");
   subPauseIfThere(registry.ME);
   subPauseIfThere(registry.ME_1);
   subPauseIfThere(registry.ME_2);

@@ -63,7 +63,7 @@ KWNetPlayer::~KWNetPlayer() {
 // ---- opening
 
 void KWNetPlayer::didPlayUrl(const std::optional<std::string>& address) {
-  log("url ===> " + std::string(player::detail::orNull(address)));
+  log(LogLevel::Debug, "url ===> " + std::string(player::detail::orNull(address)));
   pause();
   clearObservers();
   dw_pgs_ = 0;
@@ -181,7 +181,7 @@ void KWNetPlayer::observeValueForKeyPath_ofObject_change_context(std::string_vie
   if (keyPath == kLoadedTimeRangesKey) return loadedTimeRangesChanged();
   if (keyPath == kLikelyToKeepUpKey) return likelyToKeepUpChanged();
   if (keyPath != kBufferEmptyKey) return;
-  log("KWNetPlayer can't play ，no enough buffer!");
+  log(LogLevel::Warning, "KWNetPlayer can't play ，no enough buffer!");
   delegateOutStatus(kWaiting);
 }
 
@@ -225,7 +225,7 @@ void KWNetPlayer::likelyToKeepUpChanged() {
   const auto keep = shared_from_this();
   pause();
   delegateOutStatus(kPaused);
-  log("KWNetPlayer can't play ，waitting for more buffer!");
+  log(LogLevel::Warning, "KWNetPlayer can't play ，waitting for more buffer!");
   retryLater();
 }
 

@@ -35,7 +35,8 @@ std::string sixDecimals(double number) {
 }
 
 void logCompletion(double interval, const std::optional<Error>& error) {
-  log("Add local Note time:" + sixDecimals(interval) + " error:" + textOf(error));
+  log(error ? LogLevel::Error : LogLevel::Debug,
+      "Add local Note time:" + sixDecimals(interval) + " error:" + textOf(error));
 }
 
 }  // namespace
@@ -62,7 +63,7 @@ void KWNotice::pushLocalNoticeDate_ID_Txt_0_Txt_1_Txt_2_Badge_Repeat(
     std::string_view body, std::int64_t badge, bool repeat) {
   const double interval = KWTime::differenceOfDateA_AndDateB(timeText, KWTime::dateString());
   // Not a number when the text does not parse.
-  if (!(interval > 0)) return log("push Local Notice Date error.");
+  if (!(interval > 0)) return log(LogLevel::Error, "push Local Notice Date error.");
 
   LocalNotificationRequest request;
   request.identifier = identifier;

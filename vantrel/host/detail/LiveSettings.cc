@@ -22,7 +22,7 @@ std::atomic<bool> exitHasWaited = false;
 
 // A sink of the log may use the store, so lines are said when no lock is held.
 void say(const std::vector<std::string>& lines) {
-  for (const std::string& line : lines) log(line);
+  for (const std::string& line : lines) log(LogLevel::Error, line);
 }
 
 }  // namespace

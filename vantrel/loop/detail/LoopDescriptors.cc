@@ -121,7 +121,8 @@ bool LoopState::haveDescriptors() {
   if (!openDescriptors()) {
     const int reason = errno;
     if (!std::exchange(saidThatNoneAreLeft_, true)) {
-      logFormat("RunLoop: no descriptors (%s); tasks and timers go on, watches wait until there are some.",
+      logFormat(LogLevel::Warning,
+                "RunLoop: no descriptors (%s); tasks and timers go on, watches wait until there are some.",
                 std::generic_category().message(reason).c_str());
     }
     return false;
@@ -152,7 +153,7 @@ void LoopState::loseDescriptors() {
     const std::lock_guard lock(mutex_);
     waiter_.forget();
   }
-  log("RunLoop: something else has closed its descriptors; it takes new ones.");
+  log(LogLevel::Warning, "RunLoop: something else has closed its descriptors; it takes new ones.");
 }
 
 void LoopState::loseDescriptorsTo(const LoopState& owner) {

@@ -121,7 +121,7 @@ void WorkerPool::afterRefusal(Lock& lock) {
   const auto self = shared_from_this();
   lock.unlock();
   try {
-    if (say) log("BackgroundQueue: the system gives no more threads.");
+    if (say) log(LogLevel::Warning, "BackgroundQueue: the system gives no more threads.");
     say = false;
     if (ask) {
       MainQueue::postAfter(kPause, [weak = weak_from_this()] {

@@ -39,7 +39,7 @@ std::unique_ptr<FilePlayer> openEntry(const MusicOfPhoneMode& entry, std::uint64
   if (sourceType == kLibrary) return openUrl(entry.mItem() ? entry.mItem()->assetUrl : std::nullopt);
   if (line == SizeLine::Log) {
     const std::string name = entry.mPath() ? lastPathComponent(*entry.mPath()) : "(null)";
-    log("KWAudioPlayer " + name + " size:" + std::to_string(readableSize(entry.mPath())));
+    log(LogLevel::Debug, "KWAudioPlayer " + name + " size:" + std::to_string(readableSize(entry.mPath())));
   }
   return openFile(entry.mPath());
 }

@@ -42,7 +42,7 @@ Device& knownDevice() {
 
 void logSilenceOnce() {
   static bool logged = false;
-  if (!std::exchange(logged, true)) log("No sound device: audio plays without sound.");
+  if (!std::exchange(logged, true)) log(LogLevel::Warning, "No sound device: audio plays without sound.");
 }
 
 }  // namespace

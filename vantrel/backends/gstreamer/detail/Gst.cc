@@ -13,7 +13,7 @@ bool start() {
   GError* error = nullptr;
   if (gst_init_check(nullptr, nullptr, &error)) return true;
   const Owned<GError> owned(error);
-  logFormat("GStreamer cannot start: %s", error ? error->message : "unknown reason");
+  logFormat(LogLevel::Error, "GStreamer cannot start: %s", error ? error->message : "unknown reason");
   return false;
 }
 
@@ -31,7 +31,7 @@ GstStateChangeReturn changeState(GstElement* element, GstState state) {
 
 Owned<GstElement> makeElement(const char* factory) {
   GstElement* element = gst_element_factory_make(factory, nullptr);
-  if (!element) logFormat("GStreamer lacks the element %s", factory);
+  if (!element) logFormat(LogLevel::Error, "GStreamer lacks the element %s", factory);
   return Owned<GstElement>(element ? GST_ELEMENT(gst_object_ref_sink(element)) : nullptr);
 }
 

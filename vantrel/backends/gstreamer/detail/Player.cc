@@ -174,7 +174,7 @@ void Player::onEnd(const Pipeline::End& end) {
 /// Swaps the failed device for silence; false when silence is what failed.
 bool Player::goOnSilently() {
   if (std::exchange(silent_, true)) return false;
-  log("The sound device failed: this track goes on without sound.");
+  log(LogLevel::Warning, "The sound device failed: this track goes on without sound.");
   forgetDevice();
   pipeline_.useSink(makeSilentSink());
   return true;
