@@ -12,6 +12,8 @@
 #include <utility>
 #include <vector>
 
+#include "vantrel/base/NeverDestroyed.h"
+
 namespace vantrel {
 
 struct detail::InstalledSink {
@@ -66,8 +68,8 @@ class Sinks {
  public:
   static Sinks& shared() {
     // Never destroyed: other objects may log while the process exits.
-    static Sinks& sinks = *new Sinks;
-    return sinks;
+    static NeverDestroyed<Sinks> sinks;
+    return *sinks;
   }
 
   void add(std::shared_ptr<InstalledSink> installed) {

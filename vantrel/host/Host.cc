@@ -4,6 +4,7 @@
 #include <system_error>
 #include <utility>
 
+#include "vantrel/base/NeverDestroyed.h"
 #include "vantrel/host/detail/PlainDefaults.h"
 
 namespace vantrel {
@@ -33,8 +34,8 @@ struct Installed {
 
 Installed& installed() {
   // Never destroyed: services may ask for the host while the process exits.
-  static Installed& only = *new Installed;
-  return only;
+  static NeverDestroyed<Installed> only;
+  return *only;
 }
 
 const std::shared_ptr<const Host>& lockedCurrent(Installed& place) {

@@ -4,6 +4,8 @@
 #include <cmath>
 #include <limits>
 
+#include "vantrel/base/NeverDestroyed.h"
+
 namespace vantrel {
 namespace {
 
@@ -33,8 +35,8 @@ Duration durationOfSeconds(double seconds) {
 
 Clock& Clock::system() {
   // Never destroyed: threads may ask for the time while the process exits.
-  static Clock& clock = *new SystemClock;
-  return clock;
+  static NeverDestroyed<SystemClock> clock;
+  return *clock;
 }
 
 Clock& Clock::current() {

@@ -7,6 +7,7 @@
 #include <set>
 #include <utility>
 
+#include "vantrel/base/NeverDestroyed.h"
 #include "vantrel/loop/detail/Hazard.h"
 #include "vantrel/loop/detail/ObserverTable.h"
 
@@ -152,8 +153,8 @@ NotificationBus::~NotificationBus() { core_->close(); }
 
 NotificationBus& NotificationBus::shared() {
   // Never destroyed: other threads may post while the process exits.
-  static NotificationBus& bus = *new NotificationBus;
-  return bus;
+  static NeverDestroyed<NotificationBus> bus;
+  return *bus;
 }
 
 NotificationBus::Subscription NotificationBus::add(std::string_view name, Action action) {

@@ -4,6 +4,7 @@
 
 #include <utility>
 
+#include "vantrel/base/NeverDestroyed.h"
 #include "vantrel/loop/detail/LoopState.h"
 #include "vantrel/loop/detail/MainLoop.h"
 
@@ -36,8 +37,8 @@ RunLoop& makeOwnLoop() {
 namespace loop::detail {
 RunLoop& mainLoopForPosting() {
   // Never destroyed: other threads may post while the process exits.
-  static RunLoop& loop = *new RunLoop(nullptr, std::thread::id());
-  return loop;
+  static NeverDestroyed<RunLoop> loop(nullptr, std::thread::id());
+  return *loop;
 }
 
 }  // namespace loop::detail

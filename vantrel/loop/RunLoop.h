@@ -14,9 +14,11 @@ namespace vantrel {
 
 class RunLoop;
 
+template <typename T>
+class NeverDestroyed;
+
 namespace loop::detail {
 class LoopState;
-RunLoop& mainLoopForPosting();
 }  // namespace loop::detail
 
 /// Runs tasks, timers and descriptor callbacks of one thread, one after the other.
@@ -126,7 +128,7 @@ class VANTREL_EXPORT RunLoop {
 
  private:
   friend class loop::detail::LoopState;
-  friend RunLoop& loop::detail::mainLoopForPosting();
+  friend class NeverDestroyed<RunLoop>;
   RunLoop(const Clock* clock, std::thread::id thread);
   std::unique_ptr<loop::detail::LoopState> state_;
 };

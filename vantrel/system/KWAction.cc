@@ -6,6 +6,7 @@
 #include <optional>
 #include <thread>
 
+#include "vantrel/base/NeverDestroyed.h"
 #include "vantrel/loop/BackgroundQueue.h"
 #include "vantrel/loop/Clock.h"
 #include "vantrel/loop/MainQueue.h"
@@ -45,8 +46,8 @@ class Once {
 
 Once& onceToken() {
   // Never destroyed: a thread may wait on it while the process exits.
-  static Once& token = *new Once;
-  return token;
+  static NeverDestroyed<Once> token;
+  return *token;
 }
 
 /// When the limiter last gave true.

@@ -5,6 +5,8 @@
 #include <cstdlib>
 #include <utility>
 
+#include "vantrel/base/NeverDestroyed.h"
+
 namespace vantrel::host::detail {
 
 /// Before all other handlers are registered, so that this lock, under which nothing else is locked, is one of
@@ -15,8 +17,8 @@ namespace vantrel::host::detail {
 }
 
 ExitList& ExitList::shared() {
-  static ExitList& only = *new ExitList;
-  return only;
+  static NeverDestroyed<ExitList> only;
+  return *only;
 }
 
 void ExitList::add(const std::weak_ptr<Member>& member) {

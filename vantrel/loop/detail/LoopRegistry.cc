@@ -5,6 +5,7 @@
 #include <mutex>
 #include <set>
 
+#include "vantrel/base/NeverDestroyed.h"
 #include "vantrel/loop/detail/LoopState.h"
 
 namespace vantrel::loop::detail {
@@ -17,8 +18,8 @@ struct Registry {
 
 Registry& registry() {
   // Never destroyed: threads may end their loops while the process exits.
-  static Registry& registry = *new Registry;
-  return registry;
+  static NeverDestroyed<Registry> known;
+  return *known;
 }
 
 void beforeFork() {
