@@ -10,6 +10,7 @@ target_compile_features(vantrel_build_flags INTERFACE cxx_std_20 c_std_11)
 target_compile_options(vantrel_build_flags INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow
   $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor -Woverloaded-virtual>
+  $<$<CXX_COMPILER_ID:Clang,AppleClang>:-Wthread-safety>
   # GCC 12 sees overlapping copies in optimised string concatenations where there are none.
   $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict>
   $<$<BOOL:${VANTREL_WERROR}>:-Werror>)

@@ -7,11 +7,11 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
-#include <mutex>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "vantrel/base/Mutex.h"
 #include "vantrel/base/NeverDestroyed.h"
 
 namespace vantrel {
@@ -73,45 +73,47 @@ class Sinks {
   }
 
   void add(std::shared_ptr<InstalledSink> installed) {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     all_.push_back(std::move(installed));
   }
 
   void remove(const std::shared_ptr<InstalledSink>& installed) {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     all_.erase(std::find(all_.begin(), all_.end(), installed));
   }
 
   /// The newest one, with a call counted; null without any.
   std::shared_ptr<InstalledSink> beginCall() {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     if (all_.empty()) return nullptr;
     // Counted under the lock: whoever takes a sink out knows of every call that there will ever be.
     all_.back()->calls.fetch_add(1);
     return all_.back();
   }
 
-  void beforeFork() { mutex_.lock(); }
-  void afterFork() { mutex_.unlock(); }
+  void beforeFork() VANTREL_ACQUIRE(mutex_) { mutex_.lock(); }
+  void afterForkInParent() VANTREL_RELEASE(mutex_) { mutex_.unlock(); }
 
-  /// Only the calls of the thread that forked will ever return in the child.
-  void forgetOtherThreads() {
+  /// Only the calls of the thread that forked will ever return.
+  void afterForkInChild() VANTREL_RELEASE(mutex_) {
     for (const auto& installed : all_) installed->calls = Call::onThisThread(*installed);
+    mutex_.unlock();
   }
 
  private:
-  std::mutex mutex_;
-  std::vector<std::shared_ptr<InstalledSink>> all_;
+  Mutex mutex_;
+  std::vector<std::shared_ptr<InstalledSink>> all_ VANTREL_GUARDED_BY(mutex_);
 };
+
+// The lock goes from one handler to the next, where the analysis cannot follow.
+void beforeFork() VANTREL_UNCHECKED { Sinks::shared().beforeFork(); }
+void afterForkInParent() VANTREL_UNCHECKED { Sinks::shared().afterForkInParent(); }
+void afterForkInChild() VANTREL_UNCHECKED { Sinks::shared().afterForkInChild(); }
 
 /// Before all other handlers are registered, so that this lock, under which nothing else is locked, is the
 /// last one that a fork takes.
 [[gnu::constructor(101)]] void followForks() {
-  pthread_atfork([] { Sinks::shared().beforeFork(); }, [] { Sinks::shared().afterFork(); },
-                 [] {
-                   Sinks::shared().forgetOtherThreads();
-                   Sinks::shared().afterFork();
-                 });
+  pthread_atfork(beforeFork, afterForkInParent, afterForkInChild);
 }
 
 LogLevel lowestWanted() {

@@ -1,9 +1,9 @@
 #include "vantrel/host/Host.h"
 
-#include <mutex>
 #include <system_error>
 #include <utility>
 
+#include "vantrel/base/Mutex.h"
 #include "vantrel/base/NeverDestroyed.h"
 #include "vantrel/host/detail/PlainDefaults.h"
 
@@ -28,8 +28,8 @@ std::shared_ptr<const Host> filled(Host host) {
 }
 
 struct Installed {
-  std::mutex mutex;
-  std::shared_ptr<const Host> host;
+  Mutex mutex;
+  std::shared_ptr<const Host> host VANTREL_GUARDED_BY(mutex);
 };
 
 Installed& installed() {
@@ -38,7 +38,7 @@ Installed& installed() {
   return *only;
 }
 
-const std::shared_ptr<const Host>& lockedCurrent(Installed& place) {
+const std::shared_ptr<const Host>& lockedCurrent(Installed& place) VANTREL_REQUIRES(place.mutex) {
   if (!place.host) place.host = filled({});
   return place.host;
 }
@@ -47,14 +47,14 @@ const std::shared_ptr<const Host>& lockedCurrent(Installed& place) {
 
 const Host& Host::current() {
   Installed& place = installed();
-  const std::lock_guard lock(place.mutex);
+  const MutexLock lock(place.mutex);
   return *lockedCurrent(place);
 }
 
 std::shared_ptr<const Host> Host::install(Host host) {
   std::shared_ptr<const Host> next = filled(std::move(host));
   Installed& place = installed();
-  const std::lock_guard lock(place.mutex);
+  const MutexLock lock(place.mutex);
   lockedCurrent(place);
   return std::exchange(place.host, std::move(next));
 }

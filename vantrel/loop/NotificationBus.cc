@@ -2,11 +2,11 @@
 
 #include <atomic>
 #include <memory>
-#include <mutex>
 #include <new>
 #include <set>
 #include <utility>
 
+#include "vantrel/base/Mutex.h"
 #include "vantrel/base/NeverDestroyed.h"
 #include "vantrel/loop/detail/Hazard.h"
 #include "vantrel/loop/detail/ObserverTable.h"
@@ -58,7 +58,7 @@ class NotificationBus::Core : public std::enable_shared_from_this<Core> {
     observer->weakSelf = observer;
     std::unique_ptr<Table> old;
     {
-      const std::lock_guard lock(mutex_);
+      const MutexLock lock(mutex_);
       auto changed = std::make_unique<Table>(*table_);
       changed->add(observer);
       if (observer->isOwned()) owned_.insert(observer.get());
@@ -69,7 +69,7 @@ class NotificationBus::Core : public std::enable_shared_from_this<Core> {
 
   void remove(std::string_view name, const std::weak_ptr<const void>& owner) {
     {
-      const std::lock_guard lock(mutex_);
+      const MutexLock lock(mutex_);
       const auto [first, last] = owned_.equal_range(ByOwner::Key{owner, name});
       for (auto each = first; each != last; ++each) mark(**each);
     }
@@ -83,7 +83,7 @@ class NotificationBus::Core : public std::enable_shared_from_this<Core> {
 
   /// Ends every registration. They stay in the table, which nobody can find any more.
   void close() {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     const auto end = [](const Observer& observer) { observer.setRemoved(); };
     table_->channels.forEach([&](const Table::Channel& channel) { channel.observers.forEach(end); });
     if (table_->forAll) table_->forAll->observers.forEach(end);
@@ -109,7 +109,7 @@ class NotificationBus::Core : public std::enable_shared_from_this<Core> {
     const Observer* ended = nullptr;
     std::unique_ptr<Table> old;
     {
-      const std::lock_guard lock(mutex_);
+      const MutexLock lock(mutex_);
       ended = ended_.exchange(nullptr, std::memory_order_acquire);
       if (!ended) return;
       try {
@@ -134,17 +134,17 @@ class NotificationBus::Core : public std::enable_shared_from_this<Core> {
     }
   }
 
-  std::unique_ptr<Table> publish(std::unique_ptr<Table> table) noexcept {
+  std::unique_ptr<Table> publish(std::unique_ptr<Table> table) noexcept VANTREL_REQUIRES(mutex_) {
     current.store(table.get(), std::memory_order_seq_cst);
     return std::exchange(table_, std::move(table));
   }
 
   std::atomic<const Observer*> ended_{nullptr};
 
-  std::mutex mutex_;
-  // Under the mutex.
-  std::unique_ptr<Table> table_;
-  std::set<const Observer*, ByOwner> owned_;  ///< those of the table that have an owner
+  Mutex mutex_;
+  std::unique_ptr<Table> table_ VANTREL_GUARDED_BY(mutex_);
+  std::set<const Observer*, ByOwner> owned_
+      VANTREL_GUARDED_BY(mutex_);  ///< those of the table that have an owner
 };
 
 NotificationBus::NotificationBus() : core_(std::make_shared<Core>()) {}

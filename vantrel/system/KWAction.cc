@@ -1,11 +1,10 @@
 #include "vantrel/system/KWAction.h"
 
 #include <atomic>
-#include <condition_variable>
-#include <mutex>
 #include <optional>
 #include <thread>
 
+#include "vantrel/base/Mutex.h"
 #include "vantrel/base/NeverDestroyed.h"
 #include "vantrel/loop/BackgroundQueue.h"
 #include "vantrel/loop/Clock.h"
@@ -20,28 +19,31 @@ class Once {
  public:
   void run(const KWAction::Task& task) {
     if (done_.load(std::memory_order_acquire)) return;
-    std::unique_lock lock(mutex_);
+    MutexLock lock(mutex_);
     if (runner_ == std::this_thread::get_id()) return;
-    if (runner_ != std::thread::id()) return finished_.wait(lock, [this] { return done_.load(); });
+    if (runner_ != std::thread::id()) {
+      while (!done_) finished_.wait(mutex_);
+      return;
+    }
     runner_ = std::this_thread::get_id();
     lock.unlock();
     if (task) task();
     lock.lock();
     done_.store(true, std::memory_order_release);
-    finished_.notify_all();
+    finished_.notifyAll();
   }
 
   void reset() {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     runner_ = {};
     done_ = false;
   }
 
  private:
   std::atomic<bool> done_{false};
-  std::mutex mutex_;
-  std::condition_variable finished_;
-  std::thread::id runner_;  ///< who runs or has run the task; none at first
+  Mutex mutex_;
+  Condition finished_;
+  std::thread::id runner_ VANTREL_GUARDED_BY(mutex_);  ///< who runs or has run the task; none at first
 };
 
 Once& onceToken() {

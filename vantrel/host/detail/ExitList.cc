@@ -9,12 +9,13 @@
 
 namespace vantrel::host::detail {
 
+// The lock goes from one handler to the next, where the analysis cannot follow.
+static void beforeFork() VANTREL_UNCHECKED { ExitList::shared().beforeFork(); }
+static void afterFork() VANTREL_UNCHECKED { ExitList::shared().afterFork(); }
+
 /// Before all other handlers are registered, so that this lock, under which nothing else is locked, is one of
 /// the last that a fork takes.
-[[gnu::constructor(101)]] static void followForks() {
-  pthread_atfork([] { ExitList::shared().beforeFork(); }, [] { ExitList::shared().afterFork(); },
-                 [] { ExitList::shared().afterFork(); });
-}
+[[gnu::constructor(101)]] static void followForks() { pthread_atfork(beforeFork, afterFork, afterFork); }
 
 ExitList& ExitList::shared() {
   static NeverDestroyed<ExitList> only;
@@ -22,14 +23,14 @@ ExitList& ExitList::shared() {
 }
 
 void ExitList::add(const std::weak_ptr<Member>& member) {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   if (!std::exchange(installed_, true)) std::atexit([] { shared().run(); });
   std::erase_if(members_, [](const auto& known) { return known.expired(); });
   members_.push_back(member);
 }
 
 void ExitList::abandon(std::shared_ptr<Member> member) {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   abandoned_.push_back(std::move(member));
 }
 
@@ -38,7 +39,7 @@ void ExitList::run() {
   if (!gate_.enter([] { shared().run(); }, [] {})) return;
   std::vector<std::weak_ptr<Member>> members;
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     members = members_;
   }
   for (const auto& weak : members) {

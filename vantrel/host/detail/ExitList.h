@@ -2,10 +2,10 @@
 
 #include <atomic>
 #include <memory>
-#include <mutex>
 #include <vector>
 
 #include "vantrel/base/ExitGate.h"
+#include "vantrel/base/Mutex.h"
 
 namespace vantrel::host::detail {
 
@@ -32,16 +32,16 @@ class ExitList {
   bool begun() const { return begun_; }
 
   // So that a forked child does not find the list locked by a thread that it does not have.
-  void beforeFork() { mutex_.lock(); }
-  void afterFork() { mutex_.unlock(); }
+  void beforeFork() VANTREL_ACQUIRE(mutex_) { mutex_.lock(); }
+  void afterFork() VANTREL_RELEASE(mutex_) { mutex_.unlock(); }
 
  private:
   void run();
 
-  std::mutex mutex_;
-  std::vector<std::weak_ptr<Member>> members_;
-  std::vector<std::shared_ptr<Member>> abandoned_;
-  bool installed_ = false;
+  Mutex mutex_;
+  std::vector<std::weak_ptr<Member>> members_ VANTREL_GUARDED_BY(mutex_);
+  std::vector<std::shared_ptr<Member>> abandoned_ VANTREL_GUARDED_BY(mutex_);
+  bool installed_ VANTREL_GUARDED_BY(mutex_) = false;
   std::atomic<bool> begun_ = false;
   ExitGate gate_;
 };

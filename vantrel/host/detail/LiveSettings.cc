@@ -32,7 +32,7 @@ void LiveSettings::change(std::string_view key, std::optional<ValueTree> value, 
   bool last = false;
   bool sooner = false;
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     if (!known_) exitList.add(weak_from_this());
     known_ = true;
     pending_.put(key, std::move(value), extent);
@@ -41,7 +41,7 @@ void LiveSettings::change(std::string_view key, std::optional<ValueTree> value, 
     if (!last) startWriter();
   }
   if (last) return finish();
-  if (sooner) wake_.notify_one();
+  if (sooner) wake_.notifyOne();
 }
 
 // Also by what waits; what is replaced makes room only in the second, slow look.
@@ -50,7 +50,7 @@ bool LiveSettings::hasRoom(std::string_view key, const ValueTree& value, const E
   Extent together = extent;
   ValueTree values;
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     refresh(lines);
     if (!storedExtent_) storedExtent_ = plist::extentOf(stored_);
     together += *storedExtent_;
@@ -67,7 +67,7 @@ std::optional<ValueTree> LiveSettings::find(std::string_view key) {
   Lines lines;
   std::optional<ValueTree> found;
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     if (const std::optional<ValueTree>* pending = pending_.find(key)) return *pending;
     refresh(lines);
     if (const ValueTree* value = stored_.find(key)) found = *value;
@@ -80,7 +80,7 @@ ValueTree LiveSettings::all() {
   Lines lines;
   ValueTree values;
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     refresh(lines);
     values = merged();
   }
@@ -146,23 +146,23 @@ bool LiveSettings::flush() {
 }
 
 bool LiveSettings::flush(Lines& lines) {
-  const std::lock_guard writing(writing_);
+  const MutexLock writing(writing_);
   PendingChanges::Serial latest = 0;
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     if (pending_.empty()) return true;
     latest = pending_.latest();
     gathering_.begun();
   }
   SettingsFile::Update update = write();
 
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   note(update, lines);
   if (update.lockMissed && ExitList::shared().begun()) exitHasWaited = true;
   lockMissed_ = update.lockMissed;
   if (!update.done) {
     gathering_.failed();
-    wake_.notify_one();  // the writer may have gone to sleep for good since this writing began
+    wake_.notifyOne();  // the writer may have gone to sleep for good since this writing began
     return false;
   }
   know(std::move(update.contents));
@@ -175,7 +175,7 @@ SettingsFile::Update LiveSettings::write() try {
   SettingsChanges changes;
   std::chrono::milliseconds patience{0};
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     changes = pending_.all();
     patience = this->patience();
   }
@@ -203,13 +203,14 @@ void LiveSettings::startWriter() {
 
 void LiveSettings::runWriter() {
   RunLoop::declareWorkerThread();
-  std::unique_lock lock(mutex_);
+  MutexLock lock(mutex_);
   while (!stopping_) {
     const std::optional<Duration> left = gathering_.left();
     if (!left) {
-      wake_.wait(lock);
+      wake_.wait(mutex_);
     } else if (*left > Duration{0}) {
-      wake_.wait_for(lock, Clock::current().standsStill() ? kManualClockGlance : *left);
+      const Duration glance = Clock::current().standsStill() ? kManualClockGlance : *left;
+      wake_.waitUntil(mutex_, std::chrono::steady_clock::now() + glance);
     } else {
       lock.unlock();
       flush();
@@ -222,11 +223,11 @@ void LiveSettings::finish() {
   if (isForked()) return;
   std::thread writer;
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     stopping_ = true;
     writer = std::move(writer_);
   }
-  wake_.notify_all();
+  wake_.notifyAll();
   if (writer.joinable()) {
     // The writer itself may be here: a sink of the log destroyed the store.
     writer.get_id() == std::this_thread::get_id() ? writer.detach() : writer.join();
@@ -234,7 +235,7 @@ void LiveSettings::finish() {
   if (flush()) return;
   Lines lines;
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     if (!pending_.empty() && std::exchange(lost_, pending_.latest()) != pending_.latest()) {
       lines.push_back("settings: " + file_.path().string() +
                       " could not be written to the end, changes lost: " + std::to_string(pending_.size()));

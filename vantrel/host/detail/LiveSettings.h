@@ -4,10 +4,8 @@
 #include <unistd.h>
 
 #include <chrono>
-#include <condition_variable>
 #include <filesystem>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -15,6 +13,7 @@
 #include <utility>
 #include <vector>
 
+#include "vantrel/base/Mutex.h"
 #include "vantrel/base/ValueTree.h"
 #include "vantrel/data/PropertyListExtent.h"
 #include "vantrel/host/detail/ExitList.h"
@@ -55,34 +54,36 @@ class LiveSettings : public ExitList::Member, public std::enable_shared_from_thi
  private:
   using Lines = std::vector<std::string>;
 
-  void startWriter();
+  void startWriter() VANTREL_REQUIRES(mutex_);
   void runWriter();
-  bool flush(Lines& lines);
-  SettingsFile::Update write();
-  std::chrono::milliseconds patience() const;
-  ValueTree merged() const;
-  void refresh(Lines& lines);
-  void know(SettingsFile::Contents contents);
-  void note(const SettingsFile::Update& update, Lines& lines);
+  bool flush(Lines& lines) VANTREL_EXCLUDES(writing_, mutex_);
+  SettingsFile::Update write() VANTREL_REQUIRES(writing_) VANTREL_EXCLUDES(mutex_);
+  std::chrono::milliseconds patience() const VANTREL_REQUIRES(mutex_);
+  ValueTree merged() const VANTREL_REQUIRES(mutex_);
+  void refresh(Lines& lines) VANTREL_REQUIRES(mutex_);
+  void know(SettingsFile::Contents contents) VANTREL_REQUIRES(mutex_);
+  void note(const SettingsFile::Update& update, Lines& lines) VANTREL_REQUIRES(mutex_);
 
   const SettingsFile file_;
   const pid_t process_ = getpid();
 
-  std::mutex writing_;  // held over a whole write; never asked for while mutex_ is held
-  std::mutex mutex_;
-  std::condition_variable wake_;
-  ValueTree stored_ = ValueTree::dictionary();  // what the file held when last seen
-  std::optional<Extent> storedExtent_;          // once somebody has asked
-  std::optional<FileVersion> seen_;
-  PendingChanges pending_;
-  Gathering gathering_;
-  PendingChanges::Serial lost_ = 0;  // the changes up to this one have been said to be lost
-  bool known_ = false;               // to the exit list
-  bool readFailureSaid_ = false;
-  bool writeFailureSaid_ = false;
-  bool lockMissed_ = false;  // once waited for in vain, and not got since
-  bool stopping_ = false;
-  std::thread writer_;
+  Mutex writing_;  // held over a whole write; never asked for while mutex_ is held
+  Mutex mutex_;
+  Condition wake_;
+  // What the file held when last seen.
+  ValueTree stored_ VANTREL_GUARDED_BY(mutex_) = ValueTree::dictionary();
+  std::optional<Extent> storedExtent_ VANTREL_GUARDED_BY(mutex_);  // once somebody has asked
+  std::optional<FileVersion> seen_ VANTREL_GUARDED_BY(mutex_);
+  PendingChanges pending_ VANTREL_GUARDED_BY(mutex_);
+  Gathering gathering_ VANTREL_GUARDED_BY(mutex_);
+  // The changes up to this one have been said to be lost.
+  PendingChanges::Serial lost_ VANTREL_GUARDED_BY(mutex_) = 0;
+  bool known_ VANTREL_GUARDED_BY(mutex_) = false;  // to the exit list
+  bool readFailureSaid_ VANTREL_GUARDED_BY(mutex_) = false;
+  bool writeFailureSaid_ VANTREL_GUARDED_BY(mutex_) = false;
+  bool lockMissed_ VANTREL_GUARDED_BY(mutex_) = false;  // once waited for in vain, and not got since
+  bool stopping_ VANTREL_GUARDED_BY(mutex_) = false;
+  std::thread writer_ VANTREL_GUARDED_BY(mutex_);
 };
 
 }  // namespace vantrel::host::detail

@@ -8,9 +8,9 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdint>
-#include <mutex>
 #include <utility>
 
+#include "vantrel/base/Mutex.h"
 #include "vantrel/loop/MainQueue.h"
 
 namespace vantrel::loop::detail {
@@ -63,9 +63,9 @@ struct ThreadEnds {
 };
 
 // What writers share.
-constinit std::mutex mutex;
-constinit Retirable* retired = nullptr;
-constinit bool mainLoopAsked = false;
+constinit Mutex mutex;
+constinit Retirable* retired VANTREL_GUARDED_BY(mutex) = nullptr;
+constinit bool mainLoopAsked VANTREL_GUARDED_BY(mutex) = false;
 
 bool isAnnounced(const Retirable* object) {
   for (const HazardRecord* record = records.load(); record; record = record->next) {
@@ -76,8 +76,8 @@ bool isAnnounced(const Retirable* object) {
   return false;
 }
 
-/// With the mutex held. The caller destroys what is returned without it: destructors run foreign code.
-[[nodiscard]] Retirable* takeUnused() {
+/// The caller destroys what is returned once the mutex is free: destructors run foreign code.
+[[nodiscard]] Retirable* takeUnused() VANTREL_REQUIRES(mutex) {
   Retirable* unused = nullptr;
   for (Retirable** link = &retired; Retirable* const each = *link;) {
     if (isAnnounced(each)) {
@@ -106,7 +106,7 @@ void askMainLoop(const Ask& ask) noexcept {
   try {
     ask();
   } catch (...) {
-    const std::lock_guard lock(mutex);
+    const MutexLock lock(mutex);
     mainLoopAsked = false;
   }
 }
@@ -115,7 +115,7 @@ void lookAgain(Duration pause) {
   Retirable* unused = nullptr;
   bool waits = false;
   {
-    const std::lock_guard lock(mutex);
+    const MutexLock lock(mutex);
     unused = takeUnused();
     mainLoopAsked = waits = retired != nullptr;
   }
@@ -153,7 +153,7 @@ void retire(std::unique_ptr<Retirable> object) noexcept {
   Retirable* unused = nullptr;
   bool asks = false;
   {
-    const std::lock_guard lock(mutex);
+    const MutexLock lock(mutex);
     object->nextRetired = std::exchange(retired, object.get());
     static_cast<void>(object.release());
     unused = takeUnused();

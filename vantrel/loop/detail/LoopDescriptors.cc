@@ -110,9 +110,11 @@ void LoopState::sleep(std::optional<Duration> atMost) {
 }
 
 void LoopState::sleepWithoutDescriptors(std::optional<Duration> atMost) {
-  std::unique_lock lock(mutex_);
-  wokenWithoutDescriptors_.wait_for(lock, std::min(atMost.value_or(kDescriptorGlance), kDescriptorGlance),
-                                    [this] { return woken_; });
+  const auto end =
+      std::chrono::steady_clock::now() + std::min(atMost.value_or(kDescriptorGlance), kDescriptorGlance);
+  const MutexLock lock(mutex_);
+  while (!woken_ && wokenWithoutDescriptors_.waitUntil(mutex_, end)) {
+  }
 }
 
 /// Tries to get some where there are none, and says once when there are none to have.
@@ -139,7 +141,7 @@ bool LoopState::haveIntactDescriptors() {
 
 bool LoopState::openDescriptors() {
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     if (!waiter_.open()) return false;
     if (woken_) waiter_.wake();
   }
@@ -150,14 +152,14 @@ bool LoopState::openDescriptors() {
 
 void LoopState::loseDescriptors() {
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     waiter_.forget();
   }
   log(LogLevel::Warning, "RunLoop: something else has closed its descriptors; it takes new ones.");
 }
 
 void LoopState::loseDescriptorsTo(const LoopState& owner) {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   if (waiter_.sharesNumberWith(owner.waiter_)) waiter_.forget();
 }
 

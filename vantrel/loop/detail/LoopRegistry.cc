@@ -2,9 +2,9 @@
 
 #include <pthread.h>
 
-#include <mutex>
 #include <set>
 
+#include "vantrel/base/Mutex.h"
 #include "vantrel/base/NeverDestroyed.h"
 #include "vantrel/loop/detail/LoopState.h"
 
@@ -12,8 +12,8 @@ namespace vantrel::loop::detail {
 namespace {
 
 struct Registry {
-  std::mutex mutex;
-  std::set<LoopState*> loops;
+  Mutex mutex;
+  std::set<LoopState*> loops VANTREL_GUARDED_BY(mutex);
 };
 
 Registry& registry() {
@@ -22,17 +22,19 @@ Registry& registry() {
   return *known;
 }
 
-void beforeFork() {
+// The locks of all loops go from one handler to the next, more than the analysis can follow.
+
+void beforeFork() VANTREL_UNCHECKED {
   registry().mutex.lock();
   for (LoopState* loop : registry().loops) loop->beforeFork();
 }
 
-void afterForkInParent() {
+void afterForkInParent() VANTREL_UNCHECKED {
   for (LoopState* loop : registry().loops) loop->afterForkInParent();
   registry().mutex.unlock();
 }
 
-void afterForkInChild() {
+void afterForkInChild() VANTREL_UNCHECKED {
   RunLoop* mainLoop = nullptr;
   for (LoopState* loop : registry().loops) {
     if (RunLoop* orphan = loop->afterForkInChild()) mainLoop = orphan;
@@ -52,18 +54,21 @@ void afterForkInChild() {
 namespace loops {
 
 void add(LoopState& loop) {
-  const std::lock_guard lock(registry().mutex);
-  registry().loops.insert(&loop);
+  Registry& known = registry();
+  const MutexLock lock(known.mutex);
+  known.loops.insert(&loop);
 }
 
 void remove(LoopState& loop) {
-  const std::lock_guard lock(registry().mutex);
-  registry().loops.erase(&loop);
+  Registry& known = registry();
+  const MutexLock lock(known.mutex);
+  known.loops.erase(&loop);
 }
 
 void ownDescriptorsOf(LoopState& loop) {
-  const std::lock_guard lock(registry().mutex);
-  for (LoopState* other : registry().loops) {
+  Registry& known = registry();
+  const MutexLock lock(known.mutex);
+  for (LoopState* other : known.loops) {
     if (other != &loop) other->loseDescriptorsTo(loop);
   }
 }

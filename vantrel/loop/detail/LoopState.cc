@@ -33,20 +33,20 @@ class LoopState::HandOver {
 };
 
 void LoopState::post(Task&& task) {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   if (closing_) return;
   posted_.push_back(std::move(task));
   wakeIfAsleep();
 }
 
 void LoopState::stop() {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   stopAsked_ = true;
   wakeIfAsleep();
 }
 
 bool LoopState::takeStop() {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   return std::exchange(stopAsked_, false);
 }
 
@@ -76,7 +76,7 @@ bool LoopState::turn() {
 
 std::optional<Instant> LoopState::nextDue() const {
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     if (tasksWait()) return clock().now();
   }
   if (timers_.empty() || timers_.begin()->first.first == kNever) return std::nullopt;
@@ -93,7 +93,7 @@ void LoopState::runUntil(std::optional<std::chrono::steady_clock::time_point> en
 }
 
 void LoopState::handOver() {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   asleep_ = true;
   // A run that was stopped right out of a sleep, which has taken the wake: no turn has seen to that.
   if (std::exchange(wakeTaken_, false)) woken_ = false;
@@ -102,7 +102,7 @@ void LoopState::handOver() {
 
 /// False when there is something to do; otherwise the next post or stop wakes the loop.
 bool LoopState::fallAsleep() {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   if (tasksWait() || stopAsked_) return false;
   asleep_ = true;
   return true;
@@ -117,12 +117,12 @@ void LoopState::wake() {
   asleep_ = false;
   if (std::exchange(woken_, true)) return;
   if (waiter_.isOpen() && !waiter_.wake()) waiter_.forget();
-  if (!waiter_.isOpen()) wokenWithoutDescriptors_.notify_one();
+  if (!waiter_.isOpen()) wokenWithoutDescriptors_.notifyOne();
 }
 
 /// Moves what was posted behind what an outer turn has taken and not run yet.
 void LoopState::takePosted() {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   asleep_ = false;
   if (std::exchange(woken_, false) && !wakeTaken_) waiter_.clearWake();
   wakeTaken_ = false;
@@ -179,17 +179,17 @@ bool LoopState::runTimers(std::uint64_t lastSerial) {
 }
 
 void LoopState::close() {
+  std::vector<Task> posted;
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     closing_ = true;
+    posted.swap(posted_);
   }
   handle_.reset();
   // What they captured may call the loop while it dies, so the containers are empty by then.
-  auto posted = std::move(posted_);
   auto taken = std::move(taken_);
   auto timers = std::move(timers_);
   auto watches = std::move(watches_);
-  posted_.clear();
   taken_.clear();
   timers_.clear();
   watches_.clear();

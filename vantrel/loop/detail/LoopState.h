@@ -3,16 +3,15 @@
 #include <sys/types.h>
 
 #include <atomic>
-#include <condition_variable>
 #include <cstdint>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <thread>
 #include <unordered_map>
 #include <vector>
 
+#include "vantrel/base/Mutex.h"
 #include "vantrel/loop/RunLoop.h"
 #include "vantrel/loop/detail/Waiter.h"
 
@@ -58,11 +57,11 @@ class LoopState {
   /// of a change and is never touched again.
   bool isOrphan() const { return isOrphan_; }
 
-  void beforeFork() { mutex_.lock(); }
-  void afterForkInParent() { mutex_.unlock(); }
+  void beforeFork() VANTREL_ACQUIRE(mutex_) { mutex_.lock(); }
+  void afterForkInParent() VANTREL_RELEASE(mutex_) { mutex_.unlock(); }
 
   /// Null, or the main loop when its thread is not in the child: it needs a successor.
-  RunLoop* afterForkInChild();
+  RunLoop* afterForkInChild() VANTREL_RELEASE(mutex_);
   static void succeedOrphanOf(RunLoop& loop);
 
   /// Forgets descriptors whose numbers the system has given to `owner`.
@@ -85,13 +84,13 @@ class LoopState {
 
   static File fileOf(int descriptor);
 
-  bool tasksWait() const { return !posted_.empty() || head_ < taken_.size(); }
+  bool tasksWait() const VANTREL_REQUIRES(mutex_) { return !posted_.empty() || head_ < taken_.size(); }
   bool innerTurn();
   void handOver();
   bool fallAsleep();
   bool takeStop();
-  void wakeIfAsleep();
-  void wake();
+  void wakeIfAsleep() VANTREL_REQUIRES(mutex_);
+  void wake() VANTREL_REQUIRES(mutex_);
   void takePosted();
   bool runTasks();
   bool runTimers(std::uint64_t lastSerial);
@@ -112,14 +111,16 @@ class LoopState {
   std::atomic<std::uint64_t> wakeUps_{0};
   bool isOrphan_ = false;
 
-  mutable std::mutex mutex_;
-  // Under the mutex. The waiter is opened, closed and woken under it, too.
+  mutable Mutex mutex_;
+  Condition wokenWithoutDescriptors_;
+  std::vector<Task> posted_ VANTREL_GUARDED_BY(mutex_);
+  bool asleep_ VANTREL_GUARDED_BY(mutex_) = true;  ///< or in the hands of a host that polls
+  bool woken_ VANTREL_GUARDED_BY(mutex_) = false;  ///< the waiter is to wake up, or would if it were open
+  bool stopAsked_ VANTREL_GUARDED_BY(mutex_) = false;
+
+  // Beyond the analysis: the waiter is opened, closed and woken with the mutex held, and waits without.
+  // `closing_` is changed by the loop's own thread with it held, which may look at it without, others with.
   Waiter waiter_;
-  std::condition_variable wokenWithoutDescriptors_;
-  std::vector<Task> posted_;
-  bool asleep_ = true;  ///< or in the hands of a host that polls
-  bool woken_ = false;  ///< the waiter is to wake up, or would be if it were open
-  bool stopAsked_ = false;
   bool closing_ = false;
 
   // The loop's own thread only.

@@ -30,37 +30,46 @@ WorkerPool::WorkerPool(std::size_t limit)
       usual_(std::min<std::size_t>(limit_, std::max(1U, std::thread::hardware_concurrency()))) {}
 
 void WorkerPool::post(Task&& task) {
-  Lock lock(mutex_);
-  if (closing_) return;
-  tasks_.push_back(std::move(task));
-  if (idle_ >= tasks_.size()) return work_.notify_one();
-  if (starved()) watch_.notify_one();
-  if (incomplete()) seeToThreads(lock);
+  Refusal refusal;
+  {
+    const MutexLock lock(mutex_);
+    if (closing_) return;
+    tasks_.push_back(std::move(task));
+    if (idle_ >= tasks_.size()) return work_.notifyOne();
+    if (starved()) watch_.notifyOne();
+    if (incomplete()) refusal = seeToThreads();
+  }
+  tell(refusal);
 }
 
 void WorkerPool::close() {
   if (isForked()) return;
   const bool own = home == this;
-  Lock lock(mutex_);
+  MutexLock lock(mutex_);
   closing_ = true;
-  work_.notify_all();
-  watch_.notify_all();
-  ended_.notify_all();
+  work_.notifyAll();
+  watch_.notifyAll();
+  ended_.notifyAll();
   if (own) leave();
   while (!tasks_.empty()) {
     // Without a single worker (the system gives none) the tasks run here.
     if (workers_.empty() && !startWorker()) {
-      runOne(lock);
+      Task task = takeTask();
+      lock.unlock();
+      task();
+      task = nullptr;
       if (isForked()) return;
-      lock.lock();
     } else {
-      help(lock);
+      const Refusal refusal = help();
+      lock.unlock();
+      tell(refusal);
     }
+    lock.lock();
   }
-  ended_.wait(lock, [this] { return workers_.empty(); });
+  while (!workers_.empty()) ended_.wait(mutex_);
   Threads threads = std::move(finished_);
   std::thread watcher = std::move(watcher_);
-  if (!own) lock.unlock();
+  lock.unlock();
   // One of them may be waiting for the calling thread's end if that is a worker itself.
   const auto letGo = [own](std::thread& thread) { own ? thread.detach() : thread.join(); };
   if (watcher.joinable()) letGo(watcher);
@@ -69,20 +78,20 @@ void WorkerPool::close() {
 
 void WorkerPool::leaveIfWorker() {
   if (home != this || isForked()) return;
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   leave();
 }
 
 std::size_t WorkerPool::workers() const {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   return workers_.size();
 }
 
-/// Makes what is missing of the usual threads. May leave the lock free.
-void WorkerPool::seeToThreads(Lock& lock) {
+/// Makes what is missing of the usual threads.
+WorkerPool::Refusal WorkerPool::seeToThreads() {
   if (workers_.size() < usual_) startWorker();
   if (!watcher_.joinable()) startWatching();
-  afterRefusal(lock);
+  return takeRefusal();
 }
 
 bool WorkerPool::startWorker() {
@@ -111,46 +120,50 @@ void WorkerPool::noteRefusal() {
   if (!std::exchange(refused_, true)) unsaid_ = true;
 }
 
-/// Says that threads are missing, and finds somebody who tries again if the watcher is missing too. Then the
-/// lock is free afterwards, as a sink of the log may use the queue.
-void WorkerPool::afterRefusal(Lock& lock) {
-  if (!refused_ && !unsaid_) return;
-  bool say = std::exchange(unsaid_, false);
-  const bool ask = refused_ && !watcher_.joinable() && !closing_ && !std::exchange(asked_, true);
-  if (!say && !ask) return;
+/// Somebody else has to try again if the watcher is missing too.
+WorkerPool::Refusal WorkerPool::takeRefusal() {
+  const bool asks = refused_ && !watcher_.joinable() && !closing_ && !std::exchange(asked_, true);
+  return {.say = std::exchange(unsaid_, false), .ask = asks};
+}
+
+void WorkerPool::tell(Refusal refusal) {
+  if (!refusal.say && !refusal.ask) return;
   const auto self = shared_from_this();
-  lock.unlock();
   try {
-    if (say) log(LogLevel::Warning, "BackgroundQueue: the system gives no more threads.");
-    say = false;
-    if (ask) {
-      MainQueue::postAfter(kPause, [weak = weak_from_this()] {
-        if (const auto pool = weak.lock()) pool->tryAgain();
-      });
-    }
+    if (refusal.say) log(LogLevel::Warning, "BackgroundQueue: the system gives no more threads.");
+    refusal.say = false;
+    if (!refusal.ask) return;
+    MainQueue::postAfter(kPause, [weak = weak_from_this()] {
+      if (const auto pool = weak.lock()) pool->tryAgain();
+    });
   } catch (const std::exception&) {
     // No memory for it either: the task stays queued, and the next one says and asks.
-    const std::lock_guard relock(mutex_);
-    unsaid_ = unsaid_ || say;
-    asked_ = asked_ && !ask;
+    const MutexLock lock(mutex_);
+    unsaid_ = unsaid_ || refusal.say;
+    asked_ = asked_ && !refusal.ask;
   }
 }
 
 void WorkerPool::tryAgain() {
   if (isForked()) return;
-  Lock lock(mutex_);
-  asked_ = false;
-  if (!closing_ && tasks_.size() > idle_ && incomplete()) seeToThreads(lock);
+  Refusal refusal;
+  {
+    const MutexLock lock(mutex_);
+    asked_ = false;
+    if (!closing_ && tasks_.size() > idle_ && incomplete()) refusal = seeToThreads();
+  }
+  tell(refusal);
 }
 
 /// Adds a worker if tasks wait and none is taken for a while.
-void WorkerPool::help(Lock& lock) {
+WorkerPool::Refusal WorkerPool::help() {
   const std::uint64_t before = taken_;
-  ended_.wait_for(lock, refused_ ? kPause : kPatience,
-                  [this, was = closing_] { return tasks_.empty() || closing_ != was; });
+  const bool was = closing_;
+  const auto end = std::chrono::steady_clock::now() + (refused_ ? kPause : kPatience);
+  while (!tasks_.empty() && closing_ == was && ended_.waitUntil(mutex_, end)) {
+  }
   if (before == taken_ && starved()) startWorker();
-  afterRefusal(lock);
-  if (!lock.owns_lock()) lock.lock();
+  return takeRefusal();
 }
 
 /// The calling worker is going to do something else for good: it has its place taken by another one.
@@ -161,60 +174,61 @@ void WorkerPool::leave() {
   if (self == workers_.end()) return;  // its body has ended, only its thread-local objects die
   self->detach();
   workers_.erase(self);
-  ended_.notify_all();
+  ended_.notifyAll();
 }
 
-/// Leaves the lock free: the task may have forked, closed the pool or both.
-void WorkerPool::runOne(Lock& lock) {
+WorkerPool::Task WorkerPool::takeTask() {
   Task task = std::move(tasks_.front());
   tasks_.pop_front();
   ++taken_;
-  lock.unlock();
-  task();
-  task = nullptr;
-}
-
-void WorkerPool::joinFinished(Lock& lock) {
-  Threads finished;
-  finished.swap(finished_);
-  lock.unlock();
-  for (std::thread& thread : finished) thread.join();
-  lock.lock();
+  return task;
 }
 
 void WorkerPool::work(Threads::iterator self) {
   RunLoop::declareWorkerThread();
   home = this;
-  Lock lock(mutex_);
+  MutexLock lock(mutex_);
   for (;;) {
     while (!tasks_.empty()) {
-      runOne(lock);
+      Task task = takeTask();
+      lock.unlock();
+      task();
+      task = nullptr;
       // The child has no other thread than this one, and nothing is left for it to do.
       if (isForked()) std::exit(EXIT_SUCCESS);
+      // It has closed the pool.
       if (home != this) return;
       lock.lock();
     }
     if (closing_ || workers_.size() > usual_) break;
     ++idle_;
-    work_.wait(lock, [this] { return !tasks_.empty() || closing_; });
+    while (tasks_.empty() && !closing_) work_.wait(mutex_);
     --idle_;
   }
   finished_.splice(finished_.end(), workers_, self);
-  watch_.notify_one();
-  ended_.notify_all();
+  watch_.notifyOne();
+  ended_.notifyAll();
 }
 
 /// Adds a worker whenever tasks wait and none is taken; joins those that have ended. Sleeps otherwise. A pool
 /// that closes is watched by the thread that closes it.
 void WorkerPool::watch() {
   RunLoop::declareWorkerThread();
-  Lock lock(mutex_);
+  MutexLock lock(mutex_);
   while (!closing_) {
-    joinFinished(lock);
-    if (starved()) {
-      help(lock);
+    if (!finished_.empty()) {
+      Threads finished;
+      finished.swap(finished_);
+      lock.unlock();
+      for (std::thread& thread : finished) thread.join();
+      lock.lock();
+    } else if (starved()) {
+      const Refusal refusal = help();
+      lock.unlock();
+      tell(refusal);
+      lock.lock();
     } else {
-      watch_.wait(lock, [this] { return starved() || closing_ || !finished_.empty(); });
+      watch_.wait(mutex_);
     }
   }
 }

@@ -1,15 +1,14 @@
 #pragma once
 
-#include <condition_variable>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <functional>
 #include <list>
 #include <memory>
-#include <mutex>
 #include <thread>
 
+#include "vantrel/base/Mutex.h"
 #include "vantrel/loop/detail/ForkCount.h"
 
 namespace vantrel::loop::detail {
@@ -44,22 +43,28 @@ class WorkerPool : public std::enable_shared_from_this<WorkerPool> {
   bool isForked() const { return madeAt_ != forkCount(); }
 
  private:
-  using Lock = std::unique_lock<std::mutex>;
   using Threads = std::list<std::thread>;
 
-  // All of these are called with the mutex held.
-  void seeToThreads(Lock& lock);
-  bool startWorker();
-  void startWatching();
-  void noteRefusal();
-  void afterRefusal(Lock& lock);
-  void help(Lock& lock);
-  void leave();
-  void runOne(Lock& lock);
-  void joinFinished(Lock& lock);
-  bool incomplete() const { return workers_.size() < usual_ || !watcher_.joinable(); }
-  bool starved() const { return tasks_.size() > idle_ && workers_.size() < limit_; }
+  /// What is left to do once the mutex is free, as a sink of the log may use the queue.
+  struct Refusal {
+    bool say = false;  ///< that the system gives no threads
+    bool ask = false;  ///< the main loop to try again
+  };
 
+  Refusal seeToThreads() VANTREL_REQUIRES(mutex_);
+  bool startWorker() VANTREL_REQUIRES(mutex_);
+  void startWatching() VANTREL_REQUIRES(mutex_);
+  void noteRefusal() VANTREL_REQUIRES(mutex_);
+  Refusal takeRefusal() VANTREL_REQUIRES(mutex_);
+  Refusal help() VANTREL_REQUIRES(mutex_);
+  void leave() VANTREL_REQUIRES(mutex_);
+  Task takeTask() VANTREL_REQUIRES(mutex_);
+  bool incomplete() const VANTREL_REQUIRES(mutex_) {
+    return workers_.size() < usual_ || !watcher_.joinable();
+  }
+  bool starved() const VANTREL_REQUIRES(mutex_) { return tasks_.size() > idle_ && workers_.size() < limit_; }
+
+  void tell(Refusal refusal) VANTREL_EXCLUDES(mutex_);
   void tryAgain();
   void work(Threads::iterator self);
   void watch();
@@ -68,20 +73,20 @@ class WorkerPool : public std::enable_shared_from_this<WorkerPool> {
   const std::size_t usual_;
   const unsigned madeAt_ = forkCount();
 
-  mutable std::mutex mutex_;
-  std::condition_variable work_;   ///< a task is queued, or the pool closes
-  std::condition_variable watch_;  ///< tasks may be waiting, a worker has ended, or the pool closes
-  std::condition_variable ended_;  ///< a worker has ended, or the pool closes
-  std::deque<Task> tasks_;
-  Threads workers_;
-  Threads finished_;  ///< ended, not joined yet
-  std::thread watcher_;
-  std::size_t idle_ = 0;
-  std::uint64_t taken_ = 0;
-  bool closing_ = false;
-  bool refused_ = false;  ///< the system gave no thread when last asked
-  bool unsaid_ = false;   ///< and the log has not heard of it
-  bool asked_ = false;    ///< the main loop is going to try again
+  mutable Mutex mutex_;
+  Condition work_;   ///< a task is queued, or the pool closes
+  Condition watch_;  ///< tasks may be waiting, a worker has ended, or the pool closes
+  Condition ended_;  ///< a worker has ended, or the pool closes
+  std::deque<Task> tasks_ VANTREL_GUARDED_BY(mutex_);
+  Threads workers_ VANTREL_GUARDED_BY(mutex_);
+  Threads finished_ VANTREL_GUARDED_BY(mutex_);  ///< ended, not joined yet
+  std::thread watcher_ VANTREL_GUARDED_BY(mutex_);
+  std::size_t idle_ VANTREL_GUARDED_BY(mutex_) = 0;
+  std::uint64_t taken_ VANTREL_GUARDED_BY(mutex_) = 0;
+  bool closing_ VANTREL_GUARDED_BY(mutex_) = false;
+  bool refused_ VANTREL_GUARDED_BY(mutex_) = false;  ///< the system gave no thread when last asked
+  bool unsaid_ VANTREL_GUARDED_BY(mutex_) = false;   ///< and the log has not heard of it
+  bool asked_ VANTREL_GUARDED_BY(mutex_) = false;    ///< the main loop is going to try again
 };
 
 }  // namespace vantrel::loop::detail

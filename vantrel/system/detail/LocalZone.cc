@@ -6,9 +6,10 @@
 #include <cstdlib>
 #include <ctime>
 #include <functional>
-#include <mutex>
 #include <optional>
 #include <string_view>
+
+#include "vantrel/base/Mutex.h"
 
 namespace vantrel::system::detail {
 namespace {
@@ -35,7 +36,7 @@ constexpr std::uint64_t kChanges = 0;
 
 constinit std::array<std::atomic<std::uint64_t>, 4096> knownBlocks{};
 
-constinit std::mutex zoneMutex;
+constinit Mutex zoneMutex;                       // for who changes the zone; reading takes none
 constinit std::atomic<std::size_t> zoneName{0};  // hash of TZ in force, 0 before the first use
 constinit std::atomic<std::uint64_t> zoneGeneration{0};
 
@@ -66,7 +67,7 @@ std::optional<std::int32_t> offsetOfBlock(std::int64_t moment, std::uint64_t gen
 }
 
 void enterZone(std::size_t name) {
-  const std::lock_guard lock(zoneMutex);
+  const MutexLock lock(zoneMutex);
   if (zoneName.load() == name) return;
   tzset();  // localtime_r alone does not look at the variable again
   std::uint64_t generation = zoneGeneration.load() + 1;

@@ -14,13 +14,13 @@ constexpr Levels::Time kStaleAfter = 300ms;
 }  // namespace
 
 void Levels::add(Time start, Time length, std::vector<float> decibels) {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   stretches_.push_back({start, start + length, std::move(decibels)});
   if (stretches_.size() > kMostStretches) stretches_.pop_front();
 }
 
 std::vector<float> Levels::at(Time position) const {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   const Stretch* best = nullptr;
   for (const Stretch& stretch : stretches_)
     if (stretch.start <= position && (!best || stretch.start >= best->start)) best = &stretch;
@@ -29,7 +29,7 @@ std::vector<float> Levels::at(Time position) const {
 }
 
 void Levels::clear() {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   stretches_.clear();
 }
 

@@ -2,8 +2,9 @@
 
 #include <chrono>
 #include <deque>
-#include <mutex>
 #include <vector>
+
+#include "vantrel/base/Mutex.h"
 
 namespace vantrel::backends::gstreamer::detail {
 
@@ -30,8 +31,8 @@ class Levels {
     std::vector<float> decibels;
   };
 
-  mutable std::mutex mutex_;
-  std::deque<Stretch> stretches_;
+  mutable Mutex mutex_;
+  std::deque<Stretch> stretches_ VANTREL_GUARDED_BY(mutex_);
 };
 
 }  // namespace vantrel::backends::gstreamer::detail
