@@ -62,8 +62,7 @@ Error lastError() { return Error::ofSystem(errno == 0 ? EIO : errno); }
 
 }  // namespace
 
-Result<AtomicFile> AtomicFile::create(const Path& path, mode_t mode) {
-  if (path.empty() || path.native().find('\0') != std::string::npos) return Error::ofSystem(ENOENT);
+Result<AtomicFile> AtomicFile::create(PathArgument path, mode_t mode) {
   const Result<Path> target = files::resolved(path);
   if (!target) return target.error();
   if (!target->has_filename()) return Error::ofSystem(EISDIR);
@@ -174,7 +173,7 @@ Result<void> AtomicFile::commit() {
   return {};
 }
 
-Result<void> AtomicFile::replace(const Path& path, std::span<const std::uint8_t> contents, mode_t mode) {
+Result<void> AtomicFile::replace(PathArgument path, std::span<const std::uint8_t> contents, mode_t mode) {
   Result<AtomicFile> file = create(path, mode);
   if (!file) return file.error();
   if (Result<void> written = file->write(contents); !written) return written;

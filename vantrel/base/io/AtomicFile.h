@@ -3,13 +3,13 @@
 #include <sys/types.h>
 
 #include <cstdint>
-#include <filesystem>
 #include <span>
 #include <string>
 
 #include "vantrel/base/Export.h"
 #include "vantrel/base/Result.h"
 #include "vantrel/base/io/Descriptor.h"
+#include "vantrel/base/io/PathArgument.h"
 
 namespace vantrel {
 
@@ -33,7 +33,7 @@ class VANTREL_EXPORT AtomicFile {
  public:
   /// Begins to write what will be at `path`; its folder must be there. `mode` is what a new file gets less
   /// the process's mask.
-  static Result<AtomicFile> create(const std::filesystem::path& path, mode_t mode = 0666);
+  static Result<AtomicFile> create(PathArgument path, mode_t mode = 0666);
 
   AtomicFile(AtomicFile&& other) noexcept = default;
   AtomicFile& operator=(AtomicFile&& other) noexcept = delete;
@@ -48,8 +48,7 @@ class VANTREL_EXPORT AtomicFile {
   Result<void> commit();
 
   /// All in one.
-  static Result<void> replace(const std::filesystem::path& path, std::span<const std::uint8_t> contents,
-                              mode_t mode = 0666);
+  static Result<void> replace(PathArgument path, std::span<const std::uint8_t> contents, mode_t mode = 0666);
 
  private:
   AtomicFile() = default;

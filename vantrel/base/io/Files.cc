@@ -11,12 +11,17 @@
 #include <memory>
 #include <new>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace vantrel::files {
 namespace {
 
-bool namesNothing(const std::string& path) { return path.empty() || path.find('\0') != path.npos; }
+/// The path as the system takes it; a zero byte would cut it short there.
+Result<std::string> named(PathArgument path) {
+  if ((*path).empty() || (*path).find('\0') != std::string_view::npos) return Error::ofSystem(ENOENT);
+  return std::string(*path);
+}
 
 /// Fills the buffer as far as there is input: pipes give less than is asked for. Negative when that fails.
 ssize_t fill(int descriptor, std::span<std::uint8_t> room) {
@@ -37,7 +42,7 @@ struct Opened {
   std::uint64_t size = 0;
 };
 
-Result<Opened> openRegular(const std::filesystem::path& path) {
+Result<Opened> openRegular(PathArgument path) {
   Result<Descriptor> file = openToRead(path);
   if (!file) return file.error();
   struct stat status {};
@@ -112,7 +117,7 @@ struct Mapping {
 
 }  // namespace
 
-Result<Bytes> read(const std::filesystem::path& path, std::uint64_t most) {
+Result<Bytes> read(PathArgument path, std::uint64_t most) {
   const Result<Opened> opened = openRegular(path);
   if (!opened) return opened.error();
   if (opened->size > most) return Error::ofSystem(EFBIG);
@@ -135,8 +140,11 @@ Result<void> readPieces(int descriptor, const std::function<bool(std::span<const
   }
 }
 
-Result<std::filesystem::path> resolved(std::filesystem::path path) {
+Result<std::filesystem::path> resolved(PathArgument from) {
   constexpr int kMostLinks = 40;
+  Result<std::string> name = named(from);
+  if (!name) return name.error();
+  std::filesystem::path path = *std::move(name);
   std::error_code error;
   for (int links = 0; std::filesystem::is_symlink(path, error); ++links) {
     if (links == kMostLinks) return Error::ofSystem(ELOOP);
@@ -147,9 +155,10 @@ Result<std::filesystem::path> resolved(std::filesystem::path path) {
   return path;
 }
 
-Result<Descriptor> openToRead(const std::filesystem::path& path) {
-  if (namesNothing(path.native())) return Error::ofSystem(ENOENT);
-  Descriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+Result<Descriptor> openToRead(PathArgument path) {
+  const Result<std::string> name = named(path);
+  if (!name) return name.error();
+  Descriptor file(::open(name->c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
   if (!file) return Error::ofSystem(errno);
   return file;
 }
@@ -165,7 +174,7 @@ Result<void> write(int descriptor, std::span<const std::uint8_t> contents) {
   return {};
 }
 
-Result<Bytes> map(const std::filesystem::path& path) {
+Result<Bytes> map(PathArgument path) {
   const Result<Opened> opened = openRegular(path);
   if (!opened) return opened.error();
   if (opened->size == 0) return Bytes();

@@ -10,11 +10,12 @@
 #include "vantrel/base/Export.h"
 #include "vantrel/base/Result.h"
 #include "vantrel/base/io/Descriptor.h"
+#include "vantrel/base/io/PathArgument.h"
 
 /// Files read whole or in pieces.
 ///
-/// A path that is empty or holds a zero byte names nothing (ENOENT). What fails gives the system's error.
-/// Threads: any; nothing is shared but the file system.
+/// A path that is absent, empty or holds a zero byte names nothing (ENOENT). What fails gives the system's
+/// error. Threads: any; nothing is shared but the file system.
 namespace vantrel::files {
 
 /// The most that is read into memory at once unless a caller asks for less or more: 2 GiB.
@@ -26,7 +27,7 @@ inline constexpr std::size_t kPiece = std::size_t{256} << 10;
 /// The whole contents of a regular file. EINVAL for anything else (a pipe or a device might never end),
 /// EISDIR for a folder, EFBIG for more than `most` bytes. The file may change while it is read: what was
 /// there when its turn came is what is given.
-VANTREL_EXPORT Result<Bytes> read(const std::filesystem::path& path, std::uint64_t most = kLargestInMemory);
+VANTREL_EXPORT Result<Bytes> read(PathArgument path, std::uint64_t most = kLargestInMemory);
 
 /// The rest of what an open descriptor gives, be it a file, a pipe or a device.
 VANTREL_EXPORT Result<Bytes> readRest(int descriptor, std::uint64_t most = kLargestInMemory);
@@ -39,10 +40,10 @@ VANTREL_EXPORT Result<void> readPieces(int descriptor,
 
 /// Where the links at a path's end lead to, whether anything is there or not; ELOOP when they lead in
 /// circles.
-VANTREL_EXPORT Result<std::filesystem::path> resolved(std::filesystem::path path);
+VANTREL_EXPORT Result<std::filesystem::path> resolved(PathArgument path);
 
 /// Opens for reading without blocking on a pipe that nobody writes to.
-VANTREL_EXPORT Result<Descriptor> openToRead(const std::filesystem::path& path);
+VANTREL_EXPORT Result<Descriptor> openToRead(PathArgument path);
 
 /// Writes all of it, or fails in the middle.
 VANTREL_EXPORT Result<void> write(int descriptor, std::span<const std::uint8_t> contents);
@@ -50,6 +51,6 @@ VANTREL_EXPORT Result<void> write(int descriptor, std::span<const std::uint8_t> 
 /// The contents of a regular file where they lie, read as they are looked at. Only for files that nobody else
 /// changes: when the file is cut, looking at what was behind the cut ends the process (SIGBUS). The library
 /// itself maps nothing; everything that others can change is read with `read`.
-VANTREL_EXPORT Result<Bytes> map(const std::filesystem::path& path);
+VANTREL_EXPORT Result<Bytes> map(PathArgument path);
 
 }  // namespace vantrel::files

@@ -71,12 +71,12 @@ std::string cache() { return variableOr("XDG_CACHE_HOME", ".cache"); }
 std::string data() { return variableOr("XDG_DATA_HOME", ".local/share"); }
 
 // Of several lines for one name the last counts.
-std::string user(std::string_view name, std::string_view otherwise) {
-  std::string found = below(home(), otherwise);
+std::string user(TextArgument name, TextArgument otherwise) {
+  std::string found = below(home(), *otherwise);
   const Result<Bytes> settings = files::read(below(config(), "user-dirs.dirs"));
   if (!settings) return found;
   std::string key = "XDG_";
-  key.append(name).append("_DIR=");
+  key.append(*name).append("_DIR=");
   for (std::string_view rest = settings->text(); !rest.empty();) {
     std::string_view line = rest.substr(0, rest.find('\n'));
     rest.remove_prefix(std::min(rest.size(), line.size() + 1));

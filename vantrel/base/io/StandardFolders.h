@@ -1,9 +1,9 @@
 #pragma once
 
 #include <string>
-#include <string_view>
 
 #include "vantrel/base/Export.h"
+#include "vantrel/base/TextArgument.h"
 
 /// The user's standard folders, by the XDG Base Directory Specification and the file that xdg-user-dirs
 /// keeps.
@@ -26,6 +26,6 @@ VANTREL_EXPORT std::string data();
 
 /// A folder that the user named in user-dirs.dirs under the configuration folder, as "MUSIC" or "DOWNLOAD";
 /// else the home folder's `otherwise`.
-VANTREL_EXPORT std::string user(std::string_view name, std::string_view otherwise);
+VANTREL_EXPORT std::string user(TextArgument name, TextArgument otherwise);
 
 }  // namespace vantrel::folders
