@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <array>
 #include <span>
+#include <string_view>
 
 namespace vantrel {
 namespace {
@@ -80,11 +81,11 @@ Block mixed(Block block, unsigned char pad) {
 
 }  // namespace
 
-std::string KWHmacMD5::HmacMD5String(std::string_view text) { return hexOf(md5(text), "0123456789ABCDEF"); }
+std::string KWHmacMD5::HmacMD5String(TextArgument text) { return hexOf(md5(*text), "0123456789ABCDEF"); }
 
-std::string KWHmacMD5::HmacMD5String_Key(std::string_view text, std::string_view Key) {
-  const Block key = blockOf(Key);
-  const Digest inner = Md5().add(mixed(key, 0x36)).addUpToZeroByte(text).digest();
+std::string KWHmacMD5::HmacMD5String_Key(TextArgument text, TextArgument Key) {
+  const Block key = blockOf(*Key);
+  const Digest inner = Md5().add(mixed(key, 0x36)).addUpToZeroByte(*text).digest();
   return hexOf(Md5().add(mixed(key, 0x5C)).add(inner).digest(), "0123456789abcdef");
 }
 

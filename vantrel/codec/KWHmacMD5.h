@@ -1,9 +1,9 @@
 #pragma once
 
 #include <string>
-#include <string_view>
 
 #include "vantrel/base/Export.h"
+#include "vantrel/base/TextArgument.h"
 
 namespace vantrel {
 
@@ -22,12 +22,12 @@ class VANTREL_EXPORT KWHmacMD5 {
 
   /// The MD5 of the text, without a key in spite of the name: 32 UPPERCASE digits.
   /// "abc" -> "900150983CD24FB0D6963F7D28E17F72"
-  static std::string HmacMD5String(std::string_view text);
+  static std::string HmacMD5String(TextArgument text);
 
   /// The HMAC-MD5 of the text: 32 lowercase digits. A key of more than 64 bytes counts as its MD5, a shorter
   /// one as if it were filled up with zero bytes.
   /// "what do ya want for nothing?", "Jefe" -> "750c783e6ab0b503eaa86e310a5db738"
-  static std::string HmacMD5String_Key(std::string_view text, std::string_view Key);
+  static std::string HmacMD5String_Key(TextArgument text, TextArgument Key);
 };
 
 }  // namespace vantrel

@@ -1,13 +1,14 @@
 #pragma once
 
 #include <cstdint>
+#include <initializer_list>
 #include <optional>
 #include <span>
 #include <string>
-#include <string_view>
 
 #include "vantrel/base/Bytes.h"
 #include "vantrel/base/Export.h"
+#include "vantrel/base/TextArgument.h"
 #include "vantrel/base/ValueTree.h"
 
 namespace vantrel {
@@ -32,7 +33,7 @@ class VANTREL_EXPORT KWTools {
   /// bytes.
   ///
   ///   "AB cd EF" -> AB CD EF    "abc" -> AB    "5z" -> 05    "zz" -> 00    "-1" -> FF    "0x1F" -> 00 1F
-  static Bytes HexToData(std::optional<std::string_view> text);
+  static Bytes HexToData(TextArgument text);
 
   /// Two digits a byte; "" for empty or absent data. 00 0A FF -> "000aff".
   static std::string dataToHex(const std::optional<Bytes>& data);
@@ -69,7 +70,7 @@ class VANTREL_EXPORT KWTools {
   /// The value of one hexadecimal digit: "a" to "f" and "A" to "F" give 10 to 15. Any other text gives its
   /// leading decimal integer after white space and with an optional sign, clamped to 32 bits, 0 when there is
   /// none. "7" -> 7, "12" -> 12, " 9" -> 9, "ff" -> 0. 0 for absent text.
-  static std::int32_t StringToInt(std::optional<std::string_view> text);
+  static std::int32_t StringToInt(TextArgument text);
 
   /// The low 8 bits of `dataToInt` as a signed number: for up to 6 bytes, the last byte. 01 FE -> -2.
   static std::int32_t getNaturalNumber(const std::optional<Bytes>& data);
@@ -88,7 +89,7 @@ class VANTREL_EXPORT KWTools {
 
   /// The strings one after the other; "" for an empty or absent list.
   static std::string string(const std::optional<std::span<const std::string>>& list);
-  static std::string string(std::initializer_list<std::string_view> list);
+  static std::string string(std::initializer_list<TextArgument> list);
 
   /// `string_Encode` with UTF-16 little-endian; a byte-order mark is neither needed nor taken away.
   static std::optional<std::string> stringUnicode(const std::optional<Bytes>& data);
@@ -122,13 +123,13 @@ class VANTREL_EXPORT KWTools {
 
   /// Stores the value under the key; an absent or null value removes the entry. Nothing happens without a
   /// key, or with a value that a property list cannot hold.
-  static void setUser_forKey(const std::optional<ValueTree>& value, std::optional<std::string_view> key);
+  static void setUser_forKey(const std::optional<ValueTree>& value, TextArgument key);
 
   /// The stored value; absent when there is none.
-  static std::optional<ValueTree> getUserByKey(std::optional<std::string_view> key);
+  static std::optional<ValueTree> getUserByKey(TextArgument key);
 
   /// Deletes the entry.
-  static void removeUserByKey(std::optional<std::string_view> key);
+  static void removeUserByKey(TextArgument key);
 };
 
 }  // namespace vantrel

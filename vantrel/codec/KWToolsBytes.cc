@@ -37,9 +37,7 @@ std::int32_t leadingDecimal(std::string_view text) {
 
 }  // namespace
 
-Bytes KWTools::HexToData(std::optional<std::string_view> text) {
-  return codec::detail::bytesOfHex(text.value_or(std::string_view()));
-}
+Bytes KWTools::HexToData(TextArgument text) { return codec::detail::bytesOfHex(*text); }
 
 std::string KWTools::dataToHex(const std::optional<Bytes>& data) {
   return data ? codec::detail::hexOf(data->span()) : std::string();
@@ -99,8 +97,8 @@ std::int64_t KWTools::dataToInt(const std::optional<Bytes>& data) {
   return sum >= kTwoTo63 ? std::numeric_limits<std::int64_t>::max() : static_cast<std::int64_t>(sum);
 }
 
-std::int32_t KWTools::StringToInt(std::optional<std::string_view> text) {
-  const std::string_view digit = text.value_or(std::string_view());
+std::int32_t KWTools::StringToInt(TextArgument text) {
+  const std::string_view digit = *text;
   if (digit.size() == 1) {
     const char lower = static_cast<char>(digit[0] | 0x20);
     if (lower >= 'a' && lower <= 'f') return lower - 'a' + 10;

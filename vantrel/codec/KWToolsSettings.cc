@@ -3,16 +3,14 @@
 
 namespace vantrel {
 
-void KWTools::setUser_forKey(const std::optional<ValueTree>& value, std::optional<std::string_view> key) {
+void KWTools::setUser_forKey(const std::optional<ValueTree>& value, TextArgument key) {
   if (key) Host::current().settings->setObject_forKey(value.value_or(ValueTree()), *key);
 }
 
-std::optional<ValueTree> KWTools::getUserByKey(std::optional<std::string_view> key) {
+std::optional<ValueTree> KWTools::getUserByKey(TextArgument key) {
   return key ? Host::current().settings->objectForKey(*key) : std::nullopt;
 }
 
-void KWTools::removeUserByKey(std::optional<std::string_view> key) {
-  if (key) Host::current().settings->removeObjectForKey(*key);
-}
+void KWTools::removeUserByKey(TextArgument key) { Host::current().settings->removeObjectForKey(key); }
 
 }  // namespace vantrel

@@ -7,10 +7,10 @@ namespace {
 template <typename Strings>
 std::string joined(const Strings& strings) {
   std::size_t length = 0;
-  for (std::string_view piece : strings) length += piece.size();
+  for (const TextArgument piece : strings) length += (*piece).size();
   std::string whole;
   whole.reserve(length);
-  for (std::string_view piece : strings) whole += piece;
+  for (const TextArgument piece : strings) whole += *piece;
   return whole;
 }
 
@@ -24,7 +24,7 @@ std::string KWTools::string(const std::optional<std::span<const std::string>>& l
   return list ? joined(*list) : std::string();
 }
 
-std::string KWTools::string(std::initializer_list<std::string_view> list) { return joined(list); }
+std::string KWTools::string(std::initializer_list<TextArgument> list) { return joined(list); }
 
 std::optional<std::string> KWTools::stringUnicode(const std::optional<Bytes>& data) {
   return string_Encode(data, text::kUtf16LittleEndian);

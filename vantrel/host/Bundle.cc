@@ -4,18 +4,18 @@
 
 namespace vantrel {
 
-Bundle Bundle::ofExecutable(const std::filesystem::path& executable, std::string_view name) {
-  const std::filesystem::path folder = executable.parent_path();
+Bundle Bundle::ofExecutable(PathArgument executable, TextArgument name) {
+  const std::filesystem::path folder = std::filesystem::path(*executable).parent_path();
   std::error_code error;
   if (std::filesystem::is_directory(folder / "Resources", error)) return Bundle(folder / "Resources");
-  return Bundle((folder / ".." / "share" / name).lexically_normal());
+  return Bundle((folder / ".." / "share" / *name).lexically_normal());
 }
 
-std::optional<std::filesystem::path> Bundle::pathForResource(std::string_view name) const {
+std::optional<std::filesystem::path> Bundle::pathForResource(PathArgument name) const {
+  const std::filesystem::path relative(*name);
   // A NUL would end the name early for the system and let it look for something else.
-  if (name.empty() || name.find('\0') != std::string_view::npos) return std::nullopt;
-  const std::filesystem::path relative(name);
-  if (relative.is_absolute()) return std::nullopt;
+  const bool isCut = relative.native().find('\0') != std::string::npos;
+  if (relative.empty() || relative.is_absolute() || isCut) return std::nullopt;
   for (const auto& component : relative) {
     if (component == "..") return std::nullopt;
   }

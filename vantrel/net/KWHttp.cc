@@ -4,6 +4,7 @@
 #include <array>
 #include <charconv>
 #include <cstdint>
+#include <string_view>
 
 #include "vantrel/base/Utf8.h"
 
@@ -29,7 +30,8 @@ std::optional<char> byteOf(std::string_view digits) {
 
 }  // namespace
 
-std::string KWHttp::encodeURL(std::string_view text) {
+std::string KWHttp::encodeURL(TextArgument plain) {
+  const std::string_view text = *plain;
   constexpr char kDigits[] = "0123456789ABCDEF";
   std::string encoded;
   encoded.reserve(text.size());
@@ -44,7 +46,8 @@ std::string KWHttp::encodeURL(std::string_view text) {
   return encoded;
 }
 
-std::optional<std::string> KWHttp::decodeURL(std::string_view text) {
+std::optional<std::string> KWHttp::decodeURL(TextArgument encoded) {
+  std::string_view text = *encoded;
   std::string decoded;
   decoded.reserve(text.size());
   while (!text.empty()) {

@@ -2,9 +2,9 @@
 
 #include <optional>
 #include <string>
-#include <string_view>
 
 #include "vantrel/base/Export.h"
+#include "vantrel/base/TextArgument.h"
 
 namespace vantrel {
 
@@ -19,11 +19,11 @@ class VANTREL_EXPORT KWHttp {
   /// !$&'()*+,-./:;=?@_~ , so "%" and "#" too: encoding twice encodes twice.
   ///
   ///   "a b?x=1&y=é" -> "a%20b?x=1&y=%C3%A9"
-  static std::string encodeURL(std::string_view text);
+  static std::string encodeURL(TextArgument text);
 
   /// Undoes percent-encoding; "+" stays a "+". Absent when a "%" is not followed by two hexadecimal digits,
   /// and when the result is not valid UTF-8.
-  static std::optional<std::string> decodeURL(std::string_view text);
+  static std::optional<std::string> decodeURL(TextArgument text);
 };
 
 }  // namespace vantrel

@@ -23,15 +23,17 @@ namespace vantrel {
 namespace {
 
 // The path as the system calls take it; absent when it is empty or a NUL byte would cut it short.
-std::optional<std::string> systemPath(std::string_view path) {
-  if (path.empty() || path.find('\0') != path.npos) return std::nullopt;
-  return std::string(path);
+std::optional<std::string> systemPath(PathArgument path) {
+  const std::string_view name = *path;
+  if (name.empty() || name.find('\0') != name.npos) return std::nullopt;
+  return std::string(name);
 }
 
 // "folder/" names what "folder" does, but makes a link at the end be followed.
-std::optional<std::string> withoutEndSlashes(std::string_view path) {
-  while (path.size() > 1 && path.back() == '/') path.remove_suffix(1);
-  return systemPath(path);
+std::optional<std::string> withoutEndSlashes(PathArgument path) {
+  std::string_view name = *path;
+  while (name.size() > 1 && name.back() == '/') name.remove_suffix(1);
+  return systemPath(name);
 }
 
 bool exists(const std::string& path) {
@@ -51,15 +53,16 @@ bool createEmptyFile(const std::string& path) {
   return static_cast<bool>(Descriptor(::open(path.c_str(), flags, 0666)));
 }
 
-std::optional<Bytes> contentsOf(std::optional<std::string_view> path) {
+std::optional<Bytes> contentsOf(PathArgument path) {
   try {
-    return files::read(path.value_or(""));
+    return files::read(path);
   } catch (const std::bad_alloc&) {
     return std::nullopt;
   }
 }
 
-std::string join(std::string folder, std::string_view part) {
+std::string join(std::string folder, PathArgument below) {
+  std::string_view part = *below;
   while (part.starts_with('/')) part.remove_prefix(1);
   while (part.ends_with('/')) part.remove_suffix(1);
   if (part.empty()) return folder;
@@ -75,8 +78,7 @@ std::string sizeText(double quotient, const char* unit) {
   return std::string(digits, end) + unit;
 }
 
-std::optional<std::string> resource(const Bundle& bundle, std::string_view name) {
-  if (!systemPath(name)) return std::nullopt;
+std::optional<std::string> resource(const Bundle& bundle, PathArgument name) {
   const auto path = bundle.pathForResource(name);
   if (!path) return std::nullopt;
   return path->string();
@@ -84,7 +86,7 @@ std::optional<std::string> resource(const Bundle& bundle, std::string_view name)
 
 }  // namespace
 
-bool KWFile::createPath(std::string_view path) {
+bool KWFile::createPath(PathArgument path) {
   const auto file = withoutEndSlashes(path);
   if (!file) return false;
   if (exists(*file)) {
@@ -96,23 +98,21 @@ bool KWFile::createPath(std::string_view path) {
   return createEmptyFile(*file);
 }
 
-std::string KWFile::createOn_MiddlePath_File(std::uint64_t base, std::optional<std::string_view> middle,
-                                             std::optional<std::string_view> file) {
-  std::string folder = join(system::detail::standardDirectory(base), middle.value_or(""));
+std::string KWFile::createOn_MiddlePath_File(std::uint64_t base, PathArgument middle, PathArgument file) {
+  std::string folder = join(system::detail::standardDirectory(base), middle);
   if (systemPath(folder) && !exists(folder)) createFolders(folder);
   if (!file) return folder;
-  std::string path = join(folder, *file);
+  std::string path = join(folder, file);
   if (systemPath(path) && !exists(path)) createEmptyFile(path);
   return path;
 }
 
-std::string KWFile::listPath_MiddlePath_File(std::uint64_t base, std::string_view middle,
-                                             std::optional<std::string_view> file) {
-  return join(join(system::detail::standardDirectory(base), middle), file.value_or(""));
+std::string KWFile::listPath_MiddlePath_File(std::uint64_t base, PathArgument middle, PathArgument file) {
+  return join(join(system::detail::standardDirectory(base), middle), file);
 }
 
-std::optional<std::string> KWFile::findPath_MiddlePath_File(std::uint64_t base, std::string_view middle,
-                                                            std::optional<std::string_view> file) {
+std::optional<std::string> KWFile::findPath_MiddlePath_File(std::uint64_t base, PathArgument middle,
+                                                            PathArgument file) {
   std::string path = listPath_MiddlePath_File(base, middle, file);
   if (!systemPath(path) || !exists(path)) return std::nullopt;
   return path;
@@ -131,13 +131,13 @@ std::string KWFile::fileByte(std::int64_t bytes) {
   return "-1";
 }
 
-bool KWFile::renameOldName_NewName(std::string_view oldPath, std::string_view newPath) {
+bool KWFile::renameOldName_NewName(PathArgument oldPath, PathArgument newPath) {
   const auto from = systemPath(oldPath);
   const auto to = systemPath(newPath);
   return from && to && ::rename(from->c_str(), to->c_str()) == 0;
 }
 
-bool KWFile::removePath(std::string_view path) {
+bool KWFile::removePath(PathArgument path) {
   const auto target = withoutEndSlashes(path);
   if (!target) return false;
   const std::string_view last = std::string_view(*target).substr(target->rfind('/') + 1);
@@ -154,11 +154,11 @@ bool KWFile::removePath(std::string_view path) {
   return ::rmdir(target->c_str()) == 0;
 }
 
-bool KWFile::writeData_fillFile(const Bytes& data, std::string_view path) {
+bool KWFile::writeData_fillFile(const Bytes& data, PathArgument path) {
   return AtomicFile::replace(path, data.span()).has_value();
 }
 
-void KWFile::writeData_endFile(const Bytes& data, std::string_view path) {
+void KWFile::writeData_endFile(const Bytes& data, PathArgument path) {
   const auto name = systemPath(path);
   if (!name) return;
   const Descriptor file(::open(name->c_str(), O_WRONLY | O_APPEND | O_NONBLOCK | O_CLOEXEC));
@@ -168,33 +168,29 @@ void KWFile::writeData_endFile(const Bytes& data, std::string_view path) {
   if (!files::write(file.get(), data.span()) && ::ftruncate(file.get(), status.st_size) != 0) return;
 }
 
-std::string KWFile::find_File(std::string_view subBundle, std::string_view name) {
+std::string KWFile::find_File(PathArgument subBundle, PathArgument name) {
   const auto folder = resource(*Host::current().bundle, subBundle);
   if (!folder) return {};
   return resource(Bundle(*folder), name).value_or("");
 }
 
-std::optional<std::string> KWFile::find(std::string_view name) {
-  return resource(*Host::current().bundle, name);
-}
+std::optional<std::string> KWFile::find(PathArgument name) { return resource(*Host::current().bundle, name); }
 
-std::optional<ValueTree> KWFile::JsonPath(std::optional<std::string_view> path) {
-  return JsonData(contentsOf(path));
-}
+std::optional<ValueTree> KWFile::JsonPath(PathArgument path) { return JsonData(contentsOf(path)); }
 
 std::optional<ValueTree> KWFile::JsonData(const std::optional<Bytes>& data) {
   if (!data) return std::nullopt;
   return json::parse(data->text());
 }
 
-std::optional<std::string> KWFile::stringPath(std::optional<std::string_view> path) {
+std::optional<std::string> KWFile::stringPath(PathArgument path) {
   const auto contents = contentsOf(path);
   if (!contents || !text::isValidUtf8(contents->text())) return std::nullopt;
   return std::string(contents->text());
 }
 
-std::optional<std::vector<std::string>> KWFile::subPaths(std::optional<std::string_view> path) {
-  const auto folder = systemPath(path.value_or(""));
+std::optional<std::vector<std::string>> KWFile::subPaths(PathArgument path) {
+  const auto folder = systemPath(path);
   if (!folder) return std::nullopt;
   std::vector<std::string> paths;
   const auto add = [&paths](int, const char*, const std::string& relativePath, bool) {
@@ -204,7 +200,7 @@ std::optional<std::vector<std::string>> KWFile::subPaths(std::optional<std::stri
   return paths;
 }
 
-std::int64_t KWFile::sizeOfFile(std::string_view path) {
+std::int64_t KWFile::sizeOfFile(PathArgument path) {
   const auto file = systemPath(path);
   struct stat status {};
   if (!file || ::stat(file->c_str(), &status) != 0) return 0;

@@ -41,35 +41,37 @@ void logCompletion(double interval, const std::optional<Error>& error) {
 
 }  // namespace
 
-void KWNotice::post_Object(std::string_view name, const ValueTree& object) {
-  NotificationBus::shared().post(name, object);
+void KWNotice::post_Object(TextArgument name, const ValueTree& object) {
+  NotificationBus::shared().post(*name, object);
 }
 
-void KWNotice::post_Object(std::string_view name, const ValueTree* object) {
-  NotificationBus::shared().post(name, object, nullptr);
+void KWNotice::post_Object(TextArgument name, const ValueTree* object) {
+  NotificationBus::shared().post(*name, object, nullptr);
 }
 
-void KWNotice::add_Action_Own(std::string_view name, NotificationBus::Action action,
+void KWNotice::add_Action_Own(TextArgument name, NotificationBus::Action action,
                               const std::weak_ptr<const void>& own) {
-  NotificationBus::shared().add(name, std::move(action), own);
+  NotificationBus::shared().add(*name, std::move(action), own);
 }
 
-void KWNotice::remove_Own(std::string_view name, const std::weak_ptr<const void>& own) {
-  NotificationBus::shared().remove(name, own);
+void KWNotice::remove_Own(TextArgument name, const std::weak_ptr<const void>& own) {
+  NotificationBus::shared().remove(*name, own);
 }
 
-void KWNotice::pushLocalNoticeDate_ID_Txt_0_Txt_1_Txt_2_Badge_Repeat(
-    std::string_view timeText, std::string_view identifier, std::string_view title, std::string_view subtitle,
-    std::string_view body, std::int64_t badge, bool repeat) {
+void KWNotice::pushLocalNoticeDate_ID_Txt_0_Txt_1_Txt_2_Badge_Repeat(TextArgument timeText,
+                                                                     TextArgument identifier,
+                                                                     TextArgument title,
+                                                                     TextArgument subtitle, TextArgument body,
+                                                                     std::int64_t badge, bool repeat) {
   const double interval = KWTime::differenceOfDateA_AndDateB(timeText, KWTime::dateString());
   // Not a number when the text does not parse.
   if (!(interval > 0)) return log(LogLevel::Error, "push Local Notice Date error.");
 
   LocalNotificationRequest request;
-  request.identifier = identifier;
-  request.title = title;
-  request.subtitle = subtitle;
-  request.body = body;
+  request.identifier = *identifier;
+  request.title = *title;
+  request.subtitle = *subtitle;
+  request.body = *body;
   request.badge = badge;
   request.interval = interval;
   request.repeats = repeat && interval >= kShortestRepeat;

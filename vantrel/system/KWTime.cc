@@ -167,8 +167,8 @@ std::optional<Date> KWTime::makeDateYear_Month_Day_Hour_Min_Sec(std::int32_t yea
   return Date{static_cast<double>(*moment)};
 }
 
-std::optional<KWTime::MemberList> KWTime::divideDateMembers(std::string_view timeText) {
-  const std::u16string units = text::utf16(timeText);
+std::optional<KWTime::MemberList> KWTime::divideDateMembers(TextArgument timeText) {
+  const std::u16string units = text::utf16(*timeText);
   if (units.size() != kTextLength) return std::nullopt;
   const auto cut = [&units](std::size_t at, std::size_t length) {
     return text::utf8(std::u16string_view(units).substr(at, length));
@@ -178,19 +178,19 @@ std::optional<KWTime::MemberList> KWTime::divideDateMembers(std::string_view tim
 
 std::string KWTime::dateString() { return textOf(localNow()); }
 
-std::optional<std::string> KWTime::addSec_OnDate(double seconds, std::string_view timeText) {
+std::optional<std::string> KWTime::addSec_OnDate(double seconds, TextArgument timeText) {
   const LocalZone zone = LocalZone::current();
-  const auto moment = parse(timeText, zone);
+  const auto moment = parse(*timeText, zone);
   if (!moment) return std::nullopt;
   const auto local = localSeconds(static_cast<double>(*moment) + seconds, zone);
   if (!local || *local < kFirstText) return std::nullopt;
   return textOf(split(*local));
 }
 
-double KWTime::differenceOfDateA_AndDateB(std::string_view timeTextA, std::string_view timeTextB) {
+double KWTime::differenceOfDateA_AndDateB(TextArgument timeTextA, TextArgument timeTextB) {
   const LocalZone zone = LocalZone::current();
-  const auto a = parse(timeTextA, zone);
-  const auto b = parse(timeTextB, zone);
+  const auto a = parse(*timeTextA, zone);
+  const auto b = parse(*timeTextB, zone);
   if (!a || !b) return std::numeric_limits<double>::quiet_NaN();
   return static_cast<double>(*a - *b);
 }

@@ -4,10 +4,10 @@
 #include <cstdint>
 #include <optional>
 #include <string>
-#include <string_view>
 
 #include "vantrel/base/Date.h"
 #include "vantrel/base/Export.h"
+#include "vantrel/base/TextArgument.h"
 
 namespace vantrel {
 
@@ -50,7 +50,7 @@ class VANTREL_EXPORT KWTime {
 
   /// Cuts a text of exactly 14 characters (UTF-16 code units) at 4, 6, 8, 10 and 12, whatever they are;
   /// absent for any other length. "20240305140709" gives 2024, 03, 05, 14, 07, 09.
-  static std::optional<MemberList> divideDateMembers(std::string_view timeText);
+  static std::optional<MemberList> divideDateMembers(TextArgument timeText);
 
   /// The current local time as time text.
   static std::string dateString();
@@ -59,11 +59,11 @@ class VANTREL_EXPORT KWTime {
   /// second that the moment lies in). Seconds are counted on the time line, so across a change of the clock
   /// the result shows the new local time. Absent when the text does not parse, and when the result lies
   /// outside the years 1 to 9999 or `seconds` is NaN.
-  static std::optional<std::string> addSec_OnDate(double seconds, std::string_view timeText);
+  static std::optional<std::string> addSec_OnDate(double seconds, TextArgument timeText);
 
   /// A - B in seconds, positive when A is later. NaN when either text does not parse: no comparison with it
   /// holds, so test for what is wanted (`> 0`), not for its opposite.
-  static double differenceOfDateA_AndDateB(std::string_view timeTextA, std::string_view timeTextB);
+  static double differenceOfDateA_AndDateB(TextArgument timeTextA, TextArgument timeTextB);
 
   /// A - B in seconds.
   static double gapOfDateA_DateB(Date dateA, Date dateB);
