@@ -113,7 +113,8 @@ void PlaySession::finish() {
   events_ = {};
   if (redraw_) redraw_->invalidate();
   if (!anythingPlayed_ && !outputLost_) message("nothing could be played");
-  if (!vantrel::Host::current().settings->synchronize()) message("cannot write the settings");
+  const auto written = vantrel::Host::current().settings->synchronize();
+  if (!written) message("cannot write the settings: " + written.error().description());
 }
 
 void PlaySession::end() {

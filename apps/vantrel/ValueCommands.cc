@@ -54,7 +54,8 @@ bool chooseApplication(const std::optional<std::string>& name) {
 }
 
 int keepSettings() {
-  return vantrel::Host::current().settings->synchronize() ? kDone : failed("cannot write the settings");
+  const auto written = vantrel::Host::current().settings->synchronize();
+  return written ? kDone : failed("cannot write the settings: " + written.error().description());
 }
 
 int getSetting(const std::string& key, bool asJson) {

@@ -96,7 +96,7 @@ TEST_F(SettingsStoreTest, KeepsEveryKindOfValueOverReopening) {
 
 TEST_F(SettingsStoreTest, RemovesEntriesAlsoByStoringNull) {
   SettingsStore store(file_);
-  for (const char* key : {"a", "b", "c"}) store.setObject_forKey(1, key);
+  for (const char* key : {"a", "b", "c"}) EXPECT_TRUE(store.setObject_forKey(1, key));
   ASSERT_TRUE(store.synchronize());
   store.removeObjectForKey("a");
   EXPECT_TRUE(store.setObject_forKey(nullptr, "b"));
@@ -107,10 +107,14 @@ TEST_F(SettingsStoreTest, RemovesEntriesAlsoByStoringNull) {
 
 TEST_F(SettingsStoreTest, RefusesWhatNoPropertyListHolds) {
   SettingsStore store(file_);
-  store.setObject_forKey("kept", "key");
+  EXPECT_TRUE(store.setObject_forKey("kept", "key"));
   EXPECT_FALSE(store.setObject_forKey(ValueTree::list({nullptr}), "key"));
   EXPECT_FALSE(store.setObject_forKey("\xff", "key"));
   EXPECT_FALSE(store.setObject_forKey(1, "\xff"));
+  const char* const unset = nullptr;
+  EXPECT_FALSE(store.setObject_forKey(1, unset));
+  store.removeObjectForKey(unset);
+  EXPECT_EQ(store.objectForKey(unset), std::nullopt);
   ValueTree deep = ValueTree::list();
   for (int level = 1; level < 512; ++level) deep = ValueTree::list({deep});
   EXPECT_TRUE(store.setObject_forKey(deep[0], "deep"));
@@ -129,7 +133,7 @@ TEST_F(SettingsStoreTest, TouchesNothingBeforeAChange) {
 }
 
 TEST_F(SettingsStoreTest, KeepsFileAndFolderToTheUser) {
-  SettingsStore(file_).setObject_forKey(1, "key");
+  EXPECT_TRUE(SettingsStore(file_).setObject_forKey(1, "key"));
   struct stat status {};
   ASSERT_EQ(stat(file_.c_str(), &status), 0);
   EXPECT_EQ(status.st_mode & 0777, 0600u);
@@ -141,12 +145,12 @@ TEST_F(SettingsStoreTest, KeepsFileAndFolderToTheUser) {
 TEST_F(SettingsStoreTest, StoresOverOneFileLoseNoKeyOfEachOther) {
   SettingsStore one(file_);
   SettingsStore two(file_);
-  one.setObject_forKey(1, "common");
-  one.setObject_forKey(1, "of one");
+  EXPECT_TRUE(one.setObject_forKey(1, "common"));
+  EXPECT_TRUE(one.setObject_forKey(1, "of one"));
   ASSERT_TRUE(one.synchronize());
   EXPECT_EQ(two.objectForKey("common"), ValueTree(1));
-  two.setObject_forKey(2, "common");
-  two.setObject_forKey(2, "of two");
+  EXPECT_TRUE(two.setObject_forKey(2, "common"));
+  EXPECT_TRUE(two.setObject_forKey(2, "of two"));
   one.removeObjectForKey("of one");
   ASSERT_TRUE(two.synchronize());
   EXPECT_EQ(one.objectForKey("common"), ValueTree(2)) << "noticed without a write of its own";
@@ -165,7 +169,7 @@ TEST_F(SettingsStoreTest, SetsADamagedFileAsideAndSaysSo) {
     {
       SettingsStore store(file_);
       EXPECT_EQ(store.objectForKey("key"), std::nullopt);
-      store.setObject_forKey(1, "key");
+      EXPECT_TRUE(store.setObject_forKey(1, "key"));
     }
     EXPECT_EQ(SettingsStore(file_).objectForKey("key"), ValueTree(1));
     ASSERT_EQ(log().size(), saidBefore + 1);
@@ -190,7 +194,7 @@ TEST_F(SettingsStoreTest, SetsEachDamagedFileAsideUnderItsOwnName) {
 TEST_F(SettingsStoreTest, GoesOnInMemoryWhereItCannotWriteAndSaysSoOnce) {
   put(folder_ / "app", "a file where the folder should be");
   SettingsStore store(file_);
-  store.setObject_forKey(1, "key");
+  EXPECT_TRUE(store.setObject_forKey(1, "key"));
   EXPECT_FALSE(store.synchronize());
   EXPECT_FALSE(store.synchronize());
   EXPECT_EQ(store.objectForKey("key"), ValueTree(1));
@@ -204,7 +208,7 @@ TEST_F(SettingsStoreTest, LeavesAloneWhatIsNoFile) {
   fs::create_directories(file_);
   SettingsStore store(file_);
   EXPECT_EQ(store.objectForKey("key"), std::nullopt);
-  store.setObject_forKey(1, "key");
+  EXPECT_TRUE(store.setObject_forKey(1, "key"));
   EXPECT_FALSE(store.synchronize());
   EXPECT_TRUE(fs::is_directory(file_));
 }
@@ -213,17 +217,17 @@ TEST_F(SettingsStoreTest, FollowsASymbolicLink) {
   const fs::path target = folder_ / "elsewhere" / "real.plist";
   fs::create_directories(file_.parent_path());
   fs::create_symlink("../elsewhere/real.plist", file_);
-  SettingsStore(file_).setObject_forKey(1, "first");  // the target is not there yet
-  SettingsStore(file_).setObject_forKey(2, "second");
+  EXPECT_TRUE(SettingsStore(file_).setObject_forKey(1, "first"));  // the target is not there yet
+  EXPECT_TRUE(SettingsStore(file_).setObject_forKey(2, "second"));
   EXPECT_TRUE(fs::is_symlink(file_));
   EXPECT_EQ(SettingsStore(target).all(), ValueTree::dictionary({{"first", 1}, {"second", 2}}));
 }
 
 TEST_F(SettingsStoreTest, WritesOverWhatADeadWriterLeft) {
   fs::create_directories(file_.parent_path());
-  SettingsStore(file_).setObject_forKey(0, "key");
+  EXPECT_TRUE(SettingsStore(file_).setObject_forKey(0, "key"));
   put(file_.parent_path() / ".settings.plist.tmp", "half a fi");
-  SettingsStore(file_).setObject_forKey(1, "key");
+  EXPECT_TRUE(SettingsStore(file_).setObject_forKey(1, "key"));
   EXPECT_THAT(names(file_.parent_path()), ElementsAre("settings.plist"));
   EXPECT_EQ(SettingsStore(file_).objectForKey("key"), ValueTree(1));
 }
@@ -235,7 +239,7 @@ TEST_F(SettingsStoreTest, MayBeUsedFromTheLogThatItWritesTo) {
   std::string said;
   const ScopedLogSink sink([&](std::string_view line) {
     said = line;
-    store.setObject_forKey(std::string(line), "last line");
+    EXPECT_TRUE(store.setObject_forKey(std::string(line), "last line"));
     EXPECT_TRUE(store.synchronize());
   });
   EXPECT_EQ(store.objectForKey("key"), std::nullopt);
@@ -257,28 +261,28 @@ TEST_F(SettingsStoreTest, GathersChangesAsTheClockGoes) {
     }
     EXPECT_EQ(reader.objectForKey("key"), ValueTree(value)) << value;
   };
-  store.setObject_forKey(1, "key");
+  EXPECT_TRUE(store.setObject_forKey(1, "key"));
   EXPECT_EQ(reader.objectForKey("key"), std::nullopt) << "the clock stands still";
   moves(milliseconds(100), 1);
-  store.setObject_forKey(2, "key");
+  EXPECT_TRUE(store.setObject_forKey(2, "key"));
   clock.jump(milliseconds(4999));
   std::this_thread::yield();
   EXPECT_EQ(reader.objectForKey("key"), ValueTree(1)) << "not twice within the gathering time";
-  store.setObject_forKey(3, "key");
+  EXPECT_TRUE(store.setObject_forKey(3, "key"));
   moves(milliseconds(1), 3);
   clock.jump(milliseconds(60'000));
-  store.setObject_forKey(4, "key");
+  EXPECT_TRUE(store.setObject_forKey(4, "key"));
   moves(milliseconds(100), 4);
 }
 
 TEST_F(SettingsStoreTest, KeepsWhatItKnowsWithoutDescriptorsAndReadsAgain) {
   SettingsStore other(file_);
-  other.setObject_forKey(1, "key");
+  EXPECT_TRUE(other.setObject_forKey(1, "key"));
   ASSERT_TRUE(other.synchronize());
   const SettingsStore known(file_);
   const SettingsStore fresh(file_);
   EXPECT_EQ(known.objectForKey("key"), ValueTree(1));
-  other.setObject_forKey(2, "key");
+  EXPECT_TRUE(other.setObject_forKey(2, "key"));
   ASSERT_TRUE(other.synchronize());
   rlimit limit{};
   getrlimit(RLIMIT_NOFILE, &limit);
@@ -303,14 +307,14 @@ TEST_F(SettingsStoreTest, KeepsChangesWhileAnotherHoldsTheLockAndSaysWhatIsLost)
   const int folder = open(file_.parent_path().c_str(), O_RDONLY | O_DIRECTORY);
   ASSERT_EQ(flock(folder, LOCK_EX), 0);
   std::optional<SettingsStore> store(file_);
-  store->setObject_forKey(1, "key");
+  EXPECT_TRUE(store->setObject_forKey(1, "key"));
   EXPECT_FALSE(store->synchronize());
   EXPECT_FALSE(store->synchronize());
   EXPECT_THAT(log(), ElementsAre(HasSubstr(locked)));
   flock(folder, LOCK_UN);
   EXPECT_TRUE(store->synchronize());
   ASSERT_EQ(flock(folder, LOCK_EX), 0);
-  store->setObject_forKey(2, "key");
+  EXPECT_TRUE(store->setObject_forKey(2, "key"));
   store.reset();
   EXPECT_THAT(log(), ElementsAre(HasSubstr(locked), HasSubstr(locked), HasSubstr("changes lost: 1")));
   close(folder);
@@ -330,8 +334,10 @@ TEST_F(SettingsStoreTest, RefusesWhatDoesNotFitAndWritesTheRest) {
   EXPECT_TRUE(two.setObject_forKey(2, "small"));
   EXPECT_TRUE(two.setObject_forKey(3, "also small"));
   ASSERT_TRUE(one.synchronize());
-  two.synchronize();
-  two.synchronize();
+  const Result<void> written = two.synchronize();
+  ASSERT_FALSE(written);
+  EXPECT_EQ(written.error().description(), "no room for \"two\"");
+  EXPECT_TRUE(two.synchronize()) << "what there is room for is written";
   EXPECT_EQ(two.all(), ValueTree::dictionary({{"one", large}, {"small", 2}, {"also small", 3}}));
   EXPECT_EQ(SettingsStore(file_).all(), two.all());
   EXPECT_THAT(log(), ElementsAre(HasSubstr("no room for \"two\"")));
@@ -342,7 +348,7 @@ TEST_F(SettingsStoreTest, ARelativePathKeepsItsFolder) {
   fs::current_path(folder_);
   SettingsStore store("relative.plist");
   fs::current_path(earlier);
-  store.setObject_forKey(1, "key");
+  EXPECT_TRUE(store.setObject_forKey(1, "key"));
   EXPECT_TRUE(store.synchronize());
   EXPECT_TRUE(fs::exists(folder_ / "relative.plist"));
 }
@@ -352,7 +358,7 @@ TEST_F(SettingsStoreTest, ReadsXmlAndWritesTheBinaryForm) {
   put(file_, "<?xml version='1.0'?><plist><dict><key>a</key><integer>1</integer></dict></plist>");
   SettingsStore store(file_);
   EXPECT_EQ(store.objectForKey("a"), ValueTree(1));
-  store.setObject_forKey(2, "b");
+  EXPECT_TRUE(store.setObject_forKey(2, "b"));
   ASSERT_TRUE(store.synchronize());
   EXPECT_TRUE(contentsOf(file_).starts_with("bplist00"));
   EXPECT_EQ(store.all(), ValueTree::dictionary({{"a", 1}, {"b", 2}}));

@@ -7,7 +7,9 @@ namespace {
 
 class AudioPlayerPersistence : public PlayerFixture {
  protected:
-  void store(const char* key, const ValueTree& value) { settings()->setObject_forKey(value, key); }
+  void store(const char* key, const ValueTree& value) {
+    ASSERT_TRUE(settings()->setObject_forKey(value, key));
+  }
 };
 
 TEST_F(AudioPlayerPersistence, StoresTheModeAsText) {

@@ -4,11 +4,11 @@
 namespace vantrel {
 
 void KWTools::setUser_forKey(const std::optional<ValueTree>& value, TextArgument key) {
-  if (key) Host::current().settings->setObject_forKey(value.value_or(ValueTree()), *key);
+  static_cast<void>(Host::current().settings->setObject_forKey(value.value_or(ValueTree()), key));
 }
 
 std::optional<ValueTree> KWTools::getUserByKey(TextArgument key) {
-  return key ? Host::current().settings->objectForKey(*key) : std::nullopt;
+  return Host::current().settings->objectForKey(key);
 }
 
 void KWTools::removeUserByKey(TextArgument key) { Host::current().settings->removeObjectForKey(key); }

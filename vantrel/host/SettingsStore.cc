@@ -1,5 +1,7 @@
 #include "vantrel/host/SettingsStore.h"
 
+#include <cerrno>
+#include <string_view>
 #include <system_error>
 #include <utility>
 
@@ -17,24 +19,27 @@ using host::detail::LiveSettings;
 using plist::Extent;
 
 // A relative path means the folder that the process is in now, not the one that it may change to.
-std::filesystem::path fixed(std::filesystem::path file) {
+std::filesystem::path fixed(const std::filesystem::path& file) {
   std::error_code error;
   std::filesystem::path absolute = std::filesystem::absolute(file, error);
   return error ? file : absolute;
 }
 
+bool isKey(TextArgument key) { return key && text::isValidUtf8(*key); }
+
+Error refused(int code, std::string_view why) { return Error::saying(Error::kSystemDomain, code, why); }
+
 }  // namespace
 
-SettingsStore::SettingsStore(std::filesystem::path file)
-    : state_(std::make_shared<LiveSettings>(fixed(std::move(file)))) {}
+SettingsStore::SettingsStore(PathArgument file) : state_(std::make_shared<LiveSettings>(fixed(*file))) {}
 
 SettingsStore::~SettingsStore() {
   state_->finish();
   if (state_->isForked()) ExitList::shared().abandon(std::move(state_));
 }
 
-std::filesystem::path SettingsStore::fileOfApplication(std::string_view applicationName) {
-  std::string name(applicationName);
+std::filesystem::path SettingsStore::fileOfApplication(TextArgument applicationName) {
+  std::string name(*applicationName);
   for (char& c : name) {
     if (c == '/' || c == '\0') c = '_';
   }
@@ -42,29 +47,31 @@ std::filesystem::path SettingsStore::fileOfApplication(std::string_view applicat
   return std::filesystem::path(folders::config()) / name / "settings.plist";
 }
 
-bool SettingsStore::setObject_forKey(const ValueTree& value, std::string_view key) {
+Result<void> SettingsStore::setObject_forKey(const ValueTree& value, TextArgument key) {
+  if (!isKey(key)) return refused(EINVAL, "the key is absent or not valid UTF-8");
   if (value.kind() == ValueTree::Kind::Null) {
     removeObjectForKey(key);
-    return true;
+    return {};
   }
   // Below the dictionary of all settings.
   std::optional<Extent> extent = plist::measure(value, 1);
-  const std::optional<Extent> ofKey = plist::extentOfKey(key);
-  if (!extent || !ofKey) return false;
-  *extent += *ofKey;
-  if (!state_->hasRoom(key, value, *extent)) return false;
-  state_->change(key, value, *extent);
-  return true;
+  if (!extent) return refused(EINVAL, "a property list cannot hold the value");
+  *extent += plist::extentOfKey(*key).value_or(Extent::tooMuch());
+  if (!state_->hasRoom(*key, value, *extent)) return refused(EFBIG, "no room beside the other settings");
+  state_->change(*key, value, *extent);
+  return {};
 }
 
-std::optional<ValueTree> SettingsStore::objectForKey(std::string_view key) const { return state_->find(key); }
+std::optional<ValueTree> SettingsStore::objectForKey(TextArgument key) const {
+  return key ? state_->find(*key) : std::nullopt;
+}
 
-void SettingsStore::removeObjectForKey(std::string_view key) {
-  if (text::isValidUtf8(key)) state_->change(key, std::nullopt, {});
+void SettingsStore::removeObjectForKey(TextArgument key) {
+  if (isKey(key)) state_->change(*key, std::nullopt, {});
 }
 
 ValueTree SettingsStore::all() const { return state_->all(); }
 
-bool SettingsStore::synchronize() { return state_->flush(); }
+Result<void> SettingsStore::synchronize() { return state_->flush(); }
 
 }  // namespace vantrel

@@ -4,10 +4,11 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <string_view>
 
 #include "vantrel/base/Export.h"
+#include "vantrel/base/Result.h"
 #include "vantrel/base/ValueTree.h"
+#include "vantrel/base/io/PathArgument.h"
 
 namespace vantrel {
 
@@ -46,32 +47,35 @@ class VANTREL_EXPORT SettingsStore {
  public:
   /// A store over this file; folders are created with the first write. A relative path is that of the
   /// working directory by now.
-  explicit SettingsStore(std::filesystem::path file);
+  explicit SettingsStore(PathArgument file);
   ~SettingsStore();
   SettingsStore(const SettingsStore&) = delete;
   SettingsStore& operator=(const SettingsStore&) = delete;
 
   /// The store of the host application: `$XDG_CONFIG_HOME` (or ~/.config) / `applicationName` /
   /// "settings.plist". What is no part of a file name becomes "_"; an empty name counts as "vantrel".
-  static std::filesystem::path fileOfApplication(std::string_view applicationName);
+  static std::filesystem::path fileOfApplication(TextArgument applicationName);
 
-  /// Stores the value; null removes the entry. A value that no property list can hold (null inside, invalid
-  /// UTF-8, too many levels) is refused, as is a key that is not valid UTF-8, and what does not fit beside
-  /// the other entries in a file of 64 MiB: false, and the entry stays as it was. Where other processes fill
-  /// the file meanwhile, the writing leaves large values out and says so in the log.
-  bool setObject_forKey(const ValueTree& value, std::string_view key);
+  /// Stores the value; null removes the entry. The entry stays as it was, with the reason, when
+  /// - the key is absent or not valid UTF-8 (EINVAL),
+  /// - no property list can hold the value: null inside, invalid UTF-8, too many levels (EINVAL),
+  /// - the value does not fit beside the other entries in a file of 64 MiB (EFBIG). Where other processes
+  ///   fill the file meanwhile, the writing leaves large values out and says so in the log.
+  Result<void> setObject_forKey(const ValueTree& value, TextArgument key);
 
-  /// The value, absent when there is none.
-  std::optional<ValueTree> objectForKey(std::string_view key) const;
+  /// The value, absent when there is none and for an absent key.
+  std::optional<ValueTree> objectForKey(TextArgument key) const;
 
-  /// Deletes the entry.
-  void removeObjectForKey(std::string_view key);
+  /// Deletes the entry; nothing happens without one, and for an absent key.
+  void removeObjectForKey(TextArgument key);
 
   /// All entries as one dictionary.
   ValueTree all() const;
 
-  /// Writes pending changes now; true when the file holds them.
-  bool synchronize();
+  /// Writes pending changes now. Fails with the reason when the file does not hold all of them then: the
+  /// system's (EACCES, ENOSPC, ...), EWOULDBLOCK when another process holds the lock, EFBIG for a value that
+  /// other processes have left no room for. But for that last one the changes stay pending.
+  Result<void> synchronize();
 
  private:
   std::shared_ptr<host::detail::LiveSettings> state_;

@@ -57,7 +57,7 @@ TEST_F(SettingsProcessesTest, ProcessesThatWriteAtOnceLoseNoKeyOfEachOther) {
     return start([this, name] {
       SettingsStore store(file_);
       for (int i = 0; i < 100; ++i) {
-        store.setObject_forKey(i, name + std::to_string(i));
+        EXPECT_TRUE(store.setObject_forKey(i, name + std::to_string(i)));
         if (!store.synchronize()) return false;
       }
       return true;
@@ -82,7 +82,7 @@ ValueTree copiesOf(int number) {
 }
 
 TEST_F(SettingsProcessesTest, AWriterKilledAtAnyMomentLeavesTheOldOrTheNewFile) {
-  SettingsStore(file_).setObject_forKey("always there", "kept");
+  EXPECT_TRUE(SettingsStore(file_).setObject_forKey("always there", "kept"));
   std::mt19937 random(1);
   std::int64_t last = 0;
   // A sanitizer on a busy machine needs long for a fork; it may do with fewer rounds.
@@ -93,7 +93,7 @@ TEST_F(SettingsProcessesTest, AWriterKilledAtAnyMomentLeavesTheOldOrTheNewFile) 
     const pid_t child = start([&] {
       SettingsStore store(file_);
       for (std::int64_t number = last + 1;; ++number) {
-        store.setObject_forKey(copiesOf(static_cast<int>(number)), "numbers");
+        EXPECT_TRUE(store.setObject_forKey(copiesOf(static_cast<int>(number)), "numbers"));
         if (!store.synchronize()) return false;
         if (write(report[1], &number, sizeof number) != sizeof number) return false;
       }
@@ -126,7 +126,7 @@ TEST_F(SettingsProcessesTest, AWriterKilledAtAnyMomentLeavesTheOldOrTheNewFile) 
 }
 
 TEST_F(SettingsProcessesTest, AFullDiskKeepsTheOldFileAndTheChangesInMemory) {
-  SettingsStore(file_).setObject_forKey("old", "key");
+  EXPECT_TRUE(SettingsStore(file_).setObject_forKey("old", "key"));
   const pid_t child = start([this] {
     const ScopedLogSink quiet([](std::string_view) {});
     std::signal(SIGXFSZ, SIG_IGN);
@@ -136,7 +136,7 @@ TEST_F(SettingsProcessesTest, AFullDiskKeepsTheOldFileAndTheChangesInMemory) {
     limit.rlim_cur = 4096;
     setrlimit(RLIMIT_FSIZE, &limit);
     SettingsStore store(file_);
-    store.setObject_forKey(std::string(10'000, 'x'), "large");
+    EXPECT_TRUE(store.setObject_forKey(std::string(10'000, 'x'), "large"));
     const bool refused = !store.synchronize() && store.objectForKey("large").has_value() &&
                          SettingsStore(file_).all() == ValueTree::dictionary({{"key", "old"}});
     limit.rlim_cur = before;
@@ -152,10 +152,10 @@ TEST_F(SettingsProcessesTest, ANormalExitWritesWhatIsPendingWherever) {
   const pid_t child = fork();
   if (child == 0) {
     Host::install({});
-    Host::current().settings->setObject_forKey("of the host", "key");
+    EXPECT_TRUE(Host::current().settings->setObject_forKey("of the host", "key"));
     static SettingsStore& neverDestroyed = *new SettingsStore(file_);
-    neverDestroyed.setObject_forKey("never destroyed", "key");
-    std::atexit([] { Host::current().settings->setObject_forKey("at exit", "late"); });
+    EXPECT_TRUE(neverDestroyed.setObject_forKey("never destroyed", "key"));
+    std::atexit([] { EXPECT_TRUE(Host::current().settings->setObject_forKey("at exit", "late")); });
     std::exit(0);
   }
   EXPECT_TRUE(endedWell(child));
@@ -169,7 +169,7 @@ TEST_F(SettingsProcessesTest, ANormalExitWritesWhatIsPendingWherever) {
 TEST_F(SettingsProcessesTest, AForkMayDestroyTheStoreAndExit) {
   if (tests::kSanitized) GTEST_SKIP() << "a forked child may find the sanitizer's allocator locked";
   auto store = std::make_unique<SettingsStore>(file_);
-  store->setObject_forKey("of the parent", "key");
+  EXPECT_TRUE(store->setObject_forKey("of the parent", "key"));
   const pid_t child = fork();
   if (child == 0) {
     store.reset();

@@ -40,7 +40,8 @@ void ExitList::run() {
   std::vector<std::weak_ptr<Member>> members;
   {
     const MutexLock lock(mutex_);
-    members = members_;
+    members.swap(
+        members_);  // copying would take memory; whoever changes something from now on writes at once
   }
   for (const auto& weak : members) {
     if (const auto member = weak.lock()) member->exiting();

@@ -1,6 +1,7 @@
 #include "vantrel/host/detail/LiveSettings.h"
 
 #include <atomic>
+#include <cerrno>
 #include <new>
 
 #include "vantrel/base/Log.h"
@@ -102,7 +103,8 @@ void LiveSettings::refresh(Lines& lines) {
   SettingsFile::Contents contents = file_.read();
   if (contents.state == SettingsFile::State::Unreadable) {
     if (!std::exchange(readFailureSaid_, true)) {
-      lines.push_back("settings: " + file_.path().string() + " cannot be read: " + contents.problem);
+      lines.push_back("settings: " + file_.path().string() +
+                      " cannot be read: " + contents.problem->description());
     }
     return;
   }
@@ -112,7 +114,7 @@ void LiveSettings::refresh(Lines& lines) {
     // Who holds the lock is likely to set it aside just now.
     if (update.lockMissed) return;
     note(update, lines);
-    if (update.done) contents = std::move(update.contents);
+    if (!update.problem) contents = std::move(update.contents);
   }
   know(std::move(contents));
 }
@@ -128,46 +130,62 @@ void LiveSettings::note(const SettingsFile::Update& update, Lines& lines) {
   if (!update.setAside.empty()) {
     lines.push_back("settings: " + name + " is damaged, kept as " + update.setAside);
   }
-  if (!update.done && !std::exchange(writeFailureSaid_, true)) {
-    lines.push_back("settings: " + name + " cannot be written: " + update.problem);
+  if (update.problem && !std::exchange(writeFailureSaid_, true)) {
+    lines.push_back("settings: " + name + " cannot be written: " + update.problem->description());
   }
-  if (update.done) writeFailureSaid_ = false;
+  if (!update.problem) writeFailureSaid_ = false;
   for (const std::string& key : update.refused) {
     std::string& line = lines.emplace_back("settings: " + name);
     line.append(" has no room for \"").append(key).append("\", which stays as it was");
   }
 }
 
-bool LiveSettings::flush() {
+Result<void> LiveSettings::flush() {
   Lines lines;
-  const bool done = flush(lines);
+  Result<void> done = flush(lines);
   say(lines);
   return done;
 }
 
-bool LiveSettings::flush(Lines& lines) {
+Result<void> LiveSettings::flush(Lines& lines) try {
   const MutexLock writing(writing_);
   PendingChanges::Serial latest = 0;
   {
     const MutexLock lock(mutex_);
-    if (pending_.empty()) return true;
+    if (pending_.empty()) return {};
     latest = pending_.latest();
     gathering_.begun();
   }
   SettingsFile::Update update = write();
 
   const MutexLock lock(mutex_);
+  Result<void> taken = take(update, latest);
   note(update, lines);
+  return taken;
+} catch (const std::bad_alloc&) {
+  const MutexLock lock(mutex_);
+  tryLater();
+  throw;
+}
+
+void LiveSettings::tryLater() {
+  if (pending_.empty()) return;
+  gathering_.failed();
+  wake_.notifyOne();  // the writer may have gone to sleep for good since the writing began
+}
+
+// What the file holds is known before anything is said of it, which takes memory.
+Result<void> LiveSettings::take(SettingsFile::Update& update, PendingChanges::Serial latest) {
   if (update.lockMissed && ExitList::shared().begun()) exitHasWaited = true;
   lockMissed_ = update.lockMissed;
-  if (!update.done) {
-    gathering_.failed();
-    wake_.notifyOne();  // the writer may have gone to sleep for good since this writing began
-    return false;
+  if (update.problem) {
+    tryLater();
+    return *update.problem;
   }
   know(std::move(update.contents));
   pending_.forget(latest);
-  return update.refused.empty();
+  if (update.refused.empty()) return {};
+  return Error::saying(Error::kSystemDomain, EFBIG, "no room for \"" + update.refused.front() + "\"");
 }
 
 // Without memory nothing has been written, as without room on the disk.
@@ -182,7 +200,7 @@ SettingsFile::Update LiveSettings::write() try {
   return file_.update(changes, patience);
 } catch (const std::bad_alloc&) {
   SettingsFile::Update update;
-  update.problem = "no memory";
+  update.problem = Error::ofSystem(ENOMEM);
   return update;
 }
 
@@ -213,10 +231,15 @@ void LiveSettings::runWriter() {
       wake_.waitUntil(mutex_, std::chrono::steady_clock::now() + glance);
     } else {
       lock.unlock();
-      flush();
+      flushOrWait();
       lock.lock();
     }
   }
+}
+
+// For a thread that has nobody to tell: what could not be written stays pending.
+bool LiveSettings::flushOrWait() try { return flush().has_value(); } catch (const std::bad_alloc&) {
+  return false;
 }
 
 void LiveSettings::finish() {
@@ -232,7 +255,10 @@ void LiveSettings::finish() {
     // The writer itself may be here: a sink of the log destroyed the store.
     writer.get_id() == std::this_thread::get_id() ? writer.detach() : writer.join();
   }
-  if (flush()) return;
+  if (!flushOrWait()) sayWhatIsLost();
+}
+
+void LiveSettings::sayWhatIsLost() try {
   Lines lines;
   {
     const MutexLock lock(mutex_);
@@ -242,6 +268,8 @@ void LiveSettings::finish() {
     }
   }
   say(lines);
+} catch (const std::bad_alloc&) {
+  log("settings: no memory to write them to the end");
 }
 
 }  // namespace vantrel::host::detail

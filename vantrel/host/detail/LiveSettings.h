@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "vantrel/base/Mutex.h"
+#include "vantrel/base/Result.h"
 #include "vantrel/base/ValueTree.h"
 #include "vantrel/data/PropertyListExtent.h"
 #include "vantrel/host/detail/ExitList.h"
@@ -40,10 +41,10 @@ class LiveSettings : public ExitList::Member, public std::enable_shared_from_thi
   std::optional<ValueTree> find(std::string_view key);
   ValueTree all();
 
-  /// Writes what is pending; whether the file holds all of it then.
-  bool flush();
+  /// Writes what is pending; why the file does not hold all of it then.
+  Result<void> flush();
 
-  /// Ends the writer and writes what is pending; says so when that is the end of it.
+  /// Ends the writer and writes what is pending; says so when that is the end of it. Throws nothing.
   void finish();
 
   void exiting() override { finish(); }
@@ -56,8 +57,12 @@ class LiveSettings : public ExitList::Member, public std::enable_shared_from_thi
 
   void startWriter() VANTREL_REQUIRES(mutex_);
   void runWriter();
-  bool flush(Lines& lines) VANTREL_EXCLUDES(writing_, mutex_);
+  Result<void> flush(Lines& lines) VANTREL_EXCLUDES(writing_, mutex_);
+  Result<void> take(SettingsFile::Update& update, PendingChanges::Serial latest) VANTREL_REQUIRES(mutex_);
   SettingsFile::Update write() VANTREL_REQUIRES(writing_) VANTREL_EXCLUDES(mutex_);
+  bool flushOrWait() VANTREL_EXCLUDES(writing_, mutex_);
+  void tryLater() VANTREL_REQUIRES(mutex_);
+  void sayWhatIsLost() VANTREL_EXCLUDES(mutex_);
   std::chrono::milliseconds patience() const VANTREL_REQUIRES(mutex_);
   ValueTree merged() const VANTREL_REQUIRES(mutex_);
   void refresh(Lines& lines) VANTREL_REQUIRES(mutex_);

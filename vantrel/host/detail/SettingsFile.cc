@@ -54,7 +54,7 @@ int lock(const Descriptor& folder, std::chrono::milliseconds patience) {
 SettingsFile::Contents unreadable(const Error& error) {
   SettingsFile::Contents contents;
   contents.state = SettingsFile::State::Unreadable;
-  contents.problem = error.description();
+  contents.problem = error;
   return contents;
 }
 
@@ -78,6 +78,16 @@ SettingsFile::Contents readFile(const Path& file) {
   result.state = State::Sound;
   result.values = std::move(*values);
   return result;
+}
+
+Error lockedBy(const Path& folder) {
+  return Error::saying(Error::kSystemDomain, EWOULDBLOCK,
+                       "another process holds the lock on " + folder.string());
+}
+
+Error notSetAside(int code) {
+  return Error::saying(Error::kSystemDomain, code,
+                       "the damaged file cannot be set aside: " + Error::ofSystem(code).description());
 }
 
 // Moves the file to a name that is free; empty when that fails.
@@ -151,43 +161,39 @@ SettingsFile::Contents SettingsFile::read() const { return readFile(path_); }
 SettingsFile::Update SettingsFile::update(const SettingsChanges& changes,
                                           std::chrono::milliseconds patience) const {
   Update update;
-  const auto failed = [&](std::string problem) {
+  const auto failed = [&](Error problem) {
     update.problem = std::move(problem);
     return update;
   };
-  const auto failedBySystem = [&](int code) { return failed(Error::ofSystem(code).description()); };
   const Result<Path> target = files::resolved(path_);
-  if (!target) return failed(target.error().description());
+  if (!target) return failed(target.error());
   const Path& file = *target;
-  if (!makeFolders(file.parent_path())) return failedBySystem(errno);
+  if (!makeFolders(file.parent_path())) return failed(Error::ofSystem(errno));
   const Descriptor folder(::open(folderOf(file).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (!folder) return failedBySystem(errno);
+  if (!folder) return failed(Error::ofSystem(errno));
   if (const int code = lock(folder, patience)) {
     update.lockMissed = code == EWOULDBLOCK;
-    if (!update.lockMissed) return failedBySystem(code);
-    return failed("another process holds the lock on " + folderOf(file).string());
+    return failed(update.lockMissed ? lockedBy(folderOf(file)) : Error::ofSystem(code));
   }
 
   update.contents = readFile(file);
-  if (update.contents.state == State::Unreadable) return failed(update.contents.problem);
+  if (update.contents.state == State::Unreadable) return failed(*update.contents.problem);
   if (update.contents.state == State::Damaged) {
     update.setAside = setAside(file);
-    if (update.setAside.empty())
-      return failed("the damaged file cannot be set aside: " + Error::ofSystem(errno).description());
+    if (update.setAside.empty()) return failed(notSetAside(errno));
     update.contents = {};
   }
   if (!changes.empty()) {
     if (auto outcome = afterWhatFits(changes, update.contents.values, update.refused)) {
       // Settings are the user's own: a new file is closed to others.
       const Result<void> written = AtomicFile::replace(file, outcome->contents.span(), 0600);
-      if (!written) return failed(written.error().description());
+      if (!written) return failed(written.error());
       struct stat status {};
       update.contents.version = ::stat(file.c_str(), &status) == 0 ? versionOf(status) : FileVersion{};
       update.contents.values = std::move(outcome->values);
       update.contents.state = State::Sound;
     }
   }
-  update.done = true;
   return update;
 }
 

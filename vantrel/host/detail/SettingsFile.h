@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "vantrel/base/Error.h"
 #include "vantrel/base/ValueTree.h"
 
 namespace vantrel::host::detail {
@@ -42,14 +43,13 @@ class SettingsFile {
     State state = State::Missing;
     ValueTree values = ValueTree::dictionary();
     FileVersion version;
-    std::string problem;  ///< why it is unreadable
+    std::optional<Error> problem;  ///< why it is unreadable
   };
 
   struct Update {
-    bool done = false;
+    std::optional<Error> problem;      ///< why it is not done
+    bool lockMissed = false;           ///< that is because another process holds the lock
     Contents contents;                 ///< what the file holds now, when done
-    std::string problem;               ///< why it is not done
-    bool lockMissed = false;           ///< it is not done because another process holds the lock
     std::string setAside;              ///< the name under which a damaged file was kept
     std::vector<std::string> refused;  ///< keys whose new values the file has no room for
   };
