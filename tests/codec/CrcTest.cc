@@ -6,10 +6,11 @@
 #include <vector>
 
 #include "tests/codec/EachTarget.h"
+#include "vantrel/base/Bytes.h"
 #include "vantrel/codec/AESx.h"
+#include "vantrel/codec/Crc.h"
 #include "vantrel/codec/KWCrc16.h"
 #include "vantrel/codec/detail/Crc16Running.h"
-#include "vantrel/codec/detail/CrcKernels.h"
 #include "vantrel/codec/kw_crc16.h"
 
 namespace vantrel {
@@ -127,6 +128,19 @@ TEST(Crc16, IsRightOnManyThreadsAtOnce) {
   for (auto& thread : threads) thread.join();
 }
 
+TEST(Crc, TakesBytesOfAnyLength) {
+  const Bytes digits = Bytes::copyOf("123456789");
+  EXPECT_EQ(crc32(digits), 0xCBF43926U);
+  EXPECT_EQ(crc32({}, 7), 7U);
+  EXPECT_EQ(crc16(digits), 0x31C3);
+  EXPECT_EQ(crc16(digits, 0xFFFF), 0x29B1);
+  EXPECT_EQ(crc16({}, 7), 7);
+  const std::vector<std::uint8_t> zeros(3'000'000);
+  // By Python's zlib.crc32 and binascii.crc_hqx.
+  EXPECT_EQ(crc32(zeros), 0x4D01A265U);
+  EXPECT_EQ(crc16(zeros, 0xFFFF), 0x0DC2);
+}
+
 TEST(Crc32, IsTheFingerprintOfAStunMessage) {
   EXPECT_EQ(crc32Of("123456789"), 0xCBF43926 ^ 0x5354554E);  // the check value of CRC-32/ISO-HDLC
   EXPECT_EQ(crc32Of(std::string_view("\0", 1)), 0xD202EF8D ^ 0x5354554E);
@@ -173,12 +187,12 @@ void check(const Case& c, const std::uint8_t* bytes) {
   const std::uint8_t* back = front + c.split;
   const auto rest = static_cast<std::uint16_t>(c.length - c.split);
   const std::uint16_t half16 = kw_count_all_crc_deal(front, c.split, static_cast<std::uint16_t>(c.start));
-  const std::uint32_t half32 = codec::detail::crc32(front, c.split, c.start);
+  const std::uint32_t half32 = crc32({front, c.split}, ~c.start);
   const auto shown = [&] {
     return testing::PrintToString(std::vector<std::uint32_t>{c.offset, c.length, c.split, c.start});
   };
   ASSERT_EQ(kw_count_all_crc_deal(back, rest, half16), c.crc16) << shown();
-  ASSERT_EQ(codec::detail::crc32(back, rest, half32), c.crc32) << shown();
+  ASSERT_EQ(~crc32({back, rest}, half32), c.crc32) << shown();
 }
 
 TEST(Crc, AgreesWithTheBitwiseFormInAMillionRandomCases) {

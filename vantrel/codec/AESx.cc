@@ -2,9 +2,9 @@
 
 #include <cstring>
 
+#include "vantrel/codec/Crc.h"
 #include "vantrel/codec/detail/AesKernels.h"
 #include "vantrel/codec/detail/AesSteps.h"
-#include "vantrel/codec/detail/CrcKernels.h"
 
 namespace vantrel {
 
@@ -12,15 +12,7 @@ using namespace codec::detail;
 
 namespace {
 
-constexpr std::uint32_t kCrcStart = 0xFFFFFFFF;
 constexpr std::uint32_t kStunFingerprint = 0x5354554E;  // "STUN"
-
-// Whether blocks written to `des` would change what is yet to be read.
-bool overtakes(const std::uint8_t* des, const std::uint8_t* src, std::size_t size) {
-  const auto from = reinterpret_cast<std::uintptr_t>(src);
-  const auto to = reinterpret_cast<std::uintptr_t>(des);
-  return to > from && to - from < size;
-}
 
 }  // namespace
 
@@ -46,7 +38,7 @@ void AESx::oneBlock(Blocks cipher, const std::uint8_t* in, std::uint8_t* out) {
 void AESx::eachBlock(Blocks cipher, const std::uint8_t* src, std::uint8_t* des, std::size_t blocks) {
   if (blocks == 0) return;
   const std::size_t size = blocks * kAesBlock;
-  if (overtakes(des, src, size)) {
+  if (overtakes(src, des, size)) {
     for (std::size_t at = 0; at < size; at += kAesBlock) oneBlock(cipher, src + at, des + at);
     return;
   }
@@ -74,7 +66,7 @@ void AESx::Dcs_DeCodeSrc_Des_Lengths_Key(const std::uint8_t* src, std::uint8_t* 
 }
 
 std::uint32_t AESx::ns_crc32Buffer_Lenght(const std::uint8_t* bytes, std::uint32_t length) {
-  return crc32(bytes, length, kCrcStart) ^ kCrcStart ^ kStunFingerprint;
+  return crc32({bytes, length}) ^ kStunFingerprint;
 }
 
 void AESx::KeyExpansion() { expandKey(Key, RoundKey); }

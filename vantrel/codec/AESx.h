@@ -8,7 +8,7 @@
 namespace vantrel {
 
 /// AES-128 (FIPS 197) block by block, without chaining and without padding (the mode called ECB), and the
-/// checksum of a STUN message.
+/// checksum of a STUN message. vantrel/codec/Aes128.h has the cipher over spans, free of state.
 ///
 /// Equal blocks encrypt to equal blocks and nothing tells an altered message: it is for protocols that ask
 /// for it, or as the block cipher within a mode of the caller's. The processor's AES instructions are used

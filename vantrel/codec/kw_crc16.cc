@@ -1,7 +1,7 @@
 #include "vantrel/codec/kw_crc16.h"
 
+#include "vantrel/codec/Crc.h"
 #include "vantrel/codec/detail/Crc16Running.h"
-#include "vantrel/codec/detail/CrcKernels.h"
 
 std::uint16_t tmp_name_crc = 0;
 
@@ -18,9 +18,7 @@ void store(std::uint16_t& variable, std::uint16_t value) {
 std::uint16_t load(const std::uint16_t& variable) { return __atomic_load_n(&variable, __ATOMIC_RELAXED); }
 
 std::uint16_t kw_browse_crc16(const std::uint8_t* bytes, std::uint16_t length, std::uint16_t start) {
-  store(crc16_value, start);
-  if (length == 0) return start;
-  const std::uint16_t crc = vantrel::codec::detail::crc16(bytes, length, start);
+  const std::uint16_t crc = vantrel::crc16({bytes, length}, start);
   store(crc16_value, crc);
   return crc;
 }

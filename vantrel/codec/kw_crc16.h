@@ -6,7 +6,8 @@
  * CCITT-FALSE (check value 0x29B1).
  *
  * There are no failures. With length 0 the bytes are not looked at, and may be null; otherwise the caller
- * owns at least `length` of them. Lengths are 0 to 65535: longer data is continued in pieces.
+ * owns at least `length` of them. Lengths are 0 to 65535: longer data is continued in pieces, or, in C++,
+ * given whole to crc16 of vantrel/codec/Crc.h.
  *
  * Threads: any. The checksums are always right; of calls at the same time, one that stored last has left
  * tmp_name_crc.

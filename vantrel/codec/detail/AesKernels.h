@@ -23,4 +23,11 @@ void aesDecrypt(const std::uint8_t* key, std::uint8_t* schedule, AesState& state
 void aesDecryptPlain(const std::uint8_t* key, std::uint8_t* schedule, AesState& state,
                      const std::uint8_t* from, std::uint8_t* to, std::size_t blocks);
 
+/// Whether blocks that are written to `to` one after the other change what is yet to be read.
+inline bool overtakes(const std::uint8_t* from, const std::uint8_t* to, std::size_t size) {
+  const auto source = reinterpret_cast<std::uintptr_t>(from);
+  const auto target = reinterpret_cast<std::uintptr_t>(to);
+  return target > source && target - source < size;
+}
+
 }  // namespace vantrel::codec::detail
