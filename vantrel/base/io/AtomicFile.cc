@@ -21,6 +21,8 @@ namespace {
 
 using Path = std::filesystem::path;
 
+constexpr char kOpenFiles[] = "/proc/self/fd/";
+
 Path folderOf(const Path& path) { return path.has_parent_path() ? path.parent_path() : Path("."); }
 
 /// Asking with `umask` would change it for a moment, for every thread.
@@ -48,14 +50,15 @@ std::string usualName(const std::string& target) { return "." + target.substr(0,
 
 /// Removes what a writer left that is gone: a living one holds the lock. Nobody but who holds the lock of the
 /// file under a name may take it away from there.
-bool removeLeftOver(int folder, const std::string& name) {
+void removeLeftOver(int folder, const std::string& name) {
   const Descriptor file(::openat(folder, name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
   struct stat found {};
   struct stat there {};
-  return file && ::flock(file.get(), LOCK_EX | LOCK_NB) == 0 && ::fstat(file.get(), &found) == 0 &&
-         ::fstatat(folder, name.c_str(), &there, AT_SYMLINK_NOFOLLOW) == 0 && S_ISREG(there.st_mode) &&
-         found.st_dev == there.st_dev && found.st_ino == there.st_ino &&
-         ::unlinkat(folder, name.c_str(), 0) == 0;
+  const bool isLeft = file && ::flock(file.get(), LOCK_EX | LOCK_NB) == 0 &&
+                      ::fstat(file.get(), &found) == 0 &&
+                      ::fstatat(folder, name.c_str(), &there, AT_SYMLINK_NOFOLLOW) == 0 &&
+                      S_ISREG(there.st_mode) && found.st_dev == there.st_dev && found.st_ino == there.st_ino;
+  if (isLeft) ::unlinkat(folder, name.c_str(), 0);
 }
 
 Error lastError() { return Error::ofSystem(errno == 0 ? EIO : errno); }
@@ -87,13 +90,17 @@ Result<void> AtomicFile::open(mode_t mode) {
   owner_ = status.st_uid;
   group_ = status.st_gid;
 
+  return openWithoutName() ? Result<void>() : openWithName();
+}
+
+/// Where the file system knows files without a name, and where they can be given one.
+bool AtomicFile::openWithoutName() {
+  if (::access(kOpenFiles, X_OK) != 0) return false;
   file_ = Descriptor(::openat(folder_.get(), ".", O_WRONLY | O_TMPFILE | O_CLOEXEC, 0600));
-  if (file_) {
-    lock();
-    return {};
-  }
-  // The file system, or the kernel, knows no files without a name.
-  if (errno != EOPNOTSUPP && errno != EISDIR && errno != EINVAL) return lastError();
+  return file_ && lock();
+}
+
+Result<void> AtomicFile::openWithName() {
   const bool named = takeName([this](const char* name) {
     file_ =
         Descriptor(::openat(folder_.get(), name, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
@@ -109,10 +116,14 @@ bool AtomicFile::lock() { return ::flock(file_.get(), LOCK_EX | LOCK_NB) == 0 ||
 /// Finds a name beside the target that `make` can have.
 template <typename Make>
 bool AtomicFile::takeName(const Make& make) {
+  const auto isTaken = [] { return errno == EEXIST || errno == EWOULDBLOCK; };
   std::string name = usualName(target_);
   bool made = make(name.c_str());
-  if (!made && errno == EEXIST && removeLeftOver(folder_.get(), name)) made = make(name.c_str());
-  if (!made && (errno == EEXIST || errno == EWOULDBLOCK)) {
+  if (!made && isTaken()) {
+    removeLeftOver(folder_.get(), name);
+    made = make(name.c_str());
+  }
+  if (!made && isTaken()) {
     name = randomName();
     made = make(name.c_str());
   }
@@ -141,7 +152,7 @@ Result<void> AtomicFile::takeOverOwnerAndMode() {
 
 /// Gives a file without a name one: its own where nothing is there yet, else another one to be moved.
 Result<void> AtomicFile::giveName() {
-  const std::string self = "/proc/self/fd/" + std::to_string(file_.get());
+  const std::string self = kOpenFiles + std::to_string(file_.get());
   const auto link = [&](const char* name) {
     return ::linkat(AT_FDCWD, self.c_str(), folder_.get(), name, AT_SYMLINK_FOLLOW) == 0;
   };

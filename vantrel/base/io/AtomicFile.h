@@ -18,8 +18,9 @@ namespace vantrel {
 ///
 /// - A link keeps leading to its file, also one that leads nowhere yet: the file is made where it leads.
 /// - A file that is replaced keeps its permissions, and its owner where the process may give files away (root
-///   may; for others the new file is theirs, and loses the set-user and set-group bits). A new file gets what
-///   the process's file mode mask leaves. What is being written is readable by nobody else before.
+///   may; for others the new file is theirs, and loses the set-user and set-group bits); access lists and
+///   other extended attributes it loses. A new file gets what the process's file mode mask leaves. What is
+///   being written is readable by nobody else before.
 /// - Of a file with several names (hard links), this one gets the new contents; the others keep the old.
 /// - A file without the right to write to it is refused, although replacing would not need that right, and so
 ///   is anything but a file (a folder, a pipe, a device), and a folder in which nothing can be created.
@@ -55,6 +56,8 @@ class VANTREL_EXPORT AtomicFile {
   Result<void> open(mode_t mode);
   Result<void> takeOverOwnerAndMode();
   Result<void> giveName();
+  bool openWithoutName();
+  Result<void> openWithName();
   bool lock();
   template <typename Make>
   bool takeName(const Make& make);

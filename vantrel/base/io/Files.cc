@@ -36,6 +36,8 @@ ssize_t fill(int descriptor, std::span<std::uint8_t> room) {
   return static_cast<ssize_t>(filled);
 }
 
+constexpr std::size_t kAtOnce = 4096;
+
 /// A regular file and its size.
 struct Opened {
   Descriptor file;
@@ -86,15 +88,17 @@ class Room {
 Result<Bytes> readToEnd(int descriptor, std::uint64_t expected, std::uint64_t most) {
   Room room;
   // A byte more than expected shows the end; the size may be wrong by now, and is 0 for what the kernel makes
-  // up on the fly.
-  room.enlarge(expected + 1);
+  // up on the fly, best read at once.
+  room.enlarge(std::max<std::uint64_t>(expected + 1, kAtOnce));
   for (std::size_t filled = 0;;) {
     const ssize_t count = fill(descriptor, room.behind(filled));
     if (count < 0) return Error::ofSystem(errno);
     filled += static_cast<std::size_t>(count);
     if (filled > most) return Error::ofSystem(EFBIG);
     if (filled < room.size()) return room.take(filled);
-    room.enlarge(std::max<std::size_t>(kPiece, filled + filled / 2));
+    // Not past the byte that shows that there is too much.
+    const std::uint64_t next = std::max<std::uint64_t>(kPiece, filled + filled / 2);
+    room.enlarge(next > most ? most + 1 : next);
   }
 }
 
@@ -106,11 +110,13 @@ std::uint64_t restOf(int descriptor) {
 }
 
 struct Mapping {
-  void* address;
-  std::size_t size;
+  void* address = MAP_FAILED;
+  std::size_t size = 0;
 
-  Mapping(void* mapped, std::size_t length) : address(mapped), size(length) {}
-  ~Mapping() { ::munmap(address, size); }
+  Mapping() = default;
+  ~Mapping() {
+    if (address != MAP_FAILED) ::munmap(address, size);
+  }
   Mapping(const Mapping&) = delete;
   Mapping& operator=(const Mapping&) = delete;
 };
@@ -178,10 +184,11 @@ Result<Bytes> map(PathArgument path) {
   const Result<Opened> opened = openRegular(path);
   if (!opened) return opened.error();
   if (opened->size == 0) return Bytes();
-  void* const address = ::mmap(nullptr, opened->size, PROT_READ, MAP_PRIVATE, opened->file.get(), 0);
-  if (address == MAP_FAILED) return Error::ofSystem(errno);
-  auto mapping = std::make_shared<Mapping>(address, opened->size);
-  return Bytes::sharing({static_cast<const std::uint8_t*>(address), mapping->size}, mapping);
+  const auto mapping = std::make_shared<Mapping>();
+  mapping->size = opened->size;
+  mapping->address = ::mmap(nullptr, mapping->size, PROT_READ, MAP_PRIVATE, opened->file.get(), 0);
+  if (mapping->address == MAP_FAILED) return Error::ofSystem(errno);
+  return Bytes::sharing({static_cast<const std::uint8_t*>(mapping->address), mapping->size}, mapping);
 }
 
 }  // namespace vantrel::files

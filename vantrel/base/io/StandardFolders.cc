@@ -14,6 +14,8 @@
 namespace vantrel::folders {
 namespace {
 
+constexpr std::uint64_t kMostSettings = std::uint64_t{1} << 20;
+
 std::string withoutEndSlashes(std::string path) {
   while (path.size() > 1 && path.back() == '/') path.pop_back();
   return path;
@@ -73,7 +75,7 @@ std::string data() { return variableOr("XDG_DATA_HOME", ".local/share"); }
 // Of several lines for one name the last counts.
 std::string user(TextArgument name, TextArgument otherwise) {
   std::string found = below(home(), *otherwise);
-  const Result<Bytes> settings = files::read(below(config(), "user-dirs.dirs"));
+  const Result<Bytes> settings = files::read(below(config(), "user-dirs.dirs"), kMostSettings);
   if (!settings) return found;
   std::string key = "XDG_";
   key.append(*name).append("_DIR=");
