@@ -5,13 +5,13 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <charconv>
 #include <cmath>
 #include <cstring>
 #include <limits>
 #include <span>
 
 #include "apps/vantrel/Output.h"
+#include "vantrel/base/NumberText.h"
 #include "vantrel/base/io/Files.h"
 
 namespace app {
@@ -35,15 +35,6 @@ class Source {
   vantrel::Descriptor own_;
   int descriptor_ = STDIN_FILENO;
 };
-
-template <typename T>
-std::optional<T> parseWhole(std::string_view digits, int base) {
-  T value{};
-  const auto end = digits.data() + digits.size();
-  const auto [rest, error] = std::from_chars(digits.data(), end, value, base);
-  if (error != std::errc() || rest != end || digits.empty()) return std::nullopt;
-  return value;
-}
 
 }  // namespace
 
@@ -98,20 +89,17 @@ std::string nameOfInput(const std::string& path) { return path == "-" ? "standar
 
 std::optional<std::uint64_t> parseUnsigned(const std::string& text) {
   if (text.starts_with("0x") || text.starts_with("0X"))
-    return parseWhole<std::uint64_t>(std::string_view(text).substr(2), 16);
-  return parseWhole<std::uint64_t>(text, 10);
+    return vantrel::text::parseNumber<std::uint64_t>(std::string_view(text).substr(2), 16);
+  return vantrel::text::parseNumber<std::uint64_t>(text);
 }
 
 std::optional<std::int64_t> parseSigned(const std::string& text) {
-  return parseWhole<std::int64_t>(text, 10);
+  return vantrel::text::parseNumber<std::int64_t>(text);
 }
 
 std::optional<double> parseNumber(const std::string& text) {
-  double value = 0;
-  const auto end = text.data() + text.size();
-  const auto [rest, error] = std::from_chars(text.data(), end, value);
-  if (error != std::errc() || rest != end || !std::isfinite(value)) return std::nullopt;
-  return value;
+  const auto value = vantrel::text::parseNumber<double>(text);
+  return value && std::isfinite(*value) ? value : std::nullopt;
 }
 
 }  // namespace app

@@ -1,11 +1,11 @@
 #include <algorithm>
-#include <charconv>
 #include <limits>
 #include <numeric>
 
 #include "apps/vantrel/Commands.h"
 #include "apps/vantrel/Input.h"
 #include "apps/vantrel/Output.h"
+#include "vantrel/base/NumberText.h"
 #include "vantrel/system/KWSort.h"
 #include "vantrel/system/sort.h"
 
@@ -21,14 +21,13 @@ std::optional<std::vector<int>> parseIntegers(std::string_view text) {
     const std::size_t end = std::min(text.find_first_of(kWhiteSpace, at), text.size());
     std::string_view word = text.substr(at, end - at);
     if (word.size() > 1 && word[0] == '+' && word[1] != '-') word.remove_prefix(1);
-    int number = 0;
-    const auto [rest, error] = std::from_chars(word.data(), word.data() + word.size(), number);
-    if (error != std::errc() || rest != word.data() + word.size()) {
+    const auto number = vantrel::text::parseNumber<int>(word);
+    if (!number) {
       message("not an integer of 32 bits: " +
               std::string(text.substr(at, std::min<std::size_t>(end - at, 60))));
       return std::nullopt;
     }
-    numbers.push_back(number);
+    numbers.push_back(*number);
     at = text.find_first_not_of(kWhiteSpace, end);
   }
   return numbers;

@@ -2,10 +2,10 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <cstdint>
 #include <string_view>
 
+#include "vantrel/base/NumberText.h"
 #include "vantrel/base/Utf8.h"
 
 namespace vantrel {
@@ -21,11 +21,9 @@ constexpr auto kStays = [] {
 }();
 
 std::optional<char> byteOf(std::string_view digits) {
-  std::uint8_t byte = 0;
-  const char* end = digits.data() + digits.size();
-  const auto [stop, error] = std::from_chars(digits.data(), end, byte, 16);
-  if (digits.size() != 2 || error != std::errc() || stop != end) return std::nullopt;
-  return static_cast<char>(byte);
+  const auto byte = text::parseNumber<std::uint8_t>(digits, 16);
+  if (digits.size() != 2 || !byte) return std::nullopt;
+  return static_cast<char>(*byte);
 }
 
 }  // namespace

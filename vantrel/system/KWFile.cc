@@ -5,12 +5,12 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <charconv>
 #include <cstdio>
 #include <filesystem>
 #include <new>
 #include <system_error>
 
+#include "vantrel/base/NumberText.h"
 #include "vantrel/base/Utf8.h"
 #include "vantrel/base/io/AtomicFile.h"
 #include "vantrel/base/io/Files.h"
@@ -71,11 +71,7 @@ std::string join(std::string folder, PathArgument below) {
 }
 
 std::string sizeText(double quotient, const char* unit) {
-  char digits[64];
-  const auto rounded = static_cast<double>(static_cast<float>(quotient));
-  const auto [end, error] =
-      std::to_chars(digits, digits + sizeof digits, rounded, std::chars_format::fixed, 2);
-  return std::string(digits, end) + unit;
+  return text::fixedDecimals(static_cast<double>(static_cast<float>(quotient)), 2) + unit;
 }
 
 std::optional<std::string> resource(const Bundle& bundle, PathArgument name) {

@@ -1,13 +1,12 @@
 #include "vantrel/system/KWNotice.h"
 
-#include <array>
-#include <charconv>
 #include <functional>
 #include <optional>
 #include <utility>
 
 #include "vantrel/base/Error.h"
 #include "vantrel/base/Log.h"
+#include "vantrel/base/NumberText.h"
 #include "vantrel/host/Host.h"
 #include "vantrel/system/KWTime.h"
 
@@ -25,18 +24,9 @@ std::string textOf(const std::optional<Error>& error) {
   return text;
 }
 
-/// As printf's "%f" in the C locale, whatever locale the host has set.
-std::string sixDecimals(double number) {
-  // The largest double has 309 digits before the point.
-  std::array<char, 320> text;
-  const auto [end, error] =
-      std::to_chars(text.data(), text.data() + text.size(), number, std::chars_format::fixed, 6);
-  return std::string(text.data(), end);
-}
-
 void logCompletion(double interval, const std::optional<Error>& error) {
   log(error ? LogLevel::Error : LogLevel::Debug,
-      "Add local Note time:" + sixDecimals(interval) + " error:" + textOf(error));
+      "Add local Note time:" + text::fixedDecimals(interval, 6) + " error:" + textOf(error));
 }
 
 }  // namespace

@@ -1,12 +1,12 @@
 #include "vantrel/data/detail/XmlPlistReader.h"
 
-#include <charconv>
 #include <chrono>
 #include <limits>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "vantrel/base/NumberText.h"
 #include "vantrel/base/Utf8.h"
 #include "vantrel/data/TextEncoding.h"
 #include "vantrel/data/detail/BinaryPlist.h"
@@ -26,29 +26,23 @@ std::string_view trimmed(std::string_view text) {
   return text.substr(start, text.find_last_not_of(kSpace) - start + 1);
 }
 
-template <typename Number>
-bool readAll(std::string_view text, Number& number) {
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  return error == std::errc{} && end == text.data() + text.size();
-}
-
 std::optional<ValueTree> readInteger(std::string_view text) {
   text = trimmed(text);
   const bool negative = text.starts_with('-');
   if (negative || text.starts_with('+')) text.remove_prefix(1);
-  std::uint64_t number = 0;
-  if (!readAll(text, number)) return std::nullopt;
-  if (!negative) return ValueTree(number);
-  if (number > std::uint64_t{1} << 63) return std::nullopt;
-  return ValueTree(static_cast<std::int64_t>(0 - number));
+  const auto number = text::parseNumber<std::uint64_t>(text);
+  if (!number) return std::nullopt;
+  if (!negative) return ValueTree(*number);
+  if (*number > std::uint64_t{1} << 63) return std::nullopt;
+  return ValueTree(static_cast<std::int64_t>(0 - *number));
 }
 
 std::optional<ValueTree> readReal(std::string_view text) {
   text = trimmed(text);
   if (text.starts_with('+') && !text.starts_with("+-")) text.remove_prefix(1);
-  double number = 0;
-  if (!readAll(text, number)) return std::nullopt;
-  return ValueTree(number);
+  const auto number = text::parseNumber<double>(text);
+  if (!number) return std::nullopt;
+  return ValueTree(*number);
 }
 
 // As in 2024-02-29T12:30:15Z.

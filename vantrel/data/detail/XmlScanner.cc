@@ -2,9 +2,9 @@
 
 #include <algorithm>
 #include <cctype>
-#include <charconv>
 #include <utility>
 
+#include "vantrel/base/NumberText.h"
 #include "vantrel/base/Utf8.h"
 
 namespace vantrel::plist::detail {
@@ -155,10 +155,9 @@ bool XmlScanner::takeReference(std::string& text) {
   if (!name.starts_with('#')) return false;
   const int base = name.starts_with("#x") ? 16 : 10;
   name.remove_prefix(base == 16 ? 2 : 1);
-  std::uint32_t code = 0;
-  const auto [last, error] = std::from_chars(name.data(), name.data() + name.size(), code, base);
-  if (error != std::errc{} || last != name.data() + name.size() || !isCharacter(code)) return false;
-  text += utf8(code);
+  const auto code = text::parseNumber<std::uint32_t>(name, base);
+  if (!code || !isCharacter(*code)) return false;
+  text += utf8(*code);
   return true;
 }
 

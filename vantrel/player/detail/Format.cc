@@ -1,9 +1,10 @@
 #include "vantrel/player/detail/Format.h"
 
-#include <array>
 #include <charconv>
 #include <cmath>
 #include <limits>
+
+#include "vantrel/base/NumberText.h"
 
 namespace vantrel::player::detail {
 namespace {
@@ -22,14 +23,7 @@ bool takeSign(std::string_view& text) {
 
 }  // namespace
 
-std::string twoDecimals(double number) {
-  if (std::isnan(number)) return "nan";
-  // The largest double has 309 digits before the point.
-  std::array<char, 320> text;
-  const auto [end, error] =
-      std::to_chars(text.data(), text.data() + text.size(), number, std::chars_format::fixed, 2);
-  return error == std::errc{} ? std::string(text.data(), end) : std::string();
-}
+std::string twoDecimals(double number) { return std::isnan(number) ? "nan" : text::fixedDecimals(number, 2); }
 
 std::uint32_t truncated(double number) {
   constexpr std::uint32_t kMost = std::numeric_limits<std::uint32_t>::max();
