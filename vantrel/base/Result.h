@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cassert>
+#include <concepts>
 #include <memory>
 #include <optional>
 #include <type_traits>
@@ -23,6 +24,8 @@ namespace vantrel {
 template <typename T>
 class [[nodiscard]] Result {
  public:
+  using value_type = T;
+
   Result(T value) : value_(std::move(value)) {}
   Result(Error error) : error_(std::make_shared<const Error>(std::move(error))) {}
 
@@ -55,8 +58,17 @@ class [[nodiscard]] Result {
   operator std::optional<T>() const& { return value_; }
   operator std::optional<T>() && { return std::move(value_); }
 
-  friend bool operator==(const Result& result, const T& value) { return result.value_ == value; }
+  friend bool operator==(const Result& a, const Result& b) {
+    return a.value_ == b.value_ && (a.value_ || a.error() == b.error());
+  }
+  friend bool operator==(const Result& result, const std::optional<T>& value) {
+    return result.value_ == value;
+  }
   friend bool operator==(const Result& result, std::nullopt_t) noexcept { return !result.value_; }
+  template <std::convertible_to<T> Value>
+  friend bool operator==(const Result& result, const Value& value) {
+    return result.value_ && *result.value_ == value;
+  }
 
  private:
   std::optional<T> value_;
