@@ -175,8 +175,80 @@ TEST(Json, IsAbsentForWhatIsNoJson) {
                                     std::string_view("1\0", 2),
                                     std::string_view("[1]\0[2]", 7),
                                     std::string_view("\"a\0b\"", 5)};
-  for (const std::string_view text : cases) EXPECT_FALSE(json::parse(text)) << text;
+  for (const std::string_view text : cases) {
+    const auto value = json::parse(text);
+    ASSERT_FALSE(value) << text;
+    EXPECT_EQ(value.error().code, json::kNotJson) << text;
+  }
   EXPECT_FALSE(json::parse(repeated("9", 400)));
+}
+
+TEST(Json, TellsWhereATextStopsBeingJsonAndWhatWasExpected) {
+  const struct {
+    std::string_view text;
+    const char* reason;
+  } cases[] = {
+      {"", "line 1, column 1: expected a value, not the end of the text"},
+      {"\xef\xbb\xbf"
+       "1",
+       "line 1, column 1: expected a value, not a byte-order mark"},
+      {"{\n  \"name\": ,\n}", "line 2, column 11: expected a value"},
+      {"[1\r\n 2]", "line 2, column 2: expected \",\" or \"]\""},
+      {"[+1]", "line 1, column 2: expected a value or \"]\""},
+      {"[{},[1,]]", "line 1, column 8: expected a value"},
+      {"{\"é€😀\":nul}", "line 1, column 8: expected a value"},
+      {"{\"a\":1", "line 1, column 7: expected \",\" or \"}\", not the end of the text"},
+      {"{a:1}", "line 1, column 2: expected a string key or \"}\""},
+      {"{\"a\":1,}", "line 1, column 8: expected a string key"},
+      {"{\"a\" 1}", "line 1, column 6: expected \":\""},
+      {"1 2", "line 1, column 3: expected the end of the text"},
+      {std::string_view("1\0", 2), "line 1, column 2: expected the end of the text"},
+      {"-", "line 1, column 2: expected a digit, not the end of the text"},
+      {"[-07]", "line 1, column 3: expected a number without leading zeros"},
+      {"[1.e1]", "line 1, column 4: expected a digit"},
+      {"[1, -1e309]", "line 1, column 5: expected a number that a double can hold"},
+      {"\"a", "line 1, column 3: expected a closing quote, not the end of the text"},
+      {"\"a\n\"", "line 1, column 3: expected an escape, not a control character itself"},
+      {"\"\\x\"", "line 1, column 2: expected a known escape"},
+      {"\"\\", "line 1, column 2: expected a known escape"},
+      {"\"\\u12G4\"", "line 1, column 2: expected four hexadecimal digits"},
+      {"\"\\u12", "line 1, column 2: expected four hexadecimal digits"},
+      {"\"\\ud800\\u0041\"", "line 1, column 2: expected two escapes that form a surrogate pair"},
+      {"\"a\xed\xa0\x80\"", "line 1, column 3: expected valid UTF-8"},
+      {"\"\xe2\x82", "line 1, column 2: expected valid UTF-8"},
+  };
+  for (const auto& [text, reason] : cases) {
+    const auto value = json::parse(text);
+    ASSERT_FALSE(value) << text;
+    EXPECT_EQ(value.error().description(), reason) << text;
+  }
+  const Error error = json::parse("[\n,").error();
+  EXPECT_EQ(error.domain, json::kErrorDomain);
+  EXPECT_EQ(error.info["line"], ValueTree(2));
+  EXPECT_EQ(error.info["column"], ValueTree(1));
+  EXPECT_EQ(json::parse(repeated("[", 600)).error().code, json::kTooDeep);
+  EXPECT_EQ(json::parse("[1]", 10).error().code, json::kTooLarge);
+}
+
+TEST(Json, TellsWhichValueCannotBeWritten) {
+  const ValueTree list = ValueTree::list({1, ValueTree::dictionary({{"a/b~c", Date{1}}})});
+  const struct {
+    ValueTree value;
+    const char* reason;
+  } cases[] = {
+      {std::nan(""), "NaN has no form in JSON"},
+      {ValueTree::dictionary({{"x", ValueTree::list()}, {"list", list}}),
+       "/list/1/a~1b~0c: a date has no form in JSON"},
+      {ValueTree::list({ValueTree::list({1}), ValueTree::dictionary({{"k\xff", 1}})}),
+       "/1/k\uFFFD: key is not valid UTF-8"},
+      {ValueTree::list({"\xe2\x82", Bytes()}), "/0: text is not valid UTF-8"},
+  };
+  for (const auto& [value, reason] : cases) {
+    EXPECT_EQ(json::writeCompact(value).error().description(), reason);
+  }
+  ValueTree tall;
+  for (int i = 0; i < 600; ++i) tall = ValueTree::list({tall});
+  EXPECT_EQ(json::writePretty(tall).error().code, json::kTooDeep);
 }
 
 TEST(Json, RefusesControlCharactersInStringsWhereverTheyStand) {
@@ -207,7 +279,7 @@ TEST(Json, LargeValuesStandLikeSmallOnes) {
     ValueTree list = ValueTree::list();
     for (std::size_t i = 0; i < size; ++i) list.append(i);
     const auto value = ValueTree::dictionary({{"list", list}, {"text", std::string(size, 'x')}});
-    auto read = json::parse(*json::writeCompact(value));
+    std::optional<ValueTree> read = json::parse(*json::writeCompact(value));
     ASSERT_EQ(read, value) << size;
     ValueTree part = (*read)["list"];
     const ValueTree text = (*read)["text"];
@@ -392,7 +464,10 @@ TEST(Json, AgreesWithAnotherImplementation) {
     const auto theirs = nlohmann::json::parse(text, nullptr, false);
     const auto ours = json::parse(text);
     ASSERT_EQ(ours.has_value(), !theirs.is_discarded()) << text;
-    if (!ours) continue;
+    if (!ours) {
+      ASSERT_EQ(ours.error().code, json::kNotJson) << text;
+      continue;
+    }
     ++accepted;
     ASSERT_EQ(nlohmann::json::parse(*json::writePretty(*ours)), theirs) << text;
     ASSERT_EQ(nlohmann::json::parse(*json::writeCompact(*ours)), theirs) << text;
@@ -401,7 +476,8 @@ TEST(Json, AgreesWithAnotherImplementation) {
 }
 
 TEST(Json, APartOutlivesAndNeverChangesItsDocument) {
-  auto document = json::parse(R"({"part":{"text":"longer than what lies inside","list":[1,2]}})");
+  std::optional<ValueTree> document =
+      json::parse(R"({"part":{"text":"longer than what lies inside","list":[1,2]}})");
   ASSERT_TRUE(document);
   ValueTree part = (*document)["part"];
   ValueTree text = part["text"];

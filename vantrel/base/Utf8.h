@@ -33,6 +33,11 @@ constexpr Utf8Lead utf8Lead(std::uint8_t byte) noexcept {
   return {length, from, to};
 }
 
+/// Whether a character begins with this byte, rather than goes on.
+constexpr bool beginsCharacter(char byte) noexcept {
+  return (static_cast<std::uint8_t>(byte) & 0xC0) != 0x80;
+}
+
 /// Length of the sequence at `text`, which starts beyond ASCII; 0 when it is malformed. Reads no byte behind
 /// one that cannot belong to it, so any ASCII character ends the text well enough.
 inline std::size_t utf8SequenceLength(const char* text) noexcept {

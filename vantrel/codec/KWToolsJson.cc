@@ -8,13 +8,15 @@ namespace {
 constexpr std::string_view kArchiveKey = "Some Key Value";
 
 std::optional<std::string> textOf(const std::optional<ValueTree>& value, ValueTree::Kind kind) {
-  return value && value->kind() == kind ? json::writePretty(*value) : std::nullopt;
+  if (!value || value->kind() != kind) return std::nullopt;
+  return json::writePretty(*value);
 }
 
 }  // namespace
 
 std::optional<ValueTree> KWTools::jsonWithData(const std::optional<Bytes>& data) {
-  return data ? json::parse(data->text()) : std::nullopt;
+  if (!data) return std::nullopt;
+  return json::parse(data->text());
 }
 
 std::optional<std::string> KWTools::dictionaryToJson(const std::optional<ValueTree>& dictionary) {

@@ -1,10 +1,12 @@
 #include <algorithm>
 #include <cstring>
 #include <memory>
+#include <string>
 
 #include "vantrel/base/ValueStorage.h"
 #include "vantrel/data/Json.h"
 #include "vantrel/data/detail/JsonCharacters.h"
+#include "vantrel/data/detail/JsonFault.h"
 #include "vantrel/data/detail/JsonNumber.h"
 #include "vantrel/data/detail/JsonString.h"
 
@@ -203,9 +205,8 @@ struct ReleaseArena {
   void operator()(Arena* arena) const noexcept { arena->release(); }
 };
 
-}  // namespace
-
-std::optional<ValueTree> parse(std::string_view text, std::uint64_t memoryLimit) {
+/// Absent for what is no JSON and past the limit.
+std::optional<ValueTree> read(std::string_view text, std::uint64_t memoryLimit) {
   if (text.size() > memoryLimit) return std::nullopt;
   const std::size_t count = mostValues(text);
   const std::size_t cellBytes = count * sizeof(ValueTree);
@@ -222,6 +223,19 @@ std::optional<ValueTree> parse(std::string_view text, std::uint64_t memoryLimit)
   // The result counts the arena if it points there.
   if (ValueAccess::isCounted(*result)) static_cast<void>(arena.release());
   return result;
+}
+
+Error reasonAgainst(std::string_view text, std::uint64_t memoryLimit) {
+  if (std::optional<Error> fault = detail::faultIn(text)) return *std::move(fault);
+  return Error::saying(kErrorDomain, kTooLarge,
+                       "too large: takes more than " + std::to_string(memoryLimit) + " bytes of memory");
+}
+
+}  // namespace
+
+Result<ValueTree> parse(std::string_view text, std::uint64_t memoryLimit) {
+  if (std::optional<ValueTree> value = read(text, memoryLimit)) return *std::move(value);
+  return reasonAgainst(text, memoryLimit);
 }
 
 }  // namespace vantrel::json

@@ -9,6 +9,7 @@
 #include "vantrel/data/Json.h"
 #include "vantrel/data/detail/JsonCharacters.h"
 #include "vantrel/data/detail/JsonOutput.h"
+#include "vantrel/data/detail/ValueFault.h"
 
 namespace vantrel::json {
 
@@ -17,6 +18,8 @@ namespace {
 using detail::Output;
 using storage::ValueAccess;
 using Kind = ValueTree::Kind;
+
+constexpr const char* kNestedTooDeeply = "nested too deeply";
 
 /// Writes a double that is a decimal number of up to six places, as most are, null for others. Of decimal
 /// numbers with up to 15 digits no two are the same double, so that there is no shorter one.
@@ -254,10 +257,37 @@ class Writer {
   Open open_[kMaxDepth];
 };
 
+const char* objectionTo(const ValueTree& value, std::size_t below) {
+  switch (value.kind()) {
+    case Kind::Floating:
+      if (std::isnan(*value.asDouble())) return "NaN has no form in JSON";
+      return std::isinf(*value.asDouble()) ? "an infinite number has no form in JSON" : nullptr;
+    case Kind::Date:
+      return "a date has no form in JSON";
+    case Kind::Data:
+      return "data have no form in JSON";
+    case Kind::List:
+    case Kind::Dictionary:
+      return below >= kMaxDepth ? kNestedTooDeeply : nullptr;
+    default:
+      return nullptr;
+  }
+}
+
+Error reasonAgainst(const ValueTree& value) {
+  const auto fault = data::detail::firstFault(value, objectionTo);
+  return fault->error(kErrorDomain, fault->why == kNestedTooDeeply ? kTooDeep : kNotWritable);
+}
+
+Result<std::string> write(const ValueTree& value, std::size_t indent) {
+  if (std::optional<std::string> text = Writer(indent).write(value)) return *std::move(text);
+  return reasonAgainst(value);
+}
+
 }  // namespace
 
-std::optional<std::string> writePretty(const ValueTree& value) { return Writer(4).write(value); }
+Result<std::string> writePretty(const ValueTree& value) { return write(value, 4); }
 
-std::optional<std::string> writeCompact(const ValueTree& value) { return Writer(0).write(value); }
+Result<std::string> writeCompact(const ValueTree& value) { return write(value, 0); }
 
 }  // namespace vantrel::json
