@@ -37,6 +37,23 @@ TEST(ClockTest, SecondsBecomeTruncatedAndClampedNanoseconds) {
   for (const auto& each : cases) EXPECT_EQ(durationOfSeconds(each.seconds), each.expected) << each.seconds;
 }
 
+TEST(ClockTest, EveryDurationOfTheStandardLibraryIsTakenTruncatedAndClamped) {
+  const struct {
+    AnyDuration taken;
+    Duration expected;
+  } cases[] = {
+      {0.5s, 500ms},
+      {-1.5ms, -1500us},
+      {std::chrono::duration<float>(1e30f), Duration::max()},
+      {2h, 120min},
+      {std::chrono::hours::max(), Duration::max()},
+      {std::chrono::hours::min(), Duration::min()},
+      {std::chrono::duration<std::int64_t, std::pico>(1'999), 1ns},
+      {std::chrono::duration<int, std::ratio<1, 60>>(90), 1500ms},
+  };
+  for (const auto& each : cases) EXPECT_EQ(Duration{each.taken}, each.expected);
+}
+
 TEST(ClockTest, WhatWouldOverflowIsTheLastInstantOrTheLongestDuration) {
   EXPECT_EQ(Instant{1s} + Duration::max(), Instant{Duration::max()});
   EXPECT_EQ(Instant{-1s} + Duration::min(), Instant{Duration::min()});

@@ -43,6 +43,7 @@ TEST(LoopDescriptorsTest, WithoutAnyLeftTasksAndTimersGoOnAndWatchesWorkOnceTher
   RunLoop loop;
   EXPECT_FALSE(runs(loop));
   EXPECT_EQ(loop.pollDescriptor(), -1);
+  EXPECT_GT(loop.pollTimeout(), 0) << "no post could wake a poll that waits for ever";
   setrlimit(RLIMIT_NOFILE, &before);
   EXPECT_THAT(lines, ElementsAre("before", HasSubstr("Too many open files")));
   EXPECT_TRUE(runs(loop));

@@ -8,6 +8,7 @@
 
 #include <array>
 #include <atomic>
+#include <limits>
 #include <string>
 #include <thread>
 #include <vector>
@@ -163,6 +164,29 @@ TEST_F(RunLoopTest, TheNextDueMomentIsNowWhileTasksWait) {
   EXPECT_EQ(loop.nextDue(), Instant{1s});
   loop.turn();
   EXPECT_EQ(loop.nextDue(), Instant{5s});
+}
+
+TEST(RunLoopPollTest, TheTimeoutIsRoundedUpToMillisecondsUntilTheNextDueMoment) {
+  struct : ManualClock {
+    bool standsStill() const override { return false; }
+  } clock;
+  RunLoop loop(&clock);
+  EXPECT_EQ(loop.pollTimeout(), -1);
+  loop.after(Duration::max(), [] {});
+  EXPECT_EQ(loop.pollTimeout(), -1);
+  loop.after(24h * 365, [] {});
+  EXPECT_EQ(loop.pollTimeout(), std::numeric_limits<int>::max());
+  loop.after(2.5s, [] {});
+  EXPECT_EQ(loop.pollTimeout(), 2500);
+  clock.jump(1.0001s);
+  EXPECT_EQ(loop.pollTimeout(), 1500);
+  clock.jump(10s);
+  EXPECT_EQ(loop.pollTimeout(), 0);
+  EXPECT_TRUE(loop.turn());
+  const auto cancelled = loop.after(-1s, [] { FAIL(); });
+  EXPECT_EQ(loop.pollTimeout(), 0);
+  loop.cancel(cancelled);
+  EXPECT_FALSE(loop.turn());
 }
 
 TEST_F(RunLoopTest, TheDescriptorIsReadableExactlyWhileSomethingOtherThanTheClockAsksForATurn) {

@@ -1,7 +1,9 @@
 #pragma once
 
 #include <chrono>
-#include <functional>
+#include <concepts>
+#include <cstdint>
+#include <ratio>
 
 #include "vantrel/base/Date.h"
 #include "vantrel/base/Export.h"
@@ -37,6 +39,36 @@ struct Instant {
 /// Seconds as a duration: truncated to whole nanoseconds, clamped to what a duration holds; not a number
 /// gives 0.
 VANTREL_EXPORT Duration durationOfSeconds(double seconds);
+
+/// A length of time as operations take it: any duration of `std::chrono`, with a fraction too (0.5s).
+/// Truncated, clamped and not a number as above.
+class AnyDuration {
+ public:
+  constexpr AnyDuration(Duration duration) : value_(duration) {}
+
+  template <typename Rep, typename Period>
+  AnyDuration(std::chrono::duration<Rep, Period> duration) : value_(inNanoseconds(duration)) {}
+
+  constexpr operator Duration() const { return value_; }
+
+ private:
+  template <typename Rep, typename Period>
+  static Duration inNanoseconds(std::chrono::duration<Rep, Period> duration) {
+    return durationOfSeconds(std::chrono::duration<double>(duration).count());
+  }
+
+  template <std::integral Rep, typename Period>
+  static constexpr Duration inNanoseconds(std::chrono::duration<Rep, Period> duration) {
+    if constexpr (std::ratio_greater_v<Period, std::nano>) {
+      using Wide = std::chrono::duration<std::int64_t, Period>;
+      if (duration > std::chrono::duration_cast<Wide>(Duration::max())) return Duration::max();
+      if (duration < std::chrono::duration_cast<Wide>(Duration::min())) return Duration::min();
+    }
+    return std::chrono::duration_cast<Duration>(duration);
+  }
+
+  Duration value_;
+};
 
 /// Where every service takes its time from. Threads: any.
 class VANTREL_EXPORT Clock {

@@ -8,9 +8,9 @@ namespace vantrel::MainQueue {
 
 void post(std::function<void()> task) { loop::detail::mainLoopForPosting().post(std::move(task)); }
 
-void postAfter(Duration delay, std::function<void()> task) {
+void postAfter(AnyDuration delay, std::function<void()> task) {
   RunLoop& loop = loop::detail::mainLoopForPosting();
-  if (delay <= Duration{0} || !task) return loop.post(std::move(task));
+  if (Duration{delay} <= Duration{0} || !task) return loop.post(std::move(task));
   // The delay counts from this call, not from when the loop hears of it.
   const Instant due = loop.clock().now() + delay;
   if (loop.isCurrent()) {
@@ -22,7 +22,7 @@ void postAfter(Duration delay, std::function<void()> task) {
   });
 }
 
-void postAfter(Duration delay, std::function<void()> task, std::weak_ptr<const void> owner) {
+void postAfter(AnyDuration delay, std::function<void()> task, std::weak_ptr<const void> owner) {
   if (!task) return;
   postAfter(delay, [task = std::move(task), owner = std::move(owner)] {
     if (const auto alive = owner.lock()) task();

@@ -14,9 +14,9 @@ namespace vantrel::MainQueue {
 VANTREL_EXPORT void post(std::function<void()> task);
 
 /// Queues `task` to run after `delay` from now; 0 or less: as soon as the queue is free.
-VANTREL_EXPORT void postAfter(Duration delay, std::function<void()> task);
+VANTREL_EXPORT void postAfter(AnyDuration delay, std::function<void()> task);
 
 /// The same for a task that is dropped unrun, captures and all, if `owner` is gone by then.
-VANTREL_EXPORT void postAfter(Duration delay, std::function<void()> task, std::weak_ptr<const void> owner);
+VANTREL_EXPORT void postAfter(AnyDuration delay, std::function<void()> task, std::weak_ptr<const void> owner);
 
 }  // namespace vantrel::MainQueue

@@ -20,8 +20,8 @@ Instant ManualClock::now() const { return {elapsed_.load()}; }
 
 Date ManualClock::date() const { return {dateAtStart_.load() + seconds(elapsed_.load())}; }
 
-void ManualClock::advance(RunLoop& loop, Duration by) {
-  const Instant end = now() + std::max(by, Duration{0});
+void ManualClock::advance(RunLoop& loop, AnyDuration by) {
+  const Instant end = now() + std::max<Duration>(by, Duration{0});
   int turnsHere = 0;
   for (auto due = loop.nextDue(); due && *due <= end; due = loop.nextDue()) {
     if (*due > now()) {
@@ -38,7 +38,9 @@ void ManualClock::advance(RunLoop& loop, Duration by) {
   elapsed_.store(std::max(end, now()).sinceStart);
 }
 
-void ManualClock::jump(Duration by) { elapsed_.store((now() + std::max(by, Duration{0})).sinceStart); }
+void ManualClock::jump(AnyDuration by) {
+  elapsed_.store((now() + std::max<Duration>(by, Duration{0})).sinceStart);
+}
 
 void ManualClock::setDate(Date date) { dateAtStart_.store(date.secondsSince1970 - seconds(elapsed_.load())); }
 

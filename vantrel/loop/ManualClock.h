@@ -19,11 +19,11 @@ class VANTREL_EXPORT ManualClock : public Clock {
   /// Walks: moves to each due moment of `loop` on the way and runs what is due there, then to the end. On the
   /// loop's own thread. A loop that stays busy without time passing is given up after 100,000 turns in a row,
   /// with a line in the log; the clock then goes to the end at once.
-  void advance(RunLoop& loop, Duration by);
+  void advance(RunLoop& loop, AnyDuration by);
 
   /// Sets the time at once, as a stall or a suspended machine does; runs nothing. Time never goes back:
   /// nothing happens when `by` is negative.
-  void jump(Duration by);
+  void jump(AnyDuration by);
 
   /// Sets the calendar alone, as a user who sets the clock does.
   void setDate(Date date);

@@ -82,6 +82,10 @@ RunLoop::TimerId RunLoop::at(Instant due, Task task) {
   return task ? state_->at(due, std::move(task)) : TimerId{};
 }
 
+RunLoop::TimerId RunLoop::after(AnyDuration delay, Task task) {
+  return at(clock().now() + delay, std::move(task));
+}
+
 void RunLoop::cancel(TimerId id) { state_->cancel(id); }
 
 bool RunLoop::watch(int descriptor, Interest interest, std::function<void()> ready) {
@@ -98,9 +102,11 @@ std::optional<Instant> RunLoop::nextDue() const { return state_->nextDue(); }
 
 int RunLoop::pollDescriptor() const { return state_->descriptor(); }
 
+int RunLoop::pollTimeout() const { return state_->pollTimeout(); }
+
 void RunLoop::run() { state_->runUntil(std::nullopt); }
 
-void RunLoop::runFor(Duration duration) {
+void RunLoop::runFor(AnyDuration duration) {
   const Instant end = Instant{std::chrono::steady_clock::now().time_since_epoch()} + duration;
   state_->runUntil(std::chrono::steady_clock::time_point(end.sinceStart));
 }

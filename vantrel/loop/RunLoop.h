@@ -23,8 +23,14 @@ class LoopState;
 
 /// Runs tasks, timers and descriptor callbacks of one thread, one after the other.
 ///
-/// A loop runs by itself (`run`, `runFor`) or inside a host's own loop, which polls `pollDescriptor()` for
-/// reading until `nextDue()` and then calls `turn()`. An idle loop sleeps.
+/// A loop runs by itself (`run`, `runFor`) or inside a host's own loop. An idle loop sleeps.
+///
+///   for (;;) {
+///     pollfd watched[] = {{STDIN_FILENO, POLLIN, 0}, {loop.pollDescriptor(), POLLIN, 0}};
+///     poll(watched, 2, loop.pollTimeout());
+///     if (watched[0].revents != 0 && !readInput()) break;
+///     loop.turn();
+///   }
 ///
 /// A loop works without descriptors of the system, too, when none are left: tasks and timers go on, only
 /// `watch` and `pollDescriptor` fail. It says so once in the log, and takes some as soon as there are some.
@@ -81,6 +87,9 @@ class VANTREL_EXPORT RunLoop {
   /// Runs `task` once at `due`; a moment that has passed means the next turn, the largest instant never.
   TimerId at(Instant due, Task task);
 
+  /// Runs `task` once, `delay` from now by the loop's clock; 0 or less: in the next turn.
+  TimerId after(AnyDuration delay, Task task);
+
   /// Forgets a timer; fired or unknown: nothing happens.
   void cancel(TimerId id);
 
@@ -107,12 +116,17 @@ class VANTREL_EXPORT RunLoop {
   /// closed the descriptor.
   int pollDescriptor() const;
 
+  /// For how long to poll it: milliseconds until the next due moment, rounded up, so that no poll ends just
+  /// before it; -1 for as long as it takes. Without a descriptor, and with a timer under a clock that stands
+  /// still, a while after which to look again. Ask before every poll.
+  int pollTimeout() const;
+
   /// Turns and sleeps until `stop`. Under a clock that stands still timers fire once somebody has moved the
   /// clock, which `run` looks at again every 10 ms of real time while a timer waits.
   void run();
 
   /// The same for at most `duration` of real time.
-  void runFor(Duration duration);
+  void runFor(AnyDuration duration);
 
   /// Ends the innermost `run` or `runFor` after the current turn; when none runs, the next one ends at once.
   void stop();

@@ -82,14 +82,15 @@ Timer::Timer(std::unique_ptr<State> state) : state_(std::move(state)) {}
 
 Timer::~Timer() = default;
 
-std::shared_ptr<Timer> Timer::repeating(Duration interval, Action action) {
+std::shared_ptr<Timer> Timer::repeating(AnyDuration interval, Action action) {
   if (!action) action = [](Timer&) {};
   std::shared_ptr<Timer> timer(new Timer(std::make_unique<State>(interval, std::move(action), std::nullopt)));
   timer->state_->startFromNow(timer);
   return timer;
 }
 
-std::shared_ptr<Timer> Timer::repeating(Duration interval, Action action, std::weak_ptr<const void> owner) {
+std::shared_ptr<Timer> Timer::repeating(AnyDuration interval, Action action,
+                                        std::weak_ptr<const void> owner) {
   if (!action) action = [](Timer&) {};
   std::shared_ptr<Timer> timer(
       new Timer(std::make_unique<State>(interval, std::move(action), std::move(owner))));

@@ -22,8 +22,11 @@ class VANTREL_EXPORT Timer : public std::enable_shared_from_this<Timer> {
 
   /// Fires first one interval from now. `owner`, when given, is held weakly and kept alive during a call;
   /// once it is gone the timer is no longer valid, and the next firing, which calls nobody, drops it.
-  static std::shared_ptr<Timer> repeating(Duration interval, Action action);
-  static std::shared_ptr<Timer> repeating(Duration interval, Action action, std::weak_ptr<const void> owner);
+  ///
+  ///   Timer::repeating(0.5s, [](Timer&) { std::puts("tick"); });
+  static std::shared_ptr<Timer> repeating(AnyDuration interval, Action action);
+  static std::shared_ptr<Timer> repeating(AnyDuration interval, Action action,
+                                          std::weak_ptr<const void> owner);
 
   ~Timer();
   Timer(const Timer&) = delete;

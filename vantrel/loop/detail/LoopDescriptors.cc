@@ -82,6 +82,14 @@ bool LoopState::runDescriptors() {
 
 int LoopState::descriptor() { return haveIntactDescriptors() ? waiter_.descriptor() : -1; }
 
+int LoopState::pollTimeout() const {
+  const auto atMost = longestSleep(std::nullopt);
+  // Nobody wakes a poll without a descriptor.
+  if (!waiter_.isOpen())
+    return Waiter::milliseconds(std::min(atMost.value_or(kDescriptorGlance), kDescriptorGlance));
+  return Waiter::milliseconds(atMost);
+}
+
 std::optional<Duration> LoopState::longestSleep(
     std::optional<std::chrono::steady_clock::time_point> end) const {
   std::optional<Duration> atMost;

@@ -47,6 +47,7 @@ class LoopState {
   bool turn();
   std::optional<Instant> nextDue() const;
   int descriptor();
+  int pollTimeout() const;
   void runUntil(std::optional<std::chrono::steady_clock::time_point> end);
   void stop();
 

@@ -15,13 +15,6 @@ namespace {
 /// The token of the event descriptor itself.
 constexpr std::uint64_t kWakeToken = ~std::uint64_t{0};
 
-/// Rounded up: a wait that ends just before the moment would make the loop spin.
-int milliseconds(std::optional<Duration> atMost) {
-  if (!atMost) return -1;
-  const auto count = std::chrono::ceil<std::chrono::milliseconds>(std::max(*atMost, Duration{0})).count();
-  return static_cast<int>(std::min<std::int64_t>(count, std::numeric_limits<int>::max()));
-}
-
 std::uint32_t eventsOf(RunLoop::Interest interest) {
   switch (interest) {
     case RunLoop::Interest::Read:
@@ -136,6 +129,12 @@ std::optional<std::vector<std::uint64_t>> Waiter::ready(std::size_t most) {
     }
   }
   return tokens;
+}
+
+int Waiter::milliseconds(std::optional<Duration> atMost) {
+  if (!atMost) return -1;
+  const auto count = std::chrono::ceil<std::chrono::milliseconds>(std::max(*atMost, Duration{0})).count();
+  return static_cast<int>(std::min<std::int64_t>(count, std::numeric_limits<int>::max()));
 }
 
 Waiter::Woken Waiter::wait(std::optional<Duration> atMost) {

@@ -54,6 +54,10 @@ class Waiter {
   /// The tokens of at most `most` descriptors that are ready now; none at all when its own are lost.
   std::optional<std::vector<std::uint64_t>> ready(std::size_t most);
 
+  /// A time as the system's waiting calls take it: at least 0, rounded up, as a wait that ends just before
+  /// the moment would make the loop spin; -1 for none.
+  static int milliseconds(std::optional<Duration> atMost);
+
   enum class Woken : std::uint8_t { ByWake, Otherwise, Lost };
 
   /// Sleeps until woken, which it then has taken, a descriptor is ready or the time is over; without a time
