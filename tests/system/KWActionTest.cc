@@ -13,7 +13,6 @@
 
 #include "vantrel/loop/ManualClock.h"
 #include "vantrel/loop/RunLoop.h"
-#include "vantrel/system/detail/KWActionState.h"
 
 namespace vantrel {
 namespace {
@@ -24,8 +23,8 @@ using testing::IsEmpty;
 
 class KWActionTest : public testing::Test {
  protected:
-  KWActionTest() { system::detail::resetKWActionState(); }
-  ~KWActionTest() override { system::detail::resetKWActionState(); }
+  KWActionTest() { KWAction::resetForTests(); }
+  ~KWActionTest() override { KWAction::resetForTests(); }
 
   KWAction::Task note(std::string text) {
     return [this, text] { journal.push_back(text); };
@@ -210,7 +209,7 @@ TEST_F(KWActionTest, TheLimiterAndTaskOnceShareTheirFlag) {
   EXPECT_TRUE(KWAction::setMinExecutionGap(1));  // nothing to count from
   EXPECT_FALSE(KWAction::setMinExecutionGap(1));
 
-  system::detail::resetKWActionState();
+  KWAction::resetForTests();
   KWAction::setMinExecutionGap(1);
   KWAction::taskOnce(note("second"));
   EXPECT_THAT(journal, ElementsAre("first"));

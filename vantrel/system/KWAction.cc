@@ -9,7 +9,6 @@
 #include "vantrel/loop/BackgroundQueue.h"
 #include "vantrel/loop/Clock.h"
 #include "vantrel/loop/MainQueue.h"
-#include "vantrel/system/detail/KWActionState.h"
 
 namespace vantrel {
 namespace {
@@ -69,11 +68,6 @@ class Group {
 
 }  // namespace
 
-void system::detail::resetKWActionState() {
-  onceToken().reset();
-  lastDate.reset();
-}
-
 void KWAction::subTask(Task task) { BackgroundQueue::shared().post(std::move(task)); }
 
 void KWAction::mainTask(Task task) { MainQueue::post(std::move(task)); }
@@ -98,6 +92,11 @@ void KWAction::delay_Task(double seconds, Task task, std::weak_ptr<const void> o
 }
 
 void KWAction::taskOnce(const Task& task) { onceToken().run(task); }
+
+void KWAction::resetForTests() {
+  onceToken().reset();
+  lastDate.reset();
+}
 
 void KWAction::task_Times(const Task&, std::int32_t) {}
 

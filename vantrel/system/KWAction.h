@@ -57,6 +57,10 @@ class VANTREL_EXPORT KWAction {
   /// Threads: one at a time.
   static bool setMinExecutionGap(double gap);
 
+  /// For a host's own tests, whose cases share a process: forgets that `taskOnce` has run a task and when the
+  /// limiter last gave true. Not while another call of either is under way.
+  static void resetForTests();
+
   /// A repeating timer on the run loop of the calling thread, which must be running; first fires one interval
   /// from now. How a late firing is treated, and the shortest interval (also that of 0, less and NaN), stands
   /// at `Timer`.
