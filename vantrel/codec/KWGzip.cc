@@ -149,7 +149,7 @@ int inflateInto(Room& room, z_stream& stream, std::uint64_t most) {
 
 }  // namespace
 
-std::optional<Bytes> KWGzip::gzipData(const std::optional<Bytes>& data) {
+std::optional<Bytes> KWGzip::gzipData(const std::optional<Bytes>& data) try {
   if (!data || data->empty()) {
     logFormat(LogLevel::Error, "%s: Error: Can't compress an empty or nil NSData object", kGzipData);
     return std::nullopt;
@@ -168,12 +168,14 @@ std::optional<Bytes> KWGzip::gzipData(const std::optional<Bytes>& data) {
   }
   Room room;
   const int result = deflateInto(room, stream);
+  deflateEnd(&stream);
   if (result != Z_STREAM_END) {
     logFormat(LogLevel::Error, "%s:zlib error while attempting compression: \"%s\" Message: \"%s\"",
               kGzipData, describeEnd(result), messageOf(stream));
   }
-  deflateEnd(&stream);
   return result == Z_STREAM_END ? room.take(stream.total_out) : std::nullopt;
+} catch (const std::bad_alloc&) {
+  return std::nullopt;  // there was no memory even to log what happened
 }
 
 std::optional<Bytes> KWGzip::uncompressZippedData(const std::optional<Bytes>& data) {

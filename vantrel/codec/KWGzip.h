@@ -8,8 +8,8 @@
 
 namespace vantrel {
 
-/// Compression to gzip streams (RFC 1952), and back from gzip and zlib streams (RFC 1950). No operation
-/// throws; absent is the result of every failure.
+/// Compression to gzip streams (RFC 1952), and back from gzip and zlib streams (RFC 1950). Absent is the
+/// result of every failure, also where memory runs out.
 ///
 /// Threads: any.
 class VANTREL_EXPORT KWGzip {

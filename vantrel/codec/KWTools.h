@@ -15,9 +15,9 @@ namespace vantrel {
 
 /// Conversions between bytes, hexadecimal text, integers, text encodings and JSON, and the user's settings.
 ///
-/// Every operation takes absent arguments (`std::nullopt`) and none throws; absent and empty results are
-/// different things. Integers are written least significant byte first unless `Endian` is true, whatever the
-/// processor. Hexadecimal text is written in lowercase, two digits a byte, without separators.
+/// Every operation takes absent arguments (`std::nullopt`, a null `const char*`); absent and empty results
+/// are different things. Integers are written least significant byte first unless `Endian` is true, whatever
+/// the processor. Hexadecimal text is written in lowercase, two digits a byte, without separators.
 ///
 /// Threads: all operations from any thread at once; they keep no state of their own. A program that uses one
 /// group below links nothing that only another group needs.

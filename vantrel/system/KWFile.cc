@@ -7,7 +7,6 @@
 #include <cerrno>
 #include <cstdio>
 #include <filesystem>
-#include <new>
 #include <system_error>
 
 #include "vantrel/base/NumberText.h"
@@ -53,13 +52,24 @@ bool createEmptyFile(const std::string& path) {
   return static_cast<bool>(Descriptor(::open(path.c_str(), flags, 0666)));
 }
 
-std::optional<Bytes> contentsOf(PathArgument path) {
-  try {
-    return files::read(path);
-  } catch (const std::bad_alloc&) {
-    return std::nullopt;
+std::optional<Bytes> contentsOf(PathArgument path) { return files::read(path); }
+
+/// Cuts a file back to its old length unless all went well, also when there was no memory to say why not.
+class CutBack {
+ public:
+  CutBack(int file, off_t length) : file_(file), length_(length) {}
+  ~CutBack() {
+    if (file_ >= 0 && ::ftruncate(file_, length_) != 0) return;  // there is nothing left to try
   }
-}
+  CutBack(const CutBack&) = delete;
+  CutBack& operator=(const CutBack&) = delete;
+
+  void cancel() { file_ = -1; }
+
+ private:
+  int file_;
+  off_t length_;
+};
 
 std::string join(std::string folder, PathArgument below) {
   std::string_view part = *below;
@@ -160,8 +170,8 @@ void KWFile::writeData_endFile(const Bytes& data, PathArgument path) {
   const Descriptor file(::open(name->c_str(), O_WRONLY | O_APPEND | O_NONBLOCK | O_CLOEXEC));
   struct stat status {};
   if (!file || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return;
-  // When cutting back fails too there is nothing left to try, and the operation reports nothing.
-  if (!files::write(file.get(), data.span()) && ::ftruncate(file.get(), status.st_size) != 0) return;
+  CutBack cutBack(file.get(), status.st_size);
+  if (files::write(file.get(), data.span())) cutBack.cancel();
 }
 
 std::string KWFile::find_File(PathArgument subBundle, PathArgument name) {
