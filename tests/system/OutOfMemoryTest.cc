@@ -75,7 +75,7 @@ TEST_F(OutOfMemoryTest, SettingsLoseNothing) {
   SettingsStore store(folder_.at("settings.plist"));
   int round = 0;
   const auto change = [&] {
-    static_cast<void>(store.setObject_forKey(values[++round % 2], "key"));
+    store.setObject_forKey(values[++round % 2], "key");
     static_cast<void>(store.synchronize());
   };
   const auto isKept = [&] {

@@ -4,7 +4,7 @@
 namespace vantrel {
 
 void KWTools::setUser_forKey(const std::optional<ValueTree>& value, TextArgument key) {
-  static_cast<void>(Host::current().settings->setObject_forKey(value.value_or(ValueTree()), key));
+  Host::current().settings->setObject_forKey(value.value_or(ValueTree()), key);
 }
 
 std::optional<ValueTree> KWTools::getUserByKey(TextArgument key) {

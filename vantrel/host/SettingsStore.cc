@@ -47,7 +47,7 @@ std::filesystem::path SettingsStore::fileOfApplication(TextArgument applicationN
   return std::filesystem::path(folders::config()) / name / "settings.plist";
 }
 
-Result<void> SettingsStore::setObject_forKey(const ValueTree& value, TextArgument key) {
+Result<void> SettingsStore::store(const ValueTree& value, TextArgument key) {
   if (!isKey(key)) return refused(EINVAL, "the key is absent or not valid UTF-8");
   if (value.kind() == ValueTree::Kind::Null) {
     removeObjectForKey(key);

@@ -61,7 +61,10 @@ class VANTREL_EXPORT SettingsStore {
   /// - no property list can hold the value: null inside, invalid UTF-8, too many levels (EINVAL),
   /// - the value does not fit beside the other entries in a file of 64 MiB (EFBIG). Where other processes
   ///   fill the file meanwhile, the writing leaves large values out and says so in the log.
-  Result<void> setObject_forKey(const ValueTree& value, TextArgument key);
+  Result<void> store(const ValueTree& value, TextArgument key);
+
+  /// The same for who need not know why; false for the failures above.
+  bool setObject_forKey(const ValueTree& value, TextArgument key) { return store(value, key).has_value(); }
 
   /// The value, absent when there is none and for an absent key.
   std::optional<ValueTree> objectForKey(TextArgument key) const;
