@@ -45,7 +45,7 @@ class OutOfMemoryTest : public testing::Test {
  protected:
   ManualClock clock_;
   ScopedClock scope_{clock_};  // nothing is written by itself
-  ScopedLogSink quiet_{[](auto&&...) {}};
+  ScopedLogSink quiet_{[](std::string_view) {}};
   ScratchFolder folder_;
 };
 
