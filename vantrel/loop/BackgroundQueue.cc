@@ -56,7 +56,12 @@ void BackgroundQueue::closeAtExit() {
 }
 
 void BackgroundQueue::post(std::function<void()> task) {
-  if (task) here().pool->post(std::move(task));
+  if (task) here().pool->post({&task, 1});
+}
+
+void BackgroundQueue::post(std::vector<std::function<void()>> tasks) {
+  std::erase_if(tasks, [](const auto& task) { return !task; });
+  if (!tasks.empty()) here().pool->post(tasks);
 }
 
 std::size_t BackgroundQueue::workers() const { return here().pool->workers(); }

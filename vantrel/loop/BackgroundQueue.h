@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <functional>
 #include <memory>
+#include <vector>
 
 #include "vantrel/base/Export.h"
 
@@ -46,6 +47,9 @@ class VANTREL_EXPORT BackgroundQueue {
   /// Queues the task and returns at once; an empty one is not queued. Where memory runs out `std::bad_alloc`
   /// comes out and the task is not queued.
   void post(std::function<void()> task);
+
+  /// Queues them in their order, all or, where memory runs out, none.
+  void post(std::vector<std::function<void()>> tasks);
 
   /// Threads alive now that run tasks.
   std::size_t workers() const;

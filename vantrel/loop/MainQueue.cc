@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "vantrel/loop/detail/LoopState.h"
 #include "vantrel/loop/detail/MainLoop.h"
 
 namespace vantrel::MainQueue {
@@ -15,11 +16,9 @@ void postAfter(AnyDuration delay, std::function<void()> task) {
   const Instant due = loop.clock().now() + delay;
   if (loop.isCurrent()) {
     loop.at(due, std::move(task));
-    return;
+  } else {
+    loop::detail::LoopState::of(loop).postAt(due, std::move(task));
   }
-  loop.post([due, task = std::move(task)]() mutable {
-    loop::detail::mainLoopForPosting().at(due, std::move(task));
-  });
 }
 
 void postAfter(AnyDuration delay, std::function<void()> task, std::weak_ptr<const void> owner) {
@@ -27,6 +26,17 @@ void postAfter(AnyDuration delay, std::function<void()> task, std::weak_ptr<cons
   postAfter(delay, [task = std::move(task), owner = std::move(owner)] {
     if (const auto alive = owner.lock()) task();
   });
+}
+
+Prepared::Prepared(std::function<void()> task) {
+  // The main loop, too, is made when first asked for.
+  loop::detail::mainLoopForPosting();
+  if (task) task_.push_back(std::move(task));
+}
+
+void Prepared::post() noexcept {
+  loop::detail::LoopState::of(loop::detail::mainLoopForPosting()).postPrepared(task_);
+  task_.clear();
 }
 
 }  // namespace vantrel::MainQueue

@@ -44,6 +44,9 @@ class LoopState;
 /// waits for the next turn. What a task captured is destroyed right after it ran. Empty tasks are ignored,
 /// and so is everything that is posted or started while the loop is being destroyed.
 ///
+/// Where memory runs out, `std::bad_alloc` comes out of the operation that starts something, and nothing is
+/// started. What has been started goes on: a turn needs no memory of its own.
+///
 /// Forks: in a forked child the loop of the thread that forked goes on, with tasks, timers and watches as
 /// they stood (both processes run them) and with descriptors of its own, `pollDescriptor` under the same
 /// number. Loops of other threads take nothing any more. The main loop of another thread is empty in the

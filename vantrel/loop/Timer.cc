@@ -5,6 +5,8 @@
 #include <optional>
 #include <utility>
 
+#include "vantrel/loop/detail/LoopState.h"
+
 namespace vantrel {
 namespace {
 
@@ -22,7 +24,7 @@ Instant nextAfter(Instant planned, Duration interval, Instant now) {
 
 }  // namespace
 
-class Timer::State {
+class Timer::State : public loop::detail::Repeating {
  public:
   State(Duration interval, Action action, std::optional<std::weak_ptr<const void>> owner)
       : loop_(RunLoop::current().handle()),
@@ -32,22 +34,25 @@ class Timer::State {
 
   bool valid() const { return action_ && !ownerIsGone(); }
 
-  void startFromNow(const std::shared_ptr<Timer>& timer) {
-    if (const auto loop = loop_.lock()) schedule(timer, loop->clock().now() + interval_);
+  /// Of this timer, which has this state.
+  void startFromNow(Timer& timer) {
+    timer_ = &timer;
+    if (const auto loop = loop_.lock()) schedule(loop->clock().now() + interval_);
   }
 
   /// In the loop at `moment`, which keeps the timer until then.
-  void schedule(const std::shared_ptr<Timer>& timer, Instant moment) {
+  void schedule(Instant moment) {
     const auto loop = loop_.lock();
     if (!action_ || !loop) return;
-    const RunLoop::TimerId before = id_;
+    auto& state = loop::detail::LoopState::of(*loop);
+    const auto kept = timer_->shared_from_this();
     planned_ = moment;
-    id_ = loop->at(moment, [timer] { timer->state_->fire(timer); });
-    loop->cancel(before);
+    state.cancel(id_);
+    id_ = state.at(moment, std::shared_ptr<Repeating>(kept, this));
   }
 
-  void fireNow(const std::shared_ptr<Timer>& timer) {
-    if (const auto loop = loop_.lock()) schedule(timer, loop->clock().now());
+  void fireNow() {
+    if (const auto loop = loop_.lock()) schedule(loop->clock().now());
   }
 
   void invalidate() {
@@ -56,20 +61,22 @@ class Timer::State {
     if (const auto loop = loop_.lock()) loop->cancel(id_);
   }
 
- private:
-  bool ownerIsGone() const { return owner_ && owner_->expired(); }
-
-  void fire(const std::shared_ptr<Timer>& timer) {
+  /// While the loop keeps the timer.
+  void fire() override {
     const auto loop = loop_.lock();
     if (!action_ || !loop) return;
     std::shared_ptr<const void> owner;
     if (owner_ && !(owner = owner_->lock())) return invalidate();
     // Before the call, in which the action may set another moment or end the timer.
-    schedule(timer, nextAfter(planned_, interval_, loop->clock().now()));
+    schedule(nextAfter(planned_, interval_, loop->clock().now()));
     const auto action = action_;
-    (*action)(*timer);
+    (*action)(*timer_);
   }
 
+ private:
+  bool ownerIsGone() const { return owner_ && owner_->expired(); }
+
+  Timer* timer_ = nullptr;
   const std::weak_ptr<RunLoop> loop_;
   const Duration interval_;
   std::shared_ptr<Action> action_;  ///< null once invalidated
@@ -85,7 +92,7 @@ Timer::~Timer() = default;
 std::shared_ptr<Timer> Timer::repeating(AnyDuration interval, Action action) {
   if (!action) action = [](Timer&) {};
   std::shared_ptr<Timer> timer(new Timer(std::make_unique<State>(interval, std::move(action), std::nullopt)));
-  timer->state_->startFromNow(timer);
+  timer->state_->startFromNow(*timer);
   return timer;
 }
 
@@ -94,15 +101,15 @@ std::shared_ptr<Timer> Timer::repeating(AnyDuration interval, Action action,
   if (!action) action = [](Timer&) {};
   std::shared_ptr<Timer> timer(
       new Timer(std::make_unique<State>(interval, std::move(action), std::move(owner))));
-  timer->state_->startFromNow(timer);
+  timer->state_->startFromNow(*timer);
   return timer;
 }
 
-void Timer::setNextFire(Instant moment) { state_->schedule(shared_from_this(), moment); }
+void Timer::setNextFire(Instant moment) { state_->schedule(moment); }
 
-void Timer::fireNow() { state_->fireNow(shared_from_this()); }
+void Timer::fireNow() { state_->fireNow(); }
 
-void Timer::suspend() { state_->schedule(shared_from_this(), kNever); }
+void Timer::suspend() { state_->schedule(kNever); }
 
 void Timer::invalidate() { state_->invalidate(); }
 

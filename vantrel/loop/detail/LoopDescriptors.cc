@@ -5,6 +5,9 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <new>
+#include <string>
+#include <string_view>
 #include <system_error>
 #include <utility>
 
@@ -26,10 +29,24 @@ constexpr Duration kDescriptorGlance = 1s;
 /// How long a loop that has lost its descriptors waits before it uses new ones, so that it cannot spin.
 constexpr Duration kAfterLoss = 10ms;
 
+/// Two of them are enough for a timer that repeats; more save allocations.
+constexpr std::size_t kSpareTimers = 16;
+
+/// False where memory runs out: then nobody hears of it.
+bool say(std::string_view before, int reason, std::string_view after) try {
+  std::string line(before);
+  if (reason != 0) line += std::generic_category().message(reason);
+  log(LogLevel::Warning, line.append(after));
+  return true;
+} catch (const std::bad_alloc&) {
+  return false;
+}
+
 }  // namespace
 
 LoopState::LoopState(RunLoop* loop, const Clock* clock, std::thread::id thread)
     : handle_(loop, [](RunLoop*) {}), clock_(clock), isMain_(thread == std::thread::id()), thread_(thread) {
+  spareNodes_.reserve(kSpareTimers);
   loops::add(*this);
   // Not said when it fails: who hears of it may ask for this loop. It is when the descriptors are needed.
   openDescriptors();
@@ -46,14 +63,23 @@ void LoopState::claim() {
 }
 
 bool LoopState::watch(int descriptor, RunLoop::Interest interest, std::function<void()> ready) {
-  unwatch(descriptor);
-  if (closing_ || !haveIntactDescriptors()) return false;
-  const std::uint64_t token = std::uint64_t{++generation_} << 32 | static_cast<std::uint32_t>(descriptor);
-  auto shared = std::make_shared<std::function<void()>>(std::move(ready));
-  // Known first: a watch that the system reports and nobody knows would keep the loop awake.
-  watches_[descriptor] = {token, interest, fileOf(descriptor), std::move(shared)};
-  if (waiter_.watch(descriptor, interest, token)) return true;
-  watches_.erase(descriptor);
+  if (closing_ || !haveIntactDescriptors()) {
+    unwatch(descriptor);
+    return false;
+  }
+  // All memory first: without it an earlier watch stays as it is.
+  std::shared_ptr<const std::function<void()>> ended =
+      std::make_shared<const std::function<void()>>(std::move(ready));
+  const auto [place, isNew] = watches_.try_emplace(descriptor);
+  if (!isNew) waiter_.unwatch(descriptor);
+  Watch& watch = place->second;
+  // Known before the system reports it, or the loop would stay awake for nobody.
+  watch.token = std::uint64_t{++generation_} << 32 | static_cast<std::uint32_t>(descriptor);
+  watch.interest = interest;
+  watch.file = fileOf(descriptor);
+  watch.ready.swap(ended);
+  if (waiter_.watch(descriptor, interest, watch.token)) return true;
+  const auto refused = watches_.extract(descriptor);
   return false;
 }
 
@@ -64,19 +90,15 @@ void LoopState::unwatch(int descriptor) {
 
 bool LoopState::runDescriptors() {
   if (watches_.empty() || !haveDescriptors()) return false;
-  const auto tokens = waiter_.ready(watches_.size());
-  if (!tokens) {
-    loseDescriptors();
-    return false;
-  }
   bool any = false;
-  for (const std::uint64_t token : *tokens) {
+  const auto run = [&](std::uint64_t token) {
     const auto found = watches_.find(static_cast<int>(token & 0xffffffffU));
-    if (found == watches_.end() || found->second.token != token) continue;
+    if (found == watches_.end() || found->second.token != token) return;
     const auto ready = found->second.ready;
     (*ready)();
     any = true;
-  }
+  };
+  if (!waiter_.forEachReady(watches_.size(), run)) loseDescriptors();
   return any;
 }
 
@@ -130,11 +152,9 @@ bool LoopState::haveDescriptors() {
   if (waiter_.isOpen()) return true;
   if (!openDescriptors()) {
     const int reason = errno;
-    if (!std::exchange(saidThatNoneAreLeft_, true)) {
-      logFormat(LogLevel::Warning,
-                "RunLoop: no descriptors (%s); tasks and timers go on, watches wait until there are some.",
-                std::generic_category().message(reason).c_str());
-    }
+    if (!std::exchange(saidThatNoneAreLeft_, true))
+      saidThatNoneAreLeft_ = say("RunLoop: no descriptors (", reason,
+                                 "); tasks and timers go on, watches wait until there are some.");
     return false;
   }
   saidThatNoneAreLeft_ = false;
@@ -163,7 +183,7 @@ void LoopState::loseDescriptors() {
     const MutexLock lock(mutex_);
     waiter_.forget();
   }
-  log(LogLevel::Warning, "RunLoop: something else has closed its descriptors; it takes new ones.");
+  say("RunLoop: something else has closed its descriptors; it takes new ones.", 0, "");
 }
 
 void LoopState::loseDescriptorsTo(const LoopState& owner) {

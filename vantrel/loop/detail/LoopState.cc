@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <new>
 #include <utility>
 
 namespace vantrel::loop::detail {
@@ -39,6 +40,17 @@ void LoopState::post(Task&& task) {
   wakeIfAsleep();
 }
 
+void LoopState::postPrepared(std::list<Task>& one) noexcept {
+  const MutexLock lock(mutex_);
+  if (closing_ || one.empty()) return;
+  try {
+    posted_.push_back(std::move(one.front()));
+  } catch (const std::bad_alloc&) {
+    prepared_.splice(prepared_.end(), one);
+  }
+  wakeIfAsleep();
+}
+
 void LoopState::stop() {
   const MutexLock lock(mutex_);
   stopAsked_ = true;
@@ -50,15 +62,44 @@ bool LoopState::takeStop() {
   return std::exchange(stopAsked_, false);
 }
 
-LoopState::TimerId LoopState::at(Instant due, Task&& task) {
+void LoopState::postAt(Instant due, Task&& task) {
+  Timers made;
+  made.emplace(TimerId{due, 0}, Due{std::move(task), nullptr});
+  post([this, due, node = std::make_shared<TimerNode>(made.extract(made.begin()))] {
+    start(due, std::move(*node));
+  });
+}
+
+LoopState::TimerId LoopState::start(Instant due, Due&& what) {
+  if (spareNodes_.empty()) {
+    const TimerId id{due, ++serial_};
+    if (!closing_) timers_.emplace(id, std::move(what));
+    return id;
+  }
+  TimerNode node = std::move(spareNodes_.back());
+  spareNodes_.pop_back();
+  node.mapped() = std::move(what);
+  return start(due, std::move(node));
+}
+
+LoopState::TimerId LoopState::start(Instant due, TimerNode node) {
   const TimerId id{due, ++serial_};
-  if (!closing_) timers_.emplace(id, std::move(task));
+  node.key() = id;
+  if (!closing_) timers_.insert(std::move(node));
   return id;
 }
 
+/// Keeps the node: who starts a timer right after one has ended needs no memory.
+LoopState::Due LoopState::takeOut(TimerNode node) {
+  Due what = std::exchange(node.mapped(), {});
+  if (spareNodes_.size() < spareNodes_.capacity()) spareNodes_.push_back(std::move(node));
+  return what;
+}
+
 void LoopState::cancel(TimerId id) {
+  TimerNode cancelled = timers_.extract(id);
   // Taken out first: what the task captured may come back here when it is destroyed.
-  auto cancelled = timers_.extract(id);
+  if (!cancelled.empty()) takeOut(std::move(cancelled));
 }
 
 /// One turn without the care for a host's poll.
@@ -120,29 +161,37 @@ void LoopState::wake() {
   if (!waiter_.isOpen()) wokenWithoutDescriptors_.notifyOne();
 }
 
-/// Moves what was posted behind what an outer turn has taken and not run yet.
-void LoopState::takePosted() {
+/// Moves what was posted behind what an outer turn has taken and not run yet. Gives what there was no memory
+/// for, one a turn: the next turn comes at once while there is more.
+std::list<LoopState::Task> LoopState::takePosted() {
+  std::list<Task> prepared;
   const MutexLock lock(mutex_);
   asleep_ = false;
   if (std::exchange(woken_, false) && !wakeTaken_) waiter_.clearWake();
   wakeTaken_ = false;
+  if (!prepared_.empty()) prepared.splice(prepared.end(), prepared_, prepared_.begin());
   if (head_ == taken_.size()) {
     taken_.clear();
     head_ = 0;
     taken_.swap(posted_);
-  } else {
-    // Allocates before it moves the first one, so that none is lost where memory runs out.
+    return prepared;
+  }
+  try {
+    // Allocates before it moves the first one: where memory runs out they wait for the next turn.
     taken_.insert(taken_.end(), std::make_move_iterator(posted_.begin()),
                   std::make_move_iterator(posted_.end()));
     giveBackMemory(posted_);
+  } catch (const std::bad_alloc&) {
   }
+  return prepared;
 }
 
 bool LoopState::runTasks() {
-  takePosted();
+  std::list<Task> prepared = takePosted();
   // Counted over the loop's life: a nested turn runs what is left of this one, then its own.
   const std::uint64_t last = started_ + (taken_.size() - head_);
-  const bool any = started_ < last;
+  const bool any = !prepared.empty() || started_ < last;
+  for (const Task& task : std::exchange(prepared, {})) task();
   while (started_ < last) {
     ++started_;
     const Task task = std::move(taken_[head_++]);
@@ -168,8 +217,8 @@ bool LoopState::runTimers(std::uint64_t lastSerial) {
     }
     const TimerId id = next->first;
     {
-      const Task task = std::move(timers_.extract(next).mapped());
-      task();
+      const Due due = takeOut(timers_.extract(next));
+      due();
     }
     any = true;
     // They fire in order, so whatever is before was started by the callbacks and waits.
@@ -180,10 +229,12 @@ bool LoopState::runTimers(std::uint64_t lastSerial) {
 
 void LoopState::close() {
   std::vector<Task> posted;
+  std::list<Task> prepared;
   {
     const MutexLock lock(mutex_);
     closing_ = true;
     posted.swap(posted_);
+    prepared.swap(prepared_);
   }
   handle_.reset();
   // What they captured may call the loop while it dies, so the containers are empty by then.

@@ -4,11 +4,13 @@
 
 #include <atomic>
 #include <cstdint>
+#include <list>
 #include <map>
 #include <memory>
 #include <optional>
 #include <thread>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "vantrel/base/Mutex.h"
@@ -16,6 +18,13 @@
 #include "vantrel/loop/detail/Waiter.h"
 
 namespace vantrel::loop::detail {
+
+/// What a repeating timer is to the loop.
+class Repeating {
+ public:
+  virtual ~Repeating() = default;
+  virtual void fire() = 0;
+};
 
 /// What is behind a run loop; see there. It works without descriptors as well, except for watches, and takes
 /// some whenever it needs them and the system has some again.
@@ -33,13 +42,28 @@ class LoopState {
   LoopState& operator=(const LoopState&) = delete;
 
   const Clock& clock() const { return clock_ ? *clock_ : Clock::current(); }
+  static LoopState& of(RunLoop& loop) { return *loop.state_; }
   std::weak_ptr<RunLoop> handle() const { return handle_; }
   std::uint64_t wakeUps() const { return wakeUps_.load(std::memory_order_relaxed); }
   bool isCurrent() const { return std::this_thread::get_id() == thread_.load(); }
   void claim();
 
   void post(Task&& task);
-  TimerId at(Instant due, Task&& task);
+
+  /// The same for a task in a list of one, which needs no memory; without any it may run before others.
+  void postPrepared(std::list<Task>& one) noexcept;
+
+  TimerId at(Instant due, Task&& task) { return start(due, {std::move(task), nullptr}); }
+
+  /// The same for what starts itself again and again: in its own firing, and after it has been cancelled,
+  /// that needs no memory.
+  TimerId at(Instant due, std::shared_ptr<Repeating> repeating) {
+    return start(due, {nullptr, std::move(repeating)});
+  }
+
+  /// The same from any thread. Memory is needed only here, not when the loop hears of it.
+  void postAt(Instant due, Task&& task);
+
   void cancel(TimerId id);
   bool watch(int descriptor, RunLoop::Interest interest, std::function<void()> ready);
   void unwatch(int descriptor);
@@ -83,16 +107,31 @@ class LoopState {
   };
   class HandOver;
 
+  /// What a timer runs: one or the other.
+  struct Due {
+    Task task;
+    std::shared_ptr<Repeating> repeating;
+
+    void operator()() const { repeating ? repeating->fire() : task(); }
+  };
+  using Timers = std::map<TimerId, Due>;
+  using TimerNode = Timers::node_type;
+
   static File fileOf(int descriptor);
 
-  bool tasksWait() const VANTREL_REQUIRES(mutex_) { return !posted_.empty() || head_ < taken_.size(); }
+  bool tasksWait() const VANTREL_REQUIRES(mutex_) {
+    return !posted_.empty() || !prepared_.empty() || head_ < taken_.size();
+  }
+  TimerId start(Instant due, Due&& what);
+  TimerId start(Instant due, TimerNode node);
+  Due takeOut(TimerNode node);
   bool innerTurn();
   void handOver();
   bool fallAsleep();
   bool takeStop();
   void wakeIfAsleep() VANTREL_REQUIRES(mutex_);
   void wake() VANTREL_REQUIRES(mutex_);
-  void takePosted();
+  std::list<Task> takePosted();
   bool runTasks();
   bool runTimers(std::uint64_t lastSerial);
   bool runDescriptors();
@@ -115,7 +154,8 @@ class LoopState {
   mutable Mutex mutex_;
   Condition wokenWithoutDescriptors_;
   std::vector<Task> posted_ VANTREL_GUARDED_BY(mutex_);
-  bool asleep_ VANTREL_GUARDED_BY(mutex_) = true;  ///< or in the hands of a host that polls
+  std::list<Task> prepared_ VANTREL_GUARDED_BY(mutex_);  ///< that `posted_` had no memory for
+  bool asleep_ VANTREL_GUARDED_BY(mutex_) = true;        ///< or in the hands of a host that polls
   bool woken_ VANTREL_GUARDED_BY(mutex_) = false;  ///< the waiter is to wake up, or would if it were open
   bool stopAsked_ VANTREL_GUARDED_BY(mutex_) = false;
 
@@ -130,7 +170,8 @@ class LoopState {
   std::uint64_t started_ = 0;
   bool wakeTaken_ = false;  ///< a sleep has taken the wake already
   bool saidThatNoneAreLeft_ = false;
-  std::map<TimerId, Task> timers_;
+  Timers timers_;
+  std::vector<TimerNode> spareNodes_;  ///< of timers that have ended, for those that start
   std::uint64_t serial_ = 0;
   std::unordered_map<int, Watch> watches_;
   std::uint32_t generation_ = 0;

@@ -6,8 +6,12 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <limits>
+#include <new>
+#include <span>
+#include <vector>
 
 namespace vantrel::loop::detail {
 namespace {
@@ -114,21 +118,29 @@ void Waiter::unwatch(int descriptor) {
   epoll_ctl(poll_, EPOLL_CTL_DEL, descriptor, &ignored);
 }
 
-std::optional<std::vector<std::uint64_t>> Waiter::ready(std::size_t most) {
+bool Waiter::visitReady(std::size_t most, Call call, const void* visit) {
+  std::array<epoll_event, 64> few;
+  std::vector<epoll_event> many;
+  std::span<epoll_event> events = few;
   // One more than asked for: the event descriptor may be among them.
-  std::vector<epoll_event> events(most + 1);
-  const int count = epoll_wait(poll_, events.data(), static_cast<int>(events.size()), 0);
-  if (count < 0 && errno != EINTR) return std::nullopt;
-  std::vector<std::uint64_t> tokens;
-  for (int i = 0; i < count; ++i) {
-    const std::uint64_t token = events[i].data.u64;  // a copy: the event is packed
-    if (token != kWakeToken) {
-      tokens.push_back(token);
-    } else {
-      wake();  // not taken by looking here
+  if (most + 1 > few.size()) {
+    try {
+      many.resize(most + 1);
+      events = many;
+    } catch (const std::bad_alloc&) {
+      // The system reports the others when it is asked again.
     }
   }
-  return tokens;
+  const int count = epoll_wait(poll_, events.data(), static_cast<int>(events.size()), 0);
+  if (count < 0) return errno == EINTR;
+  events = events.first(static_cast<std::size_t>(count));
+  const auto isWake = [](const epoll_event& event) { return event.data.u64 == kWakeToken; };
+  if (std::any_of(events.begin(), events.end(), isWake)) wake();  // not taken by looking here
+  for (const epoll_event& event : events) {
+    const std::uint64_t token = event.data.u64;  // a copy: the event is packed
+    if (token != kWakeToken) call(visit, token);
+  }
+  return true;
 }
 
 int Waiter::milliseconds(std::optional<Duration> atMost) {

@@ -3,7 +3,6 @@
 #include <atomic>
 #include <cstdint>
 #include <optional>
-#include <vector>
 
 #include "vantrel/loop/RunLoop.h"
 
@@ -51,8 +50,13 @@ class Waiter {
   bool watch(int descriptor, RunLoop::Interest interest, std::uint64_t token);
   void unwatch(int descriptor);
 
-  /// The tokens of at most `most` descriptors that are ready now; none at all when its own are lost.
-  std::optional<std::vector<std::uint64_t>> ready(std::size_t most);
+  /// Calls `visit` with the tokens of at most `most` descriptors that are ready now; of a few of them where
+  /// memory runs out. False when its own are lost.
+  template <typename Visit>
+  bool forEachReady(std::size_t most, const Visit& visit) {
+    const auto call = [](const void* it, std::uint64_t token) { (*static_cast<const Visit*>(it))(token); };
+    return visitReady(most, call, &visit);
+  }
 
   /// A time as the system's waiting calls take it: at least 0, rounded up, as a wait that ends just before
   /// the moment would make the loop spin; -1 for none.
@@ -68,6 +72,8 @@ class Waiter {
   int descriptor() const { return poll_.load(std::memory_order_relaxed); }
 
  private:
+  using Call = void (*)(const void* visit, std::uint64_t token);
+  bool visitReady(std::size_t most, Call call, const void* visit);
   bool openAs(int number);
   bool setWake(bool on);
 

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <exception>
+#include <iterator>
 #include <utility>
 
 #include "vantrel/base/Log.h"
@@ -29,15 +30,17 @@ WorkerPool::WorkerPool(std::size_t limit)
     : limit_(std::max<std::size_t>(limit, 1)),
       usual_(std::min<std::size_t>(limit_, std::max(1U, std::thread::hardware_concurrency()))) {}
 
-void WorkerPool::post(Task&& task) {
+void WorkerPool::post(std::span<Task> tasks) {
   Refusal refusal;
   {
     const MutexLock lock(mutex_);
     if (closing_) return;
-    tasks_.push_back(std::move(task));
-    if (idle_ >= tasks_.size()) return work_.notifyOne();
+    const std::size_t free = idle_ - std::min(idle_, tasks_.size());  // of those that have a notice already
+    tasks_.insert(tasks_.end(), std::make_move_iterator(tasks.begin()), std::make_move_iterator(tasks.end()));
+    for (std::size_t notices = std::min(free, tasks.size()); notices > 0; --notices) work_.notifyOne();
+    if (idle_ >= tasks_.size()) return;
     if (starved()) watch_.notifyOne();
-    if (incomplete()) refusal = seeToThreads();
+    if (incomplete()) refusal = seeToThreads(tasks.size());
   }
   tell(refusal);
 }
@@ -87,9 +90,10 @@ std::size_t WorkerPool::workers() const {
   return workers_.size();
 }
 
-/// Makes what is missing of the usual threads.
-WorkerPool::Refusal WorkerPool::seeToThreads() {
-  if (workers_.size() < usual_) startWorker();
+/// Makes what is missing of the usual threads, for so many tasks.
+WorkerPool::Refusal WorkerPool::seeToThreads(std::size_t tasks) {
+  for (; tasks > 0 && workers_.size() < usual_ && startWorker(); --tasks) {
+  }
   if (!watcher_.joinable()) startWatching();
   return takeRefusal();
 }
@@ -150,7 +154,7 @@ void WorkerPool::tryAgain() {
   {
     const MutexLock lock(mutex_);
     asked_ = false;
-    if (!closing_ && tasks_.size() > idle_ && incomplete()) refusal = seeToThreads();
+    if (!closing_ && tasks_.size() > idle_ && incomplete()) refusal = seeToThreads(1);
   }
   tell(refusal);
 }

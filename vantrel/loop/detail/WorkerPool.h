@@ -6,6 +6,7 @@
 #include <functional>
 #include <list>
 #include <memory>
+#include <span>
 #include <thread>
 
 #include "vantrel/base/Mutex.h"
@@ -26,9 +27,9 @@ class WorkerPool : public std::enable_shared_from_this<WorkerPool> {
   WorkerPool(const WorkerPool&) = delete;
   WorkerPool& operator=(const WorkerPool&) = delete;
 
-  /// Takes the task into the queue, or leaves it where it is once `close` has begun. Throws only when there
-  /// is no memory to queue it.
-  void post(Task&& task);
+  /// Takes the tasks into the queue, or leaves them where they are once `close` has begun. Throws only when
+  /// there is no memory to queue all of them, and then takes none.
+  void post(std::span<Task> tasks);
 
   /// Runs what is queued, drops what comes later and waits for the threads. Called from one of them it waits
   /// for the tasks of the others only.
@@ -51,7 +52,7 @@ class WorkerPool : public std::enable_shared_from_this<WorkerPool> {
     bool ask = false;  ///< the main loop to try again
   };
 
-  Refusal seeToThreads() VANTREL_REQUIRES(mutex_);
+  Refusal seeToThreads(std::size_t tasks) VANTREL_REQUIRES(mutex_);
   bool startWorker() VANTREL_REQUIRES(mutex_);
   void startWatching() VANTREL_REQUIRES(mutex_);
   void noteRefusal() VANTREL_REQUIRES(mutex_);
