@@ -7,10 +7,13 @@
 #include <cmath>
 #include <latch>
 #include <limits>
+#include <new>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
+#include "tests/support/AllocationCounter.h"
 #include "vantrel/loop/ManualClock.h"
 #include "vantrel/loop/RunLoop.h"
 
@@ -85,6 +88,30 @@ TEST_F(KWActionTest, TheFinalTaskOfAnEmptyListIsQueuedAtOnce) {
   EXPECT_THAT(journal, ElementsAre("final"));
   KWAction::subTasks_Final({}, nullptr);
   EXPECT_FALSE(loop.turn());
+}
+
+TEST_F(KWActionTest, WithoutMemoryAGroupIsQueuedWholeOrNotAtAll) {
+  int refused = 0;
+  for (int successes = 0; successes < 30; ++successes) {
+    std::atomic<int> members = 0;
+    std::vector<KWAction::Task> tasks(3, [&] { ++members; });
+    int finals = 0;
+    KWAction::Task final = [&] { ++finals, loop.stop(); };
+    bool queued = true;
+    try {
+      const tests::FailingAllocation failing(successes);
+      KWAction::subTasks_Final(std::move(tasks), std::move(final));
+    } catch (const std::bad_alloc&) {
+      queued = false;
+      ++refused;
+    }
+    if (queued) loop.run();
+    // Behind whatever may have been queued.
+    KWAction::subTasks_Final({[] {}}, [&] { loop.stop(); });
+    loop.run();
+    EXPECT_EQ(std::pair(members.load(), finals), std::pair(queued ? 3 : 0, queued ? 1 : 0)) << successes;
+  }
+  EXPECT_GT(refused, 3);
 }
 
 TEST_F(KWActionTest, ADelayedTaskRunsAtItsMoment) {
@@ -213,6 +240,12 @@ TEST_F(KWActionTest, TheLimiterAndTaskOnceShareTheirFlag) {
   KWAction::setMinExecutionGap(1);
   KWAction::taskOnce(note("second"));
   EXPECT_THAT(journal, ElementsAre("first"));
+}
+
+TEST_F(KWActionTest, ATaskThatThrowsHasRunAndNobodyWaitsForIt) {
+  EXPECT_THROW(KWAction::taskOnce([] { throw 1; }), int);
+  std::thread([this] { KWAction::taskOnce(note("again")); }).join();
+  EXPECT_THAT(journal, IsEmpty());
 }
 
 TEST_F(KWActionTest, ATimerIsPausedAndContinued) {

@@ -26,10 +26,8 @@ class Once {
     }
     runner_ = std::this_thread::get_id();
     lock.unlock();
+    const Finish finish(*this);
     if (task) task();
-    lock.lock();
-    done_.store(true, std::memory_order_release);
-    finished_.notifyAll();
   }
 
   void reset() {
@@ -39,6 +37,22 @@ class Once {
   }
 
  private:
+  /// Also when something comes out of the task: it has run, and nobody may wait for it for ever.
+  class Finish {
+   public:
+    explicit Finish(Once& once) : once_(once) {}
+    ~Finish() {
+      const MutexLock lock(once_.mutex_);
+      once_.done_.store(true, std::memory_order_release);
+      once_.finished_.notifyAll();
+    }
+    Finish(const Finish&) = delete;
+    Finish& operator=(const Finish&) = delete;
+
+   private:
+    Once& once_;
+  };
+
   std::atomic<bool> done_{false};
   Mutex mutex_;
   Condition finished_;
@@ -58,12 +72,15 @@ std::optional<Date> lastDate;
 class Group {
  public:
   explicit Group(KWAction::Task final) : final_(std::move(final)) {}
-  ~Group() { MainQueue::post(std::move(final_)); }
+  ~Group() { final_.post(); }
   Group(const Group&) = delete;
   Group& operator=(const Group&) = delete;
 
+  /// There will be no members.
+  void dissolve() { final_.reset(); }
+
  private:
-  KWAction::Task final_;
+  MainQueue::Prepared final_;
 };
 
 }  // namespace
@@ -74,12 +91,20 @@ void KWAction::mainTask(Task task) { MainQueue::post(std::move(task)); }
 
 void KWAction::subTasks_Final(std::vector<Task> tasks, Task final) {
   const auto group = std::make_shared<Group>(std::move(final));
-  for (Task& task : tasks) {
-    if (!task) continue;
-    BackgroundQueue::shared().post([group, task = std::move(task)]() mutable {
-      task();
-      task = nullptr;  // before the group hears of it
-    });
+  try {
+    std::vector<Task> members;
+    members.reserve(tasks.size());
+    for (Task& task : tasks) {
+      if (!task) continue;
+      members.push_back([group, task = std::move(task)]() mutable {
+        task();
+        task = nullptr;  // before the group hears of it
+      });
+    }
+    BackgroundQueue::shared().post(std::move(members));
+  } catch (...) {
+    group->dissolve();
+    throw;
   }
 }
 

@@ -31,7 +31,8 @@ class VANTREL_EXPORT KWAction {
   static void mainTask(Task task);
 
   /// Queues the tasks on the background queue in the order of the list; they may overlap and finish in any
-  /// order. Once all have finished, `final` is queued on the main queue; with an empty list at once.
+  /// order. Once all have finished, `final` is queued on the main queue; with an empty list at once. Where
+  /// memory runs out `std::bad_alloc` comes out and nothing is queued.
   static void subTasks_Final(std::vector<Task> tasks, Task final);
 
   /// Queues the task on the main queue to run `seconds` (truncated to nanoseconds) from now; 0 or less, or
@@ -44,7 +45,7 @@ class VANTREL_EXPORT KWAction {
 
   /// Runs the task on the calling thread unless a call of `taskOnce` has run one before in this process,
   /// whatever it was. A call that comes while that task runs waits until it has finished; one from inside it
-  /// returns at once. An empty task counts as one that was run.
+  /// returns at once. An empty task counts as one that was run, as does one that throws.
   static void taskOnce(const Task& task);
 
   /// Does nothing: the task is neither run nor kept.
