@@ -69,9 +69,8 @@ int setSetting(const std::string& key, const std::string& argument) {
   const auto text = textOf(argument);
   if (!text) return kFailed;
   const ValueTree value = vantrel::json::parse(*text).value_or(ValueTree(*text));
-  KWTools::setUser_forKey(value, key);
-  if (KWTools::getUserByKey(key).value_or(ValueTree()) != value)
-    return failed("settings cannot hold this value");
+  const auto stored = vantrel::Host::current().settings->setObject_forKey(value, key);
+  if (!stored) return failed("cannot set " + key + ": " + stored.error().description());
   return keepSettings();
 }
 
