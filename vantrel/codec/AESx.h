@@ -19,9 +19,9 @@ namespace vantrel {
 ///   AESx::shared().Dcs_EnCodeSrc_Des_Lenghts_Key(block.data(), block.data(), 20, key);  // 32
 ///
 /// Threads: the key, the round keys, the state and the current blocks belong to the whole process, so one
-/// call of the cipher at a time: the caller serialises them. `shared` and `ns_crc32Buffer_Lenght` are free to
-/// run at any time.
-/// Ownership: buffers stay the caller's, and are looked at during the call only.
+/// call of the cipher at a time: the caller serialises them. `shared` and `ns_crc32Buffer_Lenght` may be
+/// called from any thread at any time. Ownership: buffers stay the caller's, and are looked at during the
+/// call only.
 class VANTREL_EXPORT AESx {
  public:
   AESx(const AESx&) = delete;

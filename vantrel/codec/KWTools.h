@@ -19,8 +19,8 @@ namespace vantrel {
 /// are different things. Integers are written least significant byte first unless `Endian` is true, whatever
 /// the processor. Hexadecimal text is written in lowercase, two digits a byte, without separators.
 ///
-/// Threads: all operations from any thread at once; they keep no state of their own. A program that uses one
-/// group below links nothing that only another group needs.
+/// Threads: all operations from any thread at once; they keep no state of their own. Each group below is a
+/// source of its own: of static archives, a program links only what the groups it uses need.
 class VANTREL_EXPORT KWTools {
  public:
   KWTools() = delete;

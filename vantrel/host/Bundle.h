@@ -8,7 +8,7 @@
 
 namespace vantrel {
 
-/// A folder of resources that an application ships. Stateless but for its path; usable from any thread.
+/// A folder of resources that an application ships. Threads: any; it keeps its path and nothing else.
 class VANTREL_EXPORT Bundle {
  public:
   explicit Bundle(PathArgument folder) : folder_(*folder) {}

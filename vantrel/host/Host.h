@@ -20,7 +20,7 @@ namespace vantrel {
 /// A program fills a `Host` and installs it once at its start, before it calls a service; each member can be
 /// replaced by itself. What is left null has the plain default said beside it.
 ///
-/// Threads: install before other threads use the library; afterwards each seam says for itself.
+/// Threads: install before other threads use the library. Which threads may call a seam stands in its header.
 struct VANTREL_EXPORT Host {
   /// Names the settings file and the resource folder.
   std::string applicationName = "vantrel";

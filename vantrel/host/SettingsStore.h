@@ -23,9 +23,9 @@ class LiveSettings;
 /// binary one. A change is seen at once by this process and written by a background thread of the store's
 /// own: a tenth of a second later after a quiet time, but at least five seconds after the writing before, so
 /// that steady changes are gathered and a process that is killed loses the last five seconds at most. It is
-/// written at the latest when the store is destroyed or the process exits normally. These times are those of
-/// the clock in force; under one that stands still they pass as somebody moves it, which the thread looks at
-/// every 10 ms of real time while a change waits, and no lock is waited for.
+/// written at the latest when the store is destroyed or the process exits normally. These times follow the
+/// clock in force. Under a clock that is moved by hand the thread looks at it every 10 ms of real time while
+/// a change waits, and does not wait for the lock of another process.
 ///
 /// Writing is atomic and synced: whatever happens, the file is the old or the new one. Processes that share a
 /// file lose no key of each other: each writes only the keys that it changed into what stands in the file by
@@ -41,12 +41,12 @@ class LiveSettings;
 /// A symbolic link in place of the file is followed, and the file that it leads to is replaced. Nothing is
 /// touched, and no thread runs, before the first reading or change.
 ///
-/// Threads: every operation from any thread. A fork of the process may destroy a store made before it, and
-/// exit, which writes nothing; to use settings it makes a store of its own.
+/// Threads: every operation from any thread. A forked child may destroy a store that was made before the
+/// fork, and exit; neither writes anything. To use settings it makes a store of its own.
 class VANTREL_EXPORT SettingsStore {
  public:
-  /// A store over this file; folders are created with the first write. A relative path is that of the
-  /// working directory by now.
+  /// A store over this file; folders are created with the first write. A relative path is taken from the
+  /// current working directory, once.
   explicit SettingsStore(PathArgument file);
   ~SettingsStore();
   SettingsStore(const SettingsStore&) = delete;

@@ -15,8 +15,9 @@ namespace vantrel {
 /// Files and folders: paths below the user's standard directories, creating, reading, writing, removing, and
 /// texts for sizes.
 ///
-/// Paths are bytes with components joined by "/"; names that are not UTF-8 are passed through as they are. A
-/// path that is empty or holds a NUL byte names nothing, and every operation fails on it in its own way.
+/// Paths are texts or `std::filesystem::path`; names that are not UTF-8 are passed through as they are. A
+/// path that is absent, empty or holds a NUL byte names nothing, and every operation fails on it in its own
+/// way.
 ///
 /// Standard directories (`base`) go by the platform's numbers:
 ///
@@ -31,7 +32,10 @@ namespace vantrel {
 /// The home folder is `$HOME`, else the user's entry in the password database, else "/". Variables that hold
 /// no absolute path are not used.
 ///
-/// Files are read into memory up to 2 GiB; larger ones, pipes and devices cannot be read.
+/// Files are read into memory up to 2 GiB; larger ones, pipes and devices cannot be read. For the bytes of a
+/// file there is `files::read` (vantrel/base/io/Files.h), which also says why a file cannot be read:
+///
+///   if (const Result<Bytes> contents = files::read(path)) use(contents->span());
 ///
 /// Threads: any; nothing is shared but the file system itself. Nothing is logged.
 class VANTREL_EXPORT KWFile {
@@ -67,9 +71,10 @@ class VANTREL_EXPORT KWFile {
 
   /// Makes the file hold exactly these bytes, at once: a reader sees the old contents or the new ones, and on
   /// failure (no folder, no room, no right) the old ones stay and the result is false. The bytes are on the
-  /// disk when it returns. An existing file keeps its permissions; a link keeps leading to the file, whose
-  /// contents are replaced. What is there but no file (a folder, a pipe, a device) stays, with the result
-  /// false.
+  /// disk when it returns. An existing file keeps its permissions; a link keeps leading to its file, whose
+  /// contents are replaced. Anything else than a file (a folder, a pipe, a device) is left alone, with the
+  /// result false. `AtomicFile` (vantrel/base/io/AtomicFile.h) does the same piece by piece and says why it
+  /// failed.
   static bool writeData_fillFile(const Bytes& data, PathArgument path);
 
   /// Appends to an existing file; nothing happens when there is none or it cannot be written. When there is
