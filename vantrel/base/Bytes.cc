@@ -16,7 +16,8 @@ Bytes Bytes::copyOf(std::span<const std::uint8_t> contents) {
   return Bytes(std::vector<std::uint8_t>(contents.begin(), contents.end()));
 }
 
-Bytes Bytes::copyOf(std::string_view text) {
+Bytes Bytes::copyOf(TextArgument characters) {
+  const std::string_view text = *characters;
   return Bytes(std::vector<std::uint8_t>(text.begin(), text.end()));
 }
 

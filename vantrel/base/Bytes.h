@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "vantrel/base/Export.h"
+#include "vantrel/base/TextArgument.h"
 
 namespace vantrel {
 
@@ -29,7 +30,7 @@ class VANTREL_EXPORT Bytes {
 
   /// Copies the given bytes.
   static Bytes copyOf(std::span<const std::uint8_t> contents);
-  static Bytes copyOf(std::string_view text);
+  static Bytes copyOf(TextArgument text);
 
   /// Shows memory that `owner` keeps alive and unchanged, for instance a mapped file.
   static Bytes sharing(std::span<const std::uint8_t> contents, std::shared_ptr<const void> owner);

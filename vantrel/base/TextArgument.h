@@ -3,6 +3,7 @@
 #include <concepts>
 #include <cstddef>
 #include <optional>
+#include <string>
 #include <string_view>
 
 namespace vantrel {
@@ -12,8 +13,7 @@ namespace vantrel {
 /// `operation(std::getenv("NAME"))` is safe. An absent text counts as an empty one, except where an operation
 /// says what it does with an absent one.
 ///
-/// For parameters alone: it keeps the text no longer than a `std::string_view` does, which is until the end
-/// of the call.
+/// For parameters alone: it is a view, and good until the end of the call.
 class TextArgument {
  public:
   /// Absent.
@@ -42,6 +42,11 @@ class TextArgument {
 
   /// The text, empty when absent.
   constexpr std::string_view operator*() const noexcept { return text_; }
+
+  /// The text for keeping.
+  std::optional<std::string> copy() const {
+    return present_ ? std::optional<std::string>(text_) : std::nullopt;
+  }
 
  private:
   bool present_ = false;

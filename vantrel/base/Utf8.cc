@@ -59,7 +59,8 @@ constexpr bool isTrailSurrogate(char32_t unit) { return unit >= 0xDC00 && unit <
 
 }  // namespace
 
-bool isValidUtf8(std::string_view text) {
+bool isValidUtf8(TextArgument bytes) {
+  std::string_view text = *bytes;
   while (true) {
     text.remove_prefix(asciiPrefix(text));
     if (text.empty()) return true;
@@ -69,7 +70,8 @@ bool isValidUtf8(std::string_view text) {
   }
 }
 
-std::u16string utf16(std::string_view text) {
+std::u16string utf16(TextArgument bytes) {
+  std::string_view text = *bytes;
   std::u16string units;
   units.reserve(text.size());
   while (!text.empty()) {

@@ -6,15 +6,16 @@
 #include <string_view>
 
 #include "vantrel/base/Export.h"
+#include "vantrel/base/TextArgument.h"
 
 /// UTF-8 (RFC 3629) and UTF-16, without any table of another library. Stateless; any thread.
 namespace vantrel::text {
 
 /// Whether the text is well-formed UTF-8 (no overlong forms, no surrogates, nothing past U+10FFFF).
-VANTREL_EXPORT bool isValidUtf8(std::string_view text);
+VANTREL_EXPORT bool isValidUtf8(TextArgument text);
 
 /// Conversions between UTF-8 and UTF-16 code units; what is invalid becomes U+FFFD.
-VANTREL_EXPORT std::u16string utf16(std::string_view text);
+VANTREL_EXPORT std::u16string utf16(TextArgument text);
 VANTREL_EXPORT std::string utf8(std::u16string_view text);
 
 /// What a byte beyond ASCII asks of those behind it, by Table 3-7 of the Unicode Standard: the range of the

@@ -214,22 +214,22 @@ void KWAudioPlayer::setNetPaths(const MusicList& paths) {
   restartShuffle();
 }
 
-MusicList KWAudioPlayer::filterMusic(const std::string& keyword) {
+MusicList KWAudioPlayer::filterMusic(TextArgument keyword) {
   MusicList list = libraryList(librarySongs());
   for (const auto& entry : list) entry->setMTime(entry->mTime());
-  if (keyword.empty()) return list;
-  const std::u16string wanted = searchForm(keyword);
+  if ((*keyword).empty()) return list;
+  const std::u16string wanted = searchForm(*keyword);
   MusicList found = containing(wanted, list, &MusicOfPhoneMode::mTitle);
   if (found.empty()) found = containing(wanted, list, &MusicOfPhoneMode::mArtist);
   return found;
 }
 
-std::uint32_t KWAudioPlayer::songTimeIpod(const std::optional<std::string>& url) const {
-  return wholeDuration(openUrl(url));
+std::uint32_t KWAudioPlayer::songTimeIpod(TextArgument url) const {
+  return wholeDuration(openUrl(url.copy()));
 }
 
-std::uint32_t KWAudioPlayer::songTimePath(const std::string& path) const {
-  return wholeDuration(openFile(path));
+std::uint32_t KWAudioPlayer::songTimePath(PathArgument path) const {
+  return wholeDuration(openFile(path.copy()));
 }
 
 }  // namespace vantrel

@@ -10,6 +10,7 @@
 #include "vantrel/base/Bytes.h"
 #include "vantrel/base/Error.h"
 #include "vantrel/base/Export.h"
+#include "vantrel/base/io/PathArgument.h"
 #include "vantrel/host/seams/FilePlayer.h"
 #include "vantrel/loop/NotificationBus.h"
 #include "vantrel/loop/Timer.h"
@@ -108,7 +109,7 @@ class VANTREL_EXPORT KWAudioPlayer : public std::enable_shared_from_this<KWAudio
   /// or, when there is none, those whose artist does; all songs for an empty keyword. Entries carry their
   /// length (`storedTime`) and the same `mIndex` as in the library player's list. Opens every song once.
   /// Changes no player.
-  static MusicList filterMusic(const std::string& keyword);
+  static MusicList filterMusic(TextArgument keyword);
 
   // ---- transport
 
@@ -209,8 +210,8 @@ class VANTREL_EXPORT KWAudioPlayer : public std::enable_shared_from_this<KWAudio
 
   /// Length in whole seconds of an asset's address, or of a file; 0 when it cannot be
   /// opened. Truncated and clamped as by `MusicOfPhoneMode::songTimeIpod`.
-  std::uint32_t songTimeIpod(const std::optional<std::string>& url) const;
-  std::uint32_t songTimePath(const std::string& path) const;
+  std::uint32_t songTimeIpod(TextArgument url) const;
+  std::uint32_t songTimePath(PathArgument path) const;
 
   // ---- what the players report
 

@@ -62,7 +62,8 @@ KWNetPlayer::~KWNetPlayer() {
 
 // ---- opening
 
-void KWNetPlayer::didPlayUrl(const std::optional<std::string>& address) {
+void KWNetPlayer::didPlayUrl(TextArgument url) {
+  const std::optional<std::string> address = url.copy();
   log(LogLevel::Debug, "url ===> " + std::string(player::detail::orNull(address)));
   pause();
   clearObservers();
@@ -173,10 +174,11 @@ void KWNetPlayer::pause() {
 
 // ---- what the item tells
 
-void KWNetPlayer::observeValueForKeyPath_ofObject_change_context(std::string_view keyPath,
+void KWNetPlayer::observeValueForKeyPath_ofObject_change_context(TextArgument changed,
                                                                  const StreamPlayer* /*object*/,
                                                                  const ValueTree* /*change*/,
                                                                  const void* /*context*/) {
+  const std::string_view keyPath = *changed;
   if (keyPath == kStatusKey) return itemStatusChanged();
   if (keyPath == kLoadedTimeRangesKey) return loadedTimeRangesChanged();
   if (keyPath == kLikelyToKeepUpKey) return likelyToKeepUpChanged();

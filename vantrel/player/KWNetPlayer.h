@@ -10,6 +10,7 @@
 
 #include "vantrel/base/Date.h"
 #include "vantrel/base/Export.h"
+#include "vantrel/base/TextArgument.h"
 #include "vantrel/base/ValueTree.h"
 #include "vantrel/host/seams/StreamPlayer.h"
 #include "vantrel/loop/NotificationBus.h"
@@ -63,7 +64,7 @@ class VANTREL_EXPORT KWNetPlayer : public std::enable_shared_from_this<KWNetPlay
   /// becomes 3 without a report; the play times and the buffered fraction become 0.
   /// An absent or empty address, or a host without stream players, counts as an item that has failed: nothing
   /// is opened, and status 2 is reported by the main run loop's next turn.
-  void didPlayUrl(const std::optional<std::string>& address);
+  void didPlayUrl(TextArgument url);
 
   /// Plays on; reports status 1.
   void didContinue();
@@ -84,7 +85,7 @@ class VANTREL_EXPORT KWNetPlayer : public std::enable_shared_from_this<KWNetPlay
 
   /// What the item's observation calls with "status", "loadedTimeRanges", "playbackBufferEmpty" or
   /// "playbackLikelyToKeepUp". Other keys do nothing. Only the key is read; values come from `mPlayer`.
-  void observeValueForKeyPath_ofObject_change_context(std::string_view keyPath, const StreamPlayer* object,
+  void observeValueForKeyPath_ofObject_change_context(TextArgument keyPath, const StreamPlayer* object,
                                                       const ValueTree* change, const void* context);
 
   /// The end of a stream: logs "KWNetplayer finished.", reports status 3 and the end.
@@ -101,7 +102,7 @@ class VANTREL_EXPORT KWNetPlayer : public std::enable_shared_from_this<KWNetPlay
 
   /// The current item, by its address; absent when there is none. Setting it opens nothing.
   const std::optional<std::string>& mSongItem() const { return mSongItem_; }
-  void setMSongItem(std::optional<std::string> item) { mSongItem_ = std::move(item); }
+  void setMSongItem(TextArgument item) { mSongItem_ = item.copy(); }
 
   /// The stream player; null before the first address. Setting one does not move the observers to it.
   const std::shared_ptr<StreamPlayer>& mPlayer() const { return mPlayer_; }

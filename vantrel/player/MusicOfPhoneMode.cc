@@ -23,22 +23,22 @@ void MusicOfPhoneMode::setMItem(std::shared_ptr<const MediaItem> item) {
   if (mItem_ && mItem_->artwork) mImage_ = mItem_->artwork->imageWithSize(kCoverSize);
 }
 
-void MusicOfPhoneMode::setMPath(std::optional<std::string> path) {
-  mPath_ = std::move(path);
+void MusicOfPhoneMode::setMPath(PathArgument path) {
+  mPath_ = path.copy();
   mTitle_.reset();
   if (mPath_) mTitle_ = player::detail::lastPathComponent(*mPath_);
 }
 
-void MusicOfPhoneMode::setMUrl(const std::optional<std::string>& url) { mUrl_ = decoded(url); }
+void MusicOfPhoneMode::setMUrl(TextArgument url) { mUrl_ = decoded(url.copy()); }
 
-void MusicOfPhoneMode::setMImgUrl(const std::optional<std::string>& url) { mImgUrl_ = decoded(url); }
+void MusicOfPhoneMode::setMImgUrl(TextArgument url) { mImgUrl_ = decoded(url.copy()); }
 
 std::shared_ptr<const Image> MusicOfPhoneMode::getImage(Size size) const {
   return mItem_ && mItem_->artwork ? mItem_->artwork->imageWithSize(size) : nullptr;
 }
 
-std::uint32_t MusicOfPhoneMode::songTimeIpod(const std::optional<std::string>& url) const {
-  return player::detail::wholeDuration(player::detail::openUrl(url));
+std::uint32_t MusicOfPhoneMode::songTimeIpod(TextArgument url) const {
+  return player::detail::wholeDuration(player::detail::openUrl(url.copy()));
 }
 
 }  // namespace vantrel

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "vantrel/base/Export.h"
+#include "vantrel/base/io/PathArgument.h"
 #include "vantrel/host/Image.h"
 #include "vantrel/host/seams/MusicLibrary.h"
 
@@ -55,24 +56,24 @@ class VANTREL_EXPORT MusicOfPhoneMode {
 
   /// Stores the path and sets the title to its last component: "/a/b/song.mp3" gives "song.mp3", "/a/b/"
   /// gives "b", "/" gives "/". An absent path gives an absent title. The file is not opened.
-  void setMPath(std::optional<std::string> path);
+  void setMPath(PathArgument path);
 
   /// Address of a network stream, percent-decoded.
   const std::optional<std::string>& mUrl() const { return mUrl_; }
 
   /// Stores the percent-decoded address: "a%20b.mp3" gives "a b.mp3". Absent for an invalid percent sequence
   /// and for an absent argument.
-  void setMUrl(const std::optional<std::string>& url);
+  void setMUrl(TextArgument url);
 
   /// Address of a cover image, percent-decoded, set like `setMUrl`.
   const std::optional<std::string>& mImgUrl() const { return mImgUrl_; }
-  void setMImgUrl(const std::optional<std::string>& url);
+  void setMImgUrl(TextArgument url);
 
   const std::optional<std::string>& mTitle() const { return mTitle_; }
-  void setMTitle(std::optional<std::string> title) { mTitle_ = std::move(title); }
+  void setMTitle(TextArgument title) { mTitle_ = title.copy(); }
 
   const std::optional<std::string>& mArtist() const { return mArtist_; }
-  void setMArtist(std::optional<std::string> artist) { mArtist_ = std::move(artist); }
+  void setMArtist(TextArgument artist) { mArtist_ = artist.copy(); }
 
   /// Cover image; null when there is none.
   const std::shared_ptr<const Image>& mImage() const { return mImage_; }
@@ -87,7 +88,7 @@ class VANTREL_EXPORT MusicOfPhoneMode {
 
   /// Length in whole seconds of what a file player opens at `url`: truncated towards zero, negative and
   /// not-a-number give 0, more than 32 bits hold give 4294967295. 0 when it cannot be opened or is absent.
-  std::uint32_t songTimeIpod(const std::optional<std::string>& url) const;
+  std::uint32_t songTimeIpod(TextArgument url) const;
 
  private:
   bool isPlaying_ = false;
