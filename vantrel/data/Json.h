@@ -3,10 +3,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
-#include <string_view>
 
 #include "vantrel/base/Export.h"
 #include "vantrel/base/Result.h"
+#include "vantrel/base/TextArgument.h"
 #include "vantrel/base/ValueTree.h"
 
 /// JSON text (RFC 8259) to and from `ValueTree`. Stateless; any thread.
@@ -38,7 +38,7 @@ enum ErrorCode : std::int64_t {
 /// Takes about three times the text's size in memory for most documents, nine to ten times where each value
 /// is two or three characters, and never more than fourteen times and a kilobyte, for as long as any part of
 /// the value is in use. Fails where more than `memoryLimit` bytes would be needed.
-VANTREL_EXPORT Result<ValueTree> parse(std::string_view text, std::uint64_t memoryLimit = kMemoryLimit);
+VANTREL_EXPORT Result<ValueTree> parse(TextArgument text, std::uint64_t memoryLimit = kMemoryLimit);
 
 /// Writes UTF-8 text with one member a line, indented by four spaces a level. Doubles are written so that
 /// they read back to the same value. Fails for what JSON cannot hold: NaN, infinities, dates, bytes, invalid

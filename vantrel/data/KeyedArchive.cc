@@ -294,14 +294,14 @@ class ArchiveWriter {
 
 }  // namespace
 
-std::optional<Bytes> archive(const ValueTree& value, std::string_view key) {
-  return ArchiveWriter().write(value, key);
+std::optional<Bytes> archive(const ValueTree& value, TextArgument key) {
+  return ArchiveWriter().write(value, *key);
 }
 
-std::optional<ValueTree> unarchive(const Bytes& contents, std::string_view key) {
+std::optional<ValueTree> unarchive(const Bytes& contents, TextArgument key) {
   std::optional<ObjectTable> table = ObjectTable::open(contents);
   if (!table) return std::nullopt;
-  return ArchiveReader(*table).valueUnder(key);
+  return ArchiveReader(*table).valueUnder(*key);
 }
 
 }  // namespace vantrel::keyedarchive

@@ -157,19 +157,19 @@ NotificationBus& NotificationBus::shared() {
   return *bus;
 }
 
-NotificationBus::Subscription NotificationBus::add(std::string_view name, Action action) {
+NotificationBus::Subscription NotificationBus::add(TextArgument name, Action action) {
   if (!action) return {};
   auto observer = std::make_shared<Observer>();
-  observer->name = name;
+  observer->name = *name;
   observer->action = std::move(action);
   core_->add(observer);
   return Subscription(observer);
 }
 
-void NotificationBus::add(std::string_view name, Action action, const std::weak_ptr<const void>& owner) {
+void NotificationBus::add(TextArgument name, Action action, const std::weak_ptr<const void>& owner) {
   if (!action || owner.expired()) return;
   auto observer = std::make_shared<Observer>();
-  observer->name = name;
+  observer->name = *name;
   observer->action = std::move(action);
   observer->state = Observer::kOwned;
   observer->owner = owner;
@@ -185,21 +185,21 @@ NotificationBus::Subscription NotificationBus::addForAll(Action action) {
   return Subscription(observer);
 }
 
-void NotificationBus::remove(std::string_view name, const std::weak_ptr<const void>& owner) {
-  core_->remove(name, owner);
+void NotificationBus::remove(TextArgument name, const std::weak_ptr<const void>& owner) {
+  core_->remove(*name, owner);
 }
 
-void NotificationBus::post(std::string_view name) { post(name, nullptr, nullptr); }
+void NotificationBus::post(TextArgument name) { post(name, nullptr, nullptr); }
 
-void NotificationBus::post(std::string_view name, const ValueTree& object) { post(name, &object, nullptr); }
+void NotificationBus::post(TextArgument name, const ValueTree& object) { post(name, &object, nullptr); }
 
-void NotificationBus::post(std::string_view name, const ValueTree* object, const ValueTree* userInfo) {
-  const Notification notification{name, object, userInfo};
+void NotificationBus::post(TextArgument name, const ValueTree* object, const ValueTree* userInfo) {
+  const Notification notification{*name, object, userInfo};
   const loop::detail::HazardGuard<Table> table(core_->current);
   const auto deliver = [&](const Observer& observer) {
     if (!observer.receive(notification)) markOrphan(observer);
   };
-  table->forEach(name, deliver);
+  table->forEach(*name, deliver);
   if (table->forAll) table->forAll->observers.forEach(deliver);
 }
 

@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "vantrel/base/Export.h"
+#include "vantrel/base/TextArgument.h"
 #include "vantrel/base/ValueTree.h"
 
 namespace vantrel {
@@ -55,20 +56,20 @@ class VANTREL_EXPORT NotificationBus {
 
   /// Registers `action` for events of `name` from any sender until the subscription ends. An empty action
   /// registers nothing.
-  [[nodiscard]] Subscription add(std::string_view name, Action action);
+  [[nodiscard]] Subscription add(TextArgument name, Action action);
 
   /// Registers `action` under `owner`, which is held weakly: kept alive during a call, never called once it
   /// is gone.
-  void add(std::string_view name, Action action, const std::weak_ptr<const void>& owner);
+  void add(TextArgument name, Action action, const std::weak_ptr<const void>& owner);
 
   /// Removes every registration of `owner` for `name`. Also works from the owner's destructor, with `owner`
   /// expired.
-  void remove(std::string_view name, const std::weak_ptr<const void>& owner);
+  void remove(TextArgument name, const std::weak_ptr<const void>& owner);
 
   /// An event of a name alone, with an object, or with an object (may be absent) and a dictionary.
-  void post(std::string_view name);
-  void post(std::string_view name, const ValueTree& object);
-  void post(std::string_view name, const ValueTree* object, const ValueTree* userInfo);
+  void post(TextArgument name);
+  void post(TextArgument name, const ValueTree& object);
+  void post(TextArgument name, const ValueTree* object, const ValueTree* userInfo);
 
   /// An observer of every event whatever its name, called after those of the name; for logs and tools.
   [[nodiscard]] Subscription addForAll(Action action);

@@ -233,7 +233,8 @@ Error reasonAgainst(std::string_view text, std::uint64_t memoryLimit) {
 
 }  // namespace
 
-Result<ValueTree> parse(std::string_view text, std::uint64_t memoryLimit) {
+Result<ValueTree> parse(TextArgument json, std::uint64_t memoryLimit) {
+  const std::string_view text = *json;
   if (std::optional<ValueTree> value = read(text, memoryLimit)) return *std::move(value);
   return reasonAgainst(text, memoryLimit);
 }
