@@ -2,10 +2,15 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
+#include <random>
+#include <sstream>
 #include <string>
 #include <thread>
+#include <type_traits>
+#include <vector>
 
 #include "tests/support/AllocationCounter.h"
 
@@ -89,8 +94,12 @@ TEST(ValueTree, DictionariesKeepTheOrderOfFirstSettingAndCompareWithoutIt) {
   ValueTree one;
   for (const char* key : {"b", "a", "c", "b"}) one.set(key, key);
   ASSERT_EQ(one.size(), 3u);
-  EXPECT_EQ(one.members()[0].key(), "b");
-  EXPECT_EQ(one.members()[2].key(), "c");
+  std::string order;
+  for (const auto& [key, value] : one.members()) {
+    order += key;
+    EXPECT_EQ(value.asString(), key);
+  }
+  EXPECT_EQ(order, "bac");
   EXPECT_EQ(one, ValueTree::dictionary({{"a", "a"}, {"b", "b"}, {"c", "c"}}));
   EXPECT_FALSE(one == ValueTree::dictionary({{"a", "a"}, {"b", "b"}, {"d", "c"}}));
   EXPECT_FALSE(one == ValueTree::dictionary({{"a", "a"}, {"b", "b"}}));
@@ -133,9 +142,10 @@ TEST(ValueTree, TakesPartsOfItself) {
   ValueTree tree = ValueTree::dictionary({{"a key beyond fourteen bytes", "value"}});
   tree.set("self", tree);
   EXPECT_EQ(tree["self"].size(), 1u);
-  for (int i = 0; i < 40; ++i) tree.set(std::string(tree.members()[0].key()) + std::to_string(i), tree);
-  tree.set(tree.members()[0].key(), tree.members()[1].value());
-  EXPECT_EQ(tree.members()[0].value(), tree["self"]);
+  const auto first = [&]() -> const ValueTree::Member& { return *tree.members().begin(); };
+  for (int i = 0; i < 40; ++i) tree.set(std::string(first().key()) + std::to_string(i), tree);
+  tree.set(first().key(), tree["self"]);
+  EXPECT_EQ(first().value(), tree["self"]);
   tree = tree["self"];
   EXPECT_EQ(tree.size(), 1u);
   ValueTree list = ValueTree::list({"an item beyond fourteen bytes"});
@@ -151,10 +161,139 @@ TEST(ValueTree, LargeDictionariesFindReplaceAndRemove) {
   ASSERT_EQ(tree.size(), static_cast<std::size_t>(kCount));
   for (int i = 0; i < kCount; ++i)
     ASSERT_EQ(tree["key " + std::to_string(i)], ValueTree(i % 2 == 0 ? -i : i));
-  EXPECT_TRUE(tree.remove("key 50"));
-  EXPECT_FALSE(tree.remove("key 50"));
-  EXPECT_EQ(tree["key 51"], ValueTree(51));
-  EXPECT_EQ(tree["key 99999"], ValueTree(99999));
+  // So many that moving what stands behind each would take minutes.
+  for (int i = 0; i < kCount; i += 3) ASSERT_TRUE(tree.remove("key " + std::to_string(i)));
+  EXPECT_FALSE(tree.remove("key 0"));
+  for (int i = 0; i < kCount; ++i) ASSERT_EQ(tree.find("key " + std::to_string(i)) == nullptr, i % 3 == 0);
+}
+
+TEST(ValueTree, DictionariesAreWhatSettingAndRemovingMakesOfThem) {
+  std::mt19937 random(5);
+  ValueTree tree = ValueTree::dictionary();
+  std::vector<std::pair<std::string, int>> expected;
+  ValueTree copy = tree;
+  std::vector<std::pair<std::string, int>> ofCopy;
+  const auto check = [](const ValueTree& value, const auto& members) {
+    ASSERT_EQ(value.size(), members.size());
+    auto next = members.begin();
+    for (const auto& [key, number] : value.members()) {
+      ASSERT_EQ(key, next->first);
+      ASSERT_EQ(value[key], ValueTree(next++->second));
+    }
+  };
+  for (int step = 0; step < 20'000; ++step) {
+    // It grows to some hundreds, shrinks below what has an index, and so on.
+    const bool grows = step / 1'000 % 2 == 0;
+    const std::string key = "a key of some length " + std::to_string(random() % 400);
+    const auto at = std::ranges::find(expected, key, &std::pair<std::string, int>::first);
+    if (random() % 8 < (grows ? 6 : 1)) {
+      tree.set(key, step);
+      if (at == expected.end()) {
+        expected.emplace_back(key, step);
+      } else {
+        at->second = step;
+      }
+    } else {
+      ASSERT_EQ(tree.remove(key), at != expected.end());
+      if (at != expected.end()) expected.erase(at);
+    }
+    if (random() % 50 == 0) copy = tree, ofCopy = expected;
+    if (step % 100 == 0) check(tree, expected), check(copy, ofCopy);
+    ASSERT_FALSE(HasFatalFailure()) << step;
+    ASSERT_EQ(tree == copy,
+              std::is_permutation(expected.begin(), expected.end(), ofCopy.begin(), ofCopy.end()));
+  }
+}
+
+TEST(ValueTree, ListItemsAreReplacedInsertedAndRemoved) {
+  ValueTree list;
+  EXPECT_FALSE(list.insert(1, 0));
+  EXPECT_TRUE(list.insert(0, "b, longer than a value itself"));
+  EXPECT_TRUE(list.insert(0, "a"));
+  EXPECT_TRUE(list.set(2, "c"));
+  const ValueTree copy = list;
+  EXPECT_TRUE(list.set(0, "A"));
+  EXPECT_TRUE(list.remove(1));
+  EXPECT_FALSE(list.set(3, "d"));
+  EXPECT_FALSE(list.remove(2));
+  EXPECT_FALSE(list.remove(-1));
+  EXPECT_EQ(list, ValueTree::list({"A", "c"}));
+  EXPECT_EQ(copy, ValueTree::list({"a", "b, longer than a value itself", "c"}));
+}
+
+TEST(ValueTree, NestedValuesAreFoundAndChangedWhereTheyStand) {
+  ValueTree tree = ValueTree::dictionary({{"users", ValueTree::list({ValueTree::dictionary({{"age", 1}})})}});
+  const ValueTree before = tree;
+  EXPECT_EQ(tree.find("users", 0, "age"), &tree["users"][0]["age"]);
+  EXPECT_EQ(tree.find("users", 1, "age"), nullptr);
+  EXPECT_EQ(tree.edit("users", "age"), nullptr);
+  ASSERT_NE(tree.edit("users", 0, "age"), nullptr);
+  *tree.edit("users", 0, "age") = 2;
+  EXPECT_EQ(tree["users"][0]["age"], ValueTree(2));
+  EXPECT_EQ(before["users"][0]["age"], ValueTree(1));
+  EXPECT_EQ(tree.edit(), &tree);
+
+  const struct {
+    std::vector<ValueTree::Step> path;
+    bool isSet;
+  } cases[] = {{{"users", 0, "name"}, true},
+               {{"users", 1, "tags", 0}, true},
+               {{"users", 3}, false},
+               {{"users", 2, "tags", 1}, false},
+               {{"users", "name"}, false},
+               {{"new", "deep", "er"}, true},
+               {{-1}, false}};
+  for (const auto& [path, isSet] : cases) {
+    const ValueTree old = tree;
+    EXPECT_EQ(tree.setAt(path, 7), isSet);
+    EXPECT_EQ(isSet ? tree.find(path)->asInteger() : 7, 7);
+    EXPECT_EQ(tree == old, !isSet);
+  }
+  EXPECT_TRUE(tree.setAt({}, 5));
+  EXPECT_EQ(tree, ValueTree(5));
+}
+
+enum Unscoped { kNegative = -3 };
+enum class Scoped { One };
+
+TEST(ValueTree, TakesNothingForWhatItIsNot) {
+  EXPECT_EQ(ValueTree(kNegative).asInteger(), -3);
+  static_assert(!std::is_convertible_v<char, ValueTree> && !std::is_convertible_v<wchar_t, ValueTree> &&
+                !std::is_convertible_v<char8_t, ValueTree> &&
+                !std::is_convertible_v<const char8_t*, ValueTree>);
+  static_assert(!std::is_convertible_v<int*, ValueTree> && !std::is_convertible_v<void (*)(), ValueTree> &&
+                !std::is_convertible_v<Scoped, ValueTree> &&
+                !std::is_convertible_v<int std::string::*, ValueTree>);
+  static_assert(!std::is_convertible_v<std::vector<bool>::reference, ValueTree>);
+  static_assert(!std::is_convertible_v<char, ValueTree::Step> &&
+                !std::is_convertible_v<bool, ValueTree::Step> &&
+                !std::is_convertible_v<double, ValueTree::Step>);
+  static_assert(std::is_convertible_v<char*, ValueTree> && std::is_convertible_v<char*, ValueTree::Step> &&
+                std::is_convertible_v<std::uint8_t, ValueTree>);
+}
+
+TEST(ValueTree, ANullTextIsNullAndNamesNothing) {
+  const char* const none = nullptr;
+  ValueTree tree = ValueTree::dictionary({{none, 1}, {"", 2}});
+  EXPECT_EQ(tree, ValueTree::dictionary({{"", 2}}));
+  EXPECT_EQ(tree[none], ValueTree());
+  EXPECT_FALSE(tree.set(none, 1));
+  EXPECT_FALSE(tree.setAt({"a", none}, 1));
+  EXPECT_FALSE(tree.remove(none));
+  EXPECT_EQ(tree, ValueTree::dictionary({{"", 2}}));
+  EXPECT_EQ(tree[std::string_view()], ValueTree(2));
+  tree.set("", none);
+  EXPECT_EQ(tree[""].kind(), Kind::Null);
+}
+
+TEST(ValueTree, IsPrintedOnOneLine) {
+  std::ostringstream out;
+  out << std::hex
+      << ValueTree::list({nullptr, true, 17, 2.0, 0.1, std::nan(""), "q\"\n\x01é", Date{1.5},
+                          Bytes::copyOf("data"), ValueTree::list(),
+                          ValueTree::dictionary({{"a", ValueTree::list({1, 2})}, {"b\t", 3}})});
+  EXPECT_EQ(out.str(), R"([null,true,17,2.0,0.1,nan,"q\"\n\u0001é",date(1.5),data(4 bytes),[],)"
+                       R"({"a":[1,2],"b\t":3}])");
 }
 
 TEST(ValueTree, RemovesDownToNothing) {

@@ -111,6 +111,19 @@ TEST(ValueMemory, NothingIsLeakedOrHalfDoneWhenMemoryRunsOut) {
   for (const ValueTree& value : {ValueTree(), parsed, built["list"]}) {
     runOutOfMemory([](ValueTree& list) { list.append("an item beyond fourteen bytes"); }, value);
   }
+  const auto deep = [](ValueTree& value) {
+    EXPECT_TRUE(value.setAt({0, "B", "a key beyond fourteen bytes"}, 1) || value.setAt({1, "new", 0}, 1));
+  };
+  runOutOfMemory(deep, parsed);
+}
+
+TEST(ValueMemory, AKeyMayBeAViewOfWhatTheChangeGivesUp) {
+  // Of a parsed text nothing but the key keeps the memory that the key lies in.
+  ValueTree value = *json::parse(R"({"a key beyond fourteen bytes":{"another key of that length":1}})");
+  const auto& [key, inner] = *value.members().begin();
+  EXPECT_TRUE(value.setAt({key, inner.members().begin()->key()}, 2));
+  EXPECT_EQ(value, ValueTree::dictionary({{"a key beyond fourteen bytes",
+                                           ValueTree::dictionary({{"another key of that length", 2}})}}));
 }
 
 TEST(ValueMemory, ComparingTakesNoneUpToDozensOfLevels) {

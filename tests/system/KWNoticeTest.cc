@@ -96,10 +96,8 @@ TEST_F(KWNoticeTest, EveryIntegerLiteralIsAnObjectAlsoZero) {
   KWNotice::post_Object("note", 0U);
   KWNotice::post_Object("note", 1L);
   KWNotice::post_Object("note", false);
-  KWNotice::post_Object("note", 'a');
   NotificationBus::shared().post("note", 0);
-  EXPECT_THAT(objects, ElementsAre(ValueTree(0), ValueTree(0), ValueTree(1), ValueTree(false), ValueTree(97),
-                                   ValueTree(0)));
+  EXPECT_THAT(objects, ElementsAre(ValueTree(0), ValueTree(0), ValueTree(1), ValueTree(false), ValueTree(0)));
 }
 
 TEST_F(KWNoticeTest, AnObserverThatIsGoneIsNotCalled) {

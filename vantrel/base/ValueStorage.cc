@@ -60,15 +60,28 @@ KeyIndex::Slot* KeyIndex::slot(const Member* members, std::string_view key) noex
 }
 
 void KeyIndex::fill(const Member* members, std::size_t count) noexcept {
-  std::fill_n(slots(), mask + 1, Slot{0});
-  for (std::size_t i = 0; i < count; ++i) *slot(members, members[i].key()) = static_cast<Slot>(i + 1);
+  for (std::size_t i = 0; i < count; ++i) {
+    if (!ValueAccess::isHole(members[i])) *slot(members, members[i].key()) = static_cast<Slot>(i + 1);
+  }
+}
+
+void KeyIndex::erase(const Member* members, std::string_view key) noexcept {
+  Slot* const all = slots();
+  auto free = static_cast<std::size_t>(slot(members, key) - all);
+  // What was put further back because this slot was taken moves up.
+  for (std::size_t i = (free + 1) & mask; all[i] != 0; i = (i + 1) & mask) {
+    const std::size_t first = base::detail::hashOfKey(members[all[i] - 1].key()) & mask;
+    if (((i - first) & mask) < ((i - free) & mask)) continue;
+    all[std::exchange(free, i)] = all[i];
+  }
+  all[free] = 0;
 }
 
 Container* Container::create(bool isDictionary, std::size_t capacity) {
   const std::size_t cellCount = isDictionary ? capacity * 2 : capacity;
   void* const memory = ::operator new(sizeof(Container) + cellCount * sizeof(ValueTree));
   auto* const cells = reinterpret_cast<ValueTree*>(static_cast<char*>(memory) + sizeof(Container));
-  return new (memory) Container{{nullptr, {1}}, 0, {capacity}, nullptr, cells, isDictionary};
+  return new (memory) Container{{nullptr, {1}}, 0, {capacity}, nullptr, cells, isDictionary, 0};
 }
 
 Container* Container::create(Arena& arena, bool isDictionary, ValueTree* cells, std::size_t size) {
@@ -77,29 +90,58 @@ Container* Container::create(Arena& arena, bool isDictionary, ValueTree* cells, 
   const std::size_t indexBytes = isIndexed ? KeyIndex::bytesFor(size) : 0;
   void* const memory = arena.allocate(sizeof(Container) + indexBytes);
   if (memory == nullptr) return nullptr;
-  auto* const made = new (memory) Container{{&arena, {1}}, size, {size}, nullptr, cells, isDictionary};
+  auto* const made = new (memory) Container{{&arena, {1}}, size, {size}, nullptr, cells, isDictionary, 0};
   if (isIndexed) made->index = KeyIndex::createAt(made + 1, size);
-  if (isDictionary) made->size = mergeEqualKeys(made->members(), size, made->index);
+  if (isDictionary) made->used = mergeEqualKeys(made->members(), size, made->index);
   return made;
 }
 
 void Container::reserveIndex() {
-  const std::size_t needed = size + 1;
+  const std::size_t needed = size() + 1;
+  if (used >= std::numeric_limits<KeyIndex::Slot>::max()) throw std::bad_alloc();
   if (needed <= kUnindexed || (index != nullptr && index->holds(needed))) return;
   KeyIndex* const larger = KeyIndex::create(needed);
-  larger->fill(members(), size);
+  larger->fill(members(), used);
   ::operator delete(std::exchange(index, larger));
 }
 
 void Container::indexLast() noexcept {
   if (index == nullptr) return;
-  *index->slot(members(), members()[size - 1].key()) = static_cast<KeyIndex::Slot>(size);
+  *index->slot(members(), members()[used - 1].key()) = static_cast<KeyIndex::Slot>(used);
 }
 
-void Container::reindex() noexcept {
-  if (index == nullptr) return;
-  if (size > kUnindexed) return index->fill(members(), size);
-  ::operator delete(std::exchange(index, nullptr));
+void Container::removeItem(std::size_t position) noexcept {
+  ValueTree* const place = cells + position;
+  const ValueTree removed(std::move(*place));
+  // Values may be moved byte by byte.
+  std::memmove(static_cast<void*>(place), static_cast<const void*>(place + 1),
+               (--used - position) * sizeof(ValueTree));
+}
+
+void Container::removeMember(std::size_t position) noexcept {
+  ValueTree::Member* const all = members();
+  if (index != nullptr) index->erase(all, all[position].key());
+  const ValueTree::Member removed = ValueAccess::taken(all[position]);
+  ++holes;
+  while (used != 0 && ValueAccess::isHole(all[used - 1])) --used, --holes;
+  if (size() <= kUnindexed || holes > size()) compact();
+}
+
+void Container::compact() noexcept {
+  ValueTree::Member* const all = members();
+  if (size() <= kUnindexed) ::operator delete(std::exchange(index, nullptr));
+  std::size_t left = 0;
+  for (std::size_t i = 0; i < used; ++i) {
+    if (ValueAccess::isHole(all[i])) continue;
+    if (left != i) {
+      // One by one, as clearing an index may take longer than filling it: it never becomes smaller.
+      if (index != nullptr) *index->slot(all, all[i].key()) = static_cast<KeyIndex::Slot>(left + 1);
+      std::memcpy(static_cast<void*>(&all[left]), static_cast<const void*>(&all[i]), sizeof all[i]);
+    }
+    ++left;
+  }
+  used = left;
+  holes = 0;
 }
 
 void Container::free() noexcept {
@@ -159,7 +201,8 @@ Container* cloned(const ValueTree& from, std::size_t capacity) {
     const std::size_t bytes = other->index->bytes();
     copy->index = static_cast<KeyIndex*>(std::memcpy(::operator new(bytes), other->index, bytes));
   }
-  copy->size = ValueAccess::size(from);
+  copy->used = ValueAccess::slots(from);
+  copy->holes = other != nullptr ? other->holes : 0;
   std::uninitialized_copy_n(ValueAccess::cells(from), copy->cellCount(), copy->cells);
   return copy.release();
 }
@@ -169,7 +212,8 @@ Container* grown(Container* from, std::size_t capacity) {
   Container* const larger = Container::create(from->isDictionary, capacity);
   std::memcpy(static_cast<void*>(larger->cells), static_cast<void*>(from->cells),
               from->cellCount() * sizeof(ValueTree));
-  larger->size = from->size;
+  larger->used = from->used;
+  larger->holes = from->holes;
   larger->index = std::exchange(from->index, nullptr);
   from->free();
   return larger;
@@ -185,7 +229,7 @@ std::size_t ValueAccess::position(const ValueTree& value, std::string_view key) 
 
 Container* ValueAccess::writable(ValueTree& value, std::size_t extra) {
   constexpr std::size_t kFirstCapacity = 4;
-  const std::size_t before = size(value);
+  const std::size_t before = slots(value);
   if (before == 0 && container(value) == nullptr) {
     Container* const first =
         Container::create(value.kind() == Kind::Dictionary, std::max(extra, kFirstCapacity));
@@ -197,6 +241,11 @@ Container* ValueAccess::writable(ValueTree& value, std::size_t extra) {
   const bool isOurs =
       now != nullptr && now->arena == nullptr && now->users.load(std::memory_order_acquire) == 1;
   if (isOurs && needed <= now->capacity) return now;
+  // As many as a third of the members pay for it.
+  if (isOurs && now->holes > before / 4) {
+    now->compact();
+    return now;
+  }
   const std::size_t capacity = extra == 0 ? needed : std::max(needed, before * 2);
   if (isOurs) {
     value.cell_.value.block = grown(now, capacity);

@@ -66,13 +66,19 @@ struct VANTREL_EXPORT KeyIndex {
   /// Where `key` is, or the free slot where it belongs.
   Slot* slot(const Member* members, std::string_view key) noexcept;
 
-  /// Forgets all entries and takes up these members.
+  /// Takes up these members, holes left out; it must be without entries.
   void fill(const Member* members, std::size_t count) noexcept;
+
+  /// Forgets the member under `key`, which must be there.
+  void erase(const Member* members, std::string_view key) noexcept;
 };
 
 /// A list's items or a dictionary's members.
+///
+/// Where a member is removed from a large dictionary, a hole stays (a member with a null key), so that no
+/// other one moves: never the last, never more holes than members.
 struct VANTREL_EXPORT Container : Block {
-  std::size_t size;
+  std::size_t used;  ///< items, or members and holes
   union {
     std::size_t capacity;  ///< of one on the heap
     Container* nextDead;   ///< while destruction is under way
@@ -80,6 +86,7 @@ struct VANTREL_EXPORT Container : Block {
   KeyIndex* index;   ///< of dictionaries of more than `kUnindexed` members, else null
   ValueTree* cells;  ///< behind the head; of one in an arena in its room
   bool isDictionary;
+  std::uint32_t holes;  ///< as many as a `KeyIndex` has members at most
 
   static constexpr std::size_t kUnindexed = 16;
   static constexpr std::size_t kNone = static_cast<std::size_t>(-1);
@@ -92,7 +99,8 @@ struct VANTREL_EXPORT Container : Block {
   static Container* create(Arena& arena, bool isDictionary, ValueTree* cells, std::size_t size);
 
   ValueTree::Member* members() noexcept { return reinterpret_cast<ValueTree::Member*>(cells); }
-  std::size_t cellCount() const noexcept { return isDictionary ? size * 2 : size; }
+  std::size_t size() const noexcept { return used - holes; }
+  std::size_t cellCount() const noexcept { return isDictionary ? used * 2 : used; }
 
   /// Makes room in the index for one member more.
   void reserveIndex();
@@ -100,8 +108,11 @@ struct VANTREL_EXPORT Container : Block {
   /// Takes the last member up into the index, which has room.
   void indexLast() noexcept;
 
-  /// Brings the index up to date after members were removed.
-  void reindex() noexcept;
+  void removeItem(std::size_t position) noexcept;
+  void removeMember(std::size_t position) noexcept;
+
+  /// Closes the holes.
+  void compact() noexcept;
 
   /// Frees the head and the room behind it, but nothing that the values in it refer to.
   void free() noexcept;
@@ -135,15 +146,28 @@ struct VANTREL_EXPORT ValueAccess {
     return own != nullptr ? own->cells : nullptr;
   }
   static Member* members(const ValueTree& value) noexcept { return reinterpret_cast<Member*>(cells(value)); }
+  /// Count of a list's items or a dictionary's members, `slots` with the holes among them.
   static std::size_t size(const ValueTree& value) noexcept {
     const Container* const own = container(value);
-    return own != nullptr ? own->size : value.cell_.count;
+    return own != nullptr ? own->size() : value.cell_.count;
   }
+  static std::size_t slots(const ValueTree& value) noexcept {
+    const Container* const own = container(value);
+    return own != nullptr ? own->used : value.cell_.count;
+  }
+  static bool isHole(const Member& member) noexcept { return member.key_.kind() == Kind::Null; }
   /// The position of a dictionary's member, or `Container::kNone`.
   static std::size_t position(const ValueTree& value, std::string_view key) noexcept;
 
   static bool isCounted(const ValueTree& value) noexcept { return value.isCounted(); }
   static ValueTree& value(Member& member) noexcept { return member.value_; }
+  /// The first key of a member from `key` on, at which a member's two cells begin.
+  static const ValueTree* skipHoles(const ValueTree* key, const ValueTree* end) noexcept {
+    while (key != end && key->kind() == Kind::Null) key += 2;
+    return key;
+  }
+  /// Leaves a hole.
+  static Member taken(Member& member) noexcept { return std::move(member); }
   static const ValueTree& key(const Member& member) noexcept { return member.key_; }
 
   /// A value whose contents are in `block` (null for an empty container); takes over one count.

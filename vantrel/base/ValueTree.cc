@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
+#include <new>
 #include <vector>
 
 #include "vantrel/base/ValueStorage.h"
@@ -44,6 +46,21 @@ bool isContainer(const ValueTree& value) {
   return value.kind() == ValueTree::Kind::List || value.kind() == ValueTree::Kind::Dictionary;
 }
 
+/// Where a step leads from here, or `kNone`.
+std::size_t positionOf(const ValueTree& value, const ValueTree::Step& step) noexcept {
+  if (const auto key = step.key()) {
+    return value.kind() == ValueTree::Kind::Dictionary ? ValueAccess::position(value, *key)
+                                                       : Container::kNone;
+  }
+  return *step.index() < value.items().size() ? *step.index() : Container::kNone;
+}
+
+/// The item, or the value of the member, at a position.
+ValueTree& childAt(const ValueTree& value, std::size_t position) noexcept {
+  ValueTree* const cells = ValueAccess::cells(value);
+  return value.kind() == ValueTree::Kind::Dictionary ? cells[2 * position + 1] : cells[position];
+}
+
 /// Whether two values are equal, of containers only whether they may be: their contents are left out.
 bool mayEqual(const ValueTree& a, const ValueTree& b) {
   if (a.kind() != b.kind()) return isNumber(a) && isNumber(b) && sameNumber(a, b);
@@ -75,7 +92,7 @@ class Comparison {
     if (!compare(a, b)) return false;
     while (depth_ != 0) {
       Open& open = innermost();
-      if (open.next == open.a->size()) {
+      if (open.next == ValueAccess::slots(*open.a)) {
         leave();
         continue;
       }
@@ -83,7 +100,8 @@ class Comparison {
       if (open.a->kind() == ValueTree::Kind::List) {
         if (!compare(open.a->items()[position], open.b->items()[position])) return false;
       } else {
-        const ValueTree::Member& member = open.a->members()[position];
+        const ValueTree::Member& member = ValueAccess::members(*open.a)[position];
+        if (ValueAccess::isHole(member)) continue;
         const ValueTree* const other = open.b->find(member.key());
         if (other == nullptr || !compare(member.value(), *other)) return false;
       }
@@ -147,15 +165,17 @@ ValueTree ValueTree::list(std::initializer_list<ValueTree> items) {
   ValueTree list(Kind::List);
   if (items.size() == 0) return list;
   Container& container = *ValueAccess::writable(list, items.size());
-  for (const ValueTree& item : items) new (&container.cells[container.size++]) ValueTree(item);
+  for (const ValueTree& item : items) new (&container.cells[container.used++]) ValueTree(item);
   return list;
 }
 
-ValueTree ValueTree::dictionary(std::initializer_list<std::pair<std::string_view, ValueTree>> members) {
+ValueTree ValueTree::dictionary(std::initializer_list<Entry> members) {
   ValueTree dictionary(Kind::Dictionary);
   if (members.size() == 0) return dictionary;
   ValueAccess::writable(dictionary, members.size());
-  for (const auto& [key, value] : members) dictionary.set(key, value);
+  for (const Entry& entry : members) {
+    if (entry.key_) dictionary.set(*entry.key_, entry.value_);
+  }
   return dictionary;
 }
 
@@ -204,66 +224,129 @@ std::span<const ValueTree> ValueTree::items() const noexcept {
   return {ValueAccess::cells(*this), ValueAccess::size(*this)};
 }
 
-std::span<const ValueTree::Member> ValueTree::members() const noexcept {
-  if (kind() != Kind::Dictionary) return {};
-  return {ValueAccess::members(*this), ValueAccess::size(*this)};
+ValueTree::Members ValueTree::members() const noexcept {
+  if (kind() != Kind::Dictionary) return {nullptr, nullptr, 0};
+  const Member* const first = ValueAccess::members(*this);
+  return {first, first + ValueAccess::slots(*this), ValueAccess::size(*this)};
 }
 
-const ValueTree* ValueTree::find(std::string_view key) const noexcept {
-  if (kind() != Kind::Dictionary) return nullptr;
-  const std::size_t position = ValueAccess::position(*this, key);
-  return position != Container::kNone ? &members()[position].value() : nullptr;
+const ValueTree* ValueTree::find(std::span<const Step> path) const noexcept {
+  const ValueTree* value = this;
+  for (const Step& step : path) {
+    const std::size_t position = positionOf(*value, step);
+    if (position == Container::kNone) return nullptr;
+    value = &childAt(*value, position);
+  }
+  return value;
 }
 
-const ValueTree& ValueTree::operator[](std::size_t index) const noexcept {
-  return index < items().size() ? items()[index] : kNull;
-}
-
-const ValueTree& ValueTree::operator[](std::string_view key) const noexcept {
-  const ValueTree* const value = find(key);
+const ValueTree& ValueTree::operator[](Step step) const noexcept {
+  const ValueTree* const value = find(std::span(&step, 1));
   return value != nullptr ? *value : kNull;
 }
 
-void ValueTree::append(ValueTree item) {
-  if (kind() == Kind::Null) {
-    *this = list({std::move(item)});
-  } else if (kind() == Kind::List) {
-    Container& container = *ValueAccess::writable(*this, 1);
-    new (&container.cells[container.size++]) ValueTree(std::move(item));
+ValueTree* ValueTree::edit(std::span<const Step> path) {
+  // All are found before anything moves: a key may be a view of what stands in this very tree.
+  std::vector<std::size_t> positions;
+  positions.reserve(path.size());
+  const ValueTree* found = this;
+  for (const Step& step : path) {
+    positions.push_back(positionOf(*found, step));
+    if (positions.back() == Container::kNone) return nullptr;
+    found = &childAt(*found, positions.back());
   }
+  ValueTree* value = this;
+  for (const std::size_t position : positions) {
+    ValueAccess::writable(*value, 0);
+    value = &childAt(*value, position);
+  }
+  return value;
 }
 
 // Whatever takes memory comes before the first change, so that nothing is half done when there is none.
-void ValueTree::set(std::string_view key, ValueTree value) {
+bool ValueTree::set(Step step, ValueTree value) {
+  if (const auto key = step.key()) return setMember(*key, std::move(value));
+  const std::size_t index = *step.index();
+  if (index >= items().size()) return insert(index, std::move(value));
+  ValueAccess::writable(*this, 0);
+  std::swap(childAt(*this, index), value);
+  return true;
+}
+
+bool ValueTree::setMember(std::string_view key, ValueTree value) {
   if (kind() == Kind::Null) {
     *this = dictionary({{key, std::move(value)}});
-    return;
+    return true;
   }
-  if (kind() != Kind::Dictionary) return;
+  if (kind() != Kind::Dictionary) return false;
   const std::size_t position = ValueAccess::position(*this, key);
   if (position != Container::kNone) {
-    Container& container = *ValueAccess::writable(*this, 0);
-    std::swap(ValueAccess::value(container.members()[position]), value);
-    return;
+    ValueAccess::writable(*this, 0);
+    std::swap(childAt(*this, position), value);
+    return true;
   }
   // Copied before anything moves: the key may be a view of what stands in this very dictionary.
   ValueTree ownKey(key);
   Container& container = *ValueAccess::writable(*this, 1);
   container.reserveIndex();
-  new (&container.members()[container.size++])
+  new (&container.members()[container.used++])
       Member(ValueAccess::member(std::move(ownKey), std::move(value)));
   container.indexLast();
+  return true;
 }
 
-bool ValueTree::remove(std::string_view key) {
-  if (kind() != Kind::Dictionary) return false;
-  const std::size_t position = ValueAccess::position(*this, key);
+bool ValueTree::setAt(std::initializer_list<Step> path, ValueTree value) {
+  return setAt(std::span(path.begin(), path.size()), std::move(value));
+}
+
+bool ValueTree::setAt(std::span<const Step> path, ValueTree value) {
+  if (path.empty()) {
+    *this = std::move(value);
+    return true;
+  }
+  std::size_t depth = 0;  // of the innermost container that is there
+  for (const ValueTree* at = this; depth + 1 < path.size(); ++depth) {
+    at = at->find(path.subspan(depth, 1));
+    if (at == nullptr || at->kind() == Kind::Null) break;
+  }
+  for (std::size_t missing = path.size() - 1; missing > depth; --missing) {
+    ValueTree outer;
+    if (!outer.set(path[missing], std::move(value))) return false;
+    value = std::move(outer);
+  }
+  // A copy, as the key may be a view of what `edit` gives up.
+  const auto key = path[depth].key();
+  const std::string ownKey(key.value_or(""));
+  return edit(path.first(depth))->set(key ? Step(ownKey) : path[depth], std::move(value));
+}
+
+void ValueTree::append(ValueTree item) { insert(size(), std::move(item)); }
+
+bool ValueTree::insert(std::size_t index, ValueTree item) {
+  if (kind() == Kind::Null && index == 0) {
+    *this = list({std::move(item)});
+    return true;
+  }
+  if (kind() != Kind::List || index > size()) return false;
+  Container& container = *ValueAccess::writable(*this, 1);
+  ValueTree* const place = container.cells + index;
+  // Values may be moved byte by byte.
+  std::memmove(static_cast<void*>(place + 1), static_cast<const void*>(place),
+               (container.used - index) * sizeof(ValueTree));
+  new (place) ValueTree(std::move(item));
+  ++container.used;
+  return true;
+}
+
+bool ValueTree::remove(Step step) {
+  const std::size_t position = positionOf(*this, step);
   if (position == Container::kNone) return false;
   Container& container = *ValueAccess::writable(*this, 0);
-  Member* const members = container.members();
-  std::move(members + position + 1, members + container.size, members + position);
-  members[--container.size].~Member();
-  container.reindex();
+  if (kind() == Kind::Dictionary) {
+    container.removeMember(position);
+  } else {
+    container.removeItem(position);
+  }
   return true;
 }
 

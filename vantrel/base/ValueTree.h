@@ -1,14 +1,19 @@
 #pragma once
 
+#include <array>
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
 #include <initializer_list>
+#include <iosfwd>
+#include <iterator>
 #include <limits>
 #include <optional>
 #include <span>
 #include <string>
 #include <string_view>
+#include <tuple>
+#include <type_traits>
 #include <utility>
 
 #include "vantrel/base/Bytes.h"
@@ -19,6 +24,23 @@ namespace vantrel::storage {
 struct Block;
 struct Container;
 struct ValueAccess;
+
+template <typename T>
+concept Character = std::same_as<T, char> || std::same_as<T, wchar_t> || std::same_as<T, char8_t> ||
+    std::same_as<T, char16_t> || std::same_as<T, char32_t>;
+
+/// What is meant as an integer: of at most 64 bits, or an enumerator that converts to one by itself.
+template <typename T>
+concept Integer = (std::integral<T> && !std::same_as<T, bool> && !Character<T> && sizeof(T) <= 8) ||
+                  (std::is_enum_v<T> && std::is_convertible_v<T, int>);
+
+/// What would become something else than was meant, if it became anything: characters, scoped enumerators,
+/// pointers to anything but characters, integers of more than 64 bits.
+template <typename T>
+concept Misleading = Character<T> || std::is_member_pointer_v<T> ||(std::is_enum_v<T> && !Integer<T>) ||
+                     (std::is_pointer_v<T> &&
+                      !std::same_as<std::remove_cv_t<std::remove_pointer_t<T>>, char>) ||
+                     (std::integral<T> && sizeof(T) > 8);
 }  // namespace vantrel::storage
 
 namespace vantrel {
@@ -34,8 +56,18 @@ namespace vantrel {
 ///
 /// Sixteen bytes. Scalars, empty containers and strings of up to 14 bytes allocate nothing; any other string,
 /// a list and a dictionary are one allocation each. Finding a key takes constant time on average, whatever
-/// the keys are; removing one takes time in proportion to the dictionary's size. Values that were parsed from
-/// one text keep their storage together: a part that is copied out keeps all of it alive.
+/// the keys are; setting and removing one takes constant time on average over many. Inserting and removing a
+/// list's items takes time in proportion to the items behind. Values that were parsed from one text keep
+/// their storage together: a part that is copied out keeps all of it alive, and the first change copies one
+/// level.
+///
+///   ValueTree doc = ValueTree::dictionary({{"users", ValueTree::list()}});
+///   doc.edit("users")->append(ValueTree::dictionary({{"name", "Ada"}}));
+///   doc.setAt({"users", 0, "age"}, 36);
+///   for (const auto& [key, value] : doc["users"][0].members()) std::cout << key << " is " << value << '\n';
+///
+/// Of a null `const char*` the value is null, and as a key it names nothing. Characters, pointers and scoped
+/// enumerators, which would be taken for something else, do not compile.
 ///
 /// Threads: like `std::shared_ptr`: one object from one thread at a time, copies from anywhere.
 class VANTREL_EXPORT ValueTree {
@@ -45,21 +77,31 @@ class VANTREL_EXPORT ValueTree {
   /// A dictionary's entry: `key()`, a view that lives as long as the entry, and `value()`.
   class Member;
 
+  /// A dictionary's entries.
+  class Members;
+
+  /// A dictionary's entry to be.
+  class Entry;
+
+  /// What leads from a list to an item, its index from 0, or from a dictionary to a value, its key.
+  class Step;
+
   ValueTree() noexcept : ValueTree(Kind::Null) {}
   ValueTree(std::nullptr_t) noexcept : ValueTree() {}
   ValueTree(std::same_as<bool> auto value) noexcept : ValueTree(Kind::Boolean) {
     cell_.value.boolean = value;
   }
 
-  template <std::integral T>
-  requires(!std::same_as<T, bool>) ValueTree(T value)
-  noexcept : ValueTree(Kind::Integer) {
+  template <storage::Integer T>
+  ValueTree(T value) noexcept : ValueTree(Kind::Integer) {
     cell_.value.bits = static_cast<std::uint64_t>(value);
-    // Not by std::cmp_greater, which knows no characters.
-    if (value > 0 && cell_.value.bits >> 63 != 0) cell_.tag = kLargeInteger;
+    if (value > T{} && cell_.value.bits >> 63 != 0) cell_.tag = kLargeInteger;
   }
-
-  ValueTree(double value) noexcept : ValueTree(Kind::Floating) { cell_.value.number = value; }
+  ValueTree(std::floating_point auto value) noexcept : ValueTree(Kind::Floating) {
+    cell_.value.number = static_cast<double>(value);
+  }
+  template <storage::Misleading T>
+  ValueTree(T) = delete;
   ValueTree(std::string_view text);
   ValueTree(const char* text);  ///< a null pointer gives null
   ValueTree(const std::string& text) : ValueTree(std::string_view(text)) {}
@@ -83,7 +125,7 @@ class VANTREL_EXPORT ValueTree {
   }
 
   static ValueTree list(std::initializer_list<ValueTree> items = {});
-  static ValueTree dictionary(std::initializer_list<std::pair<std::string_view, ValueTree>> members = {});
+  static ValueTree dictionary(std::initializer_list<Entry> members = {});
 
   Kind kind() const noexcept { return cell_.kind; }
 
@@ -101,26 +143,50 @@ class VANTREL_EXPORT ValueTree {
 
   /// A list's items, a dictionary's members; empty for other kinds. Valid while this value is unchanged.
   std::span<const ValueTree> items() const noexcept;
-  std::span<const Member> members() const noexcept;
+  Members members() const noexcept;
 
-  /// The value under `key`; null pointer when there is none or this is no dictionary. Valid while unchanged.
-  const ValueTree* find(std::string_view key) const noexcept;
+  /// The value that the steps lead to, one level each: `find("users", 0, "age")`. A null pointer when there
+  /// is none. Valid while this value is unchanged.
+  template <std::convertible_to<Step>... Steps>
+  const ValueTree* find(const Steps&... steps) const noexcept;
+  const ValueTree* find(std::span<const Step> path) const noexcept;
 
   /// The item or the value under a key; a null value when there is none.
-  const ValueTree& operator[](std::size_t index) const noexcept;
-  const ValueTree& operator[](std::string_view key) const noexcept;
+  const ValueTree& operator[](Step step) const noexcept;
+
+  /// The value that the steps lead to, to be changed where it stands; a null pointer when there is none. Use
+  /// it at once: it is valid until this tree is changed otherwise, and once the tree has been copied, what is
+  /// changed through it changes the copy too.
+  template <std::convertible_to<Step>... Steps>
+  ValueTree* edit(const Steps&... steps);
+  ValueTree* edit(std::span<const Step> path);
+
+  /// Sets a dictionary's value or replaces a list's item; an index just behind the last item appends. A null
+  /// value becomes a dictionary for a key, a list for index 0. False, and nothing happens, for an index past
+  /// the end, a key that names nothing, and on other kinds.
+  bool set(Step step, ValueTree value);
+
+  /// The same at the end of a path, which may be empty: `setAt({"users", 0, "age"}, 36)`. What is missing on
+  /// the way is made, as `set` does with null.
+  bool setAt(std::initializer_list<Step> path, ValueTree value);
+  bool setAt(std::span<const Step> path, ValueTree value);
 
   /// Appends to a list; a null value becomes a list first; nothing happens on other kinds.
   void append(ValueTree item);
 
-  /// Sets a dictionary's value; a null value becomes a dictionary first; nothing happens on other kinds.
-  void set(std::string_view key, ValueTree value);
+  /// Inserts before a list's item, or at the end. A null value becomes a list for index 0. False, and nothing
+  /// happens, for an index past the end and on other kinds.
+  bool insert(std::size_t index, ValueTree item);
 
-  /// Removes a dictionary's entry; false when there was none.
-  bool remove(std::string_view key);
+  /// Removes a list's item or a dictionary's entry; false when there was none.
+  bool remove(Step step);
 
   /// Allocates nothing up to some dozens of levels of nesting; deeper trees take memory for each level.
   VANTREL_EXPORT friend bool operator==(const ValueTree& a, const ValueTree& b);
+
+  /// Writes the value on one line for people to read, close to JSON:
+  /// {"on":true,"since":date(1.5),"raw":data(3 bytes)}. See `json::writeCompact` for what programs read.
+  VANTREL_EXPORT friend std::ostream& operator<<(std::ostream& out, const ValueTree& value);
 
  private:
   friend struct storage::ValueAccess;
@@ -149,6 +215,7 @@ class VANTREL_EXPORT ValueTree {
 
   explicit ValueTree(Kind kind) noexcept { cell_.kind = kind; }
   bool isCounted() const noexcept { return cell_.tag >= kInArena; }
+  bool setMember(std::string_view key, ValueTree value);
   void retain() const noexcept;
   void release() noexcept;
 
@@ -160,13 +227,155 @@ class ValueTree::Member {
   std::string_view key() const noexcept { return *key_.asString(); }
   const ValueTree& value() const noexcept { return value_; }
 
+  /// For `const auto& [key, value]`.
+  template <std::size_t index>
+  decltype(auto) get() const noexcept {
+    if constexpr (index == 0) {
+      return key();
+    } else {
+      return value();
+    }
+  }
+
  private:
   friend struct storage::ValueAccess;
+  friend class ValueTree::Members;
 
   Member(ValueTree key, ValueTree value) noexcept : key_(std::move(key)), value_(std::move(value)) {}
 
-  ValueTree key_;
+  ValueTree key_;  // null where a member was removed
   ValueTree value_;
 };
 
+/// In the order in which the keys were first set. A range to go through from the front.
+class ValueTree::Members {
+ public:
+  class Iterator {
+   public:
+    using value_type = Member;
+    using reference = const Member&;
+    using pointer = const Member*;
+    using difference_type = std::ptrdiff_t;
+    using iterator_category = std::forward_iterator_tag;
+
+    Iterator() = default;
+    reference operator*() const noexcept { return *next_; }
+    pointer operator->() const noexcept { return next_; }
+    Iterator& operator++() noexcept {
+      ++next_;
+      skipRemoved();
+      return *this;
+    }
+    Iterator operator++(int) noexcept {
+      const Iterator before = *this;
+      ++*this;
+      return before;
+    }
+    friend bool operator==(const Iterator&, const Iterator&) = default;
+
+   private:
+    friend class Members;
+
+    Iterator(const Member* next, const Member* end) noexcept : next_(next), end_(end) { skipRemoved(); }
+    void skipRemoved() noexcept {
+      while (next_ != end_ && wasRemoved(*next_)) ++next_;
+    }
+
+    const Member* next_ = nullptr;
+    const Member* end_ = nullptr;
+  };
+
+  Iterator begin() const noexcept { return {begin_, end_}; }
+  Iterator end() const noexcept { return {end_, end_}; }
+  std::size_t size() const noexcept { return size_; }
+  bool empty() const noexcept { return size_ == 0; }
+
+ private:
+  friend class ValueTree;
+
+  static bool wasRemoved(const Member& member) noexcept { return member.key_.kind() == Kind::Null; }
+
+  Members(const Member* begin, const Member* end, std::size_t size) noexcept
+      : begin_(begin), end_(end), size_(size) {}
+
+  const Member* begin_;
+  const Member* end_;
+  std::size_t size_;
+};
+
+/// With a null `const char*` as its key it becomes no entry.
+class ValueTree::Entry {
+ public:
+  Entry(std::string_view key, ValueTree value) : key_(key), value_(std::move(value)) {}
+  Entry(const char* key, ValueTree value) : value_(std::move(value)) {
+    if (key != nullptr) key_ = key;
+  }
+
+ private:
+  friend class ValueTree;
+
+  std::optional<std::string_view> key_;
+  ValueTree value_;
+};
+
+/// A negative index and a null `const char*` lead nowhere. A key is a view of the text that it is made from.
+class ValueTree::Step {
+ public:
+  template <storage::Integer T>
+  constexpr Step(T index) noexcept : number_(index < T{} ? kNowhere : static_cast<std::size_t>(index)) {}
+  template <typename T>
+  requires std::is_class_v<T> && std::convertible_to<const T&, std::string_view>
+  constexpr Step(const T& key) noexcept { *this = of(key); }
+  constexpr Step(const char* key) noexcept {
+    if (key != nullptr) *this = of(key);
+  }
+  Step(std::same_as<bool> auto) = delete;
+  template <storage::Misleading T>
+  Step(T) = delete;
+
+  /// Absent when it is a key.
+  constexpr std::optional<std::size_t> index() const noexcept {
+    return key_ == nullptr ? std::optional(number_) : std::nullopt;
+  }
+  /// Absent when it is an index.
+  constexpr std::optional<std::string_view> key() const noexcept {
+    return key_ != nullptr ? std::optional(std::string_view(key_, number_)) : std::nullopt;
+  }
+
+ private:
+  static constexpr std::size_t kNowhere = std::numeric_limits<std::size_t>::max();
+
+  constexpr Step() = default;
+  static constexpr Step of(std::string_view key) noexcept {
+    Step step;
+    step.key_ = key.data() != nullptr ? key.data() : "";
+    step.number_ = key.size();
+    return step;
+  }
+
+  const char* key_ = nullptr;      // null for an index
+  std::size_t number_ = kNowhere;  // the index, or the key's length
+};
+
+template <std::convertible_to<ValueTree::Step>... Steps>
+const ValueTree* ValueTree::find(const Steps&... steps) const noexcept {
+  return find(std::span<const Step>(std::array<Step, sizeof...(Steps)>{Step(steps)...}));
+}
+
+template <std::convertible_to<ValueTree::Step>... Steps>
+ValueTree* ValueTree::edit(const Steps&... steps) {
+  return edit(std::span<const Step>(std::array<Step, sizeof...(Steps)>{Step(steps)...}));
+}
+
 }  // namespace vantrel
+
+template <>
+struct std::tuple_size<vantrel::ValueTree::Member> : std::integral_constant<std::size_t, 2> {};
+template <>
+struct std::tuple_element<0, vantrel::ValueTree::Member> {
+  using type = std::string_view;
+};
+template <>
+struct std::tuple_element<1, vantrel::ValueTree::Member> {
+  using type = const vantrel::ValueTree;
+};

@@ -79,6 +79,7 @@ class Writer {
   /// Writes the innermost open container's next value, or closes it.
   bool step() {
     Open& open = open_[depth_ - 1];
+    if (open.isDictionary) open.next = ValueAccess::skipHoles(open.next, open.end);
     if (open.next == open.end) {
       --depth_;
       startLine();
@@ -132,14 +133,15 @@ class Writer {
   bool openContainer(const ValueTree& value) {
     const bool isDictionary = value.kind() == Kind::Dictionary;
     if (depth_ == kMaxDepth) return false;
-    const std::size_t count = ValueAccess::size(value);
-    if (count == 0) {
+    if (ValueAccess::size(value) == 0) {
       output_.put(isDictionary ? "{}" : "[]");
       return true;
     }
     output_.put(isDictionary ? '{' : '[');
-    const ValueTree* const first = ValueAccess::cells(value);
-    open_[depth_++] = {first, first, first + (isDictionary ? 2 * count : count), isDictionary};
+    const ValueTree* first = ValueAccess::cells(value);
+    const ValueTree* const end = first + ValueAccess::slots(value) * (isDictionary ? 2 : 1);
+    if (isDictionary) first = ValueAccess::skipHoles(first, end);
+    open_[depth_++] = {first, first, end, isDictionary};
     return true;
   }
 

@@ -18,6 +18,11 @@ struct Open {
   const ValueTree* next;
   const ValueTree* end;
   bool isDictionary;
+
+  bool atEnd() {
+    if (isDictionary) next = ValueAccess::skipHoles(next, end);
+    return next == end;
+  }
 };
 
 bool isUtf8(const ValueTree& text) { return text::isValidUtf8(text.asString().value_or("")); }
@@ -65,9 +70,10 @@ std::optional<ValueFault> firstFault(const ValueTree& tree, Judge judge, std::ui
     if (value->size() != 0) {
       const bool isDictionary = value->kind() == ValueTree::Kind::Dictionary;
       const ValueTree* const cells = ValueAccess::cells(*value);
-      open.push_back({cells, cells, cells + (isDictionary ? 2 : 1) * value->size(), isDictionary});
+      open.push_back(
+          {cells, cells, cells + (isDictionary ? 2 : 1) * ValueAccess::slots(*value), isDictionary});
     }
-    while (!open.empty() && open.back().next == open.back().end) open.pop_back();
+    while (!open.empty() && open.back().atEnd()) open.pop_back();
     if (open.empty()) return std::nullopt;
     Open& innermost = open.back();
     innermost.next += innermost.isDictionary ? 2 : 1;
