@@ -69,7 +69,7 @@ int setSetting(const std::string& key, const std::string& argument) {
   const auto text = textOf(argument);
   if (!text) return kFailed;
   const ValueTree value = vantrel::json::parse(*text).value_or(ValueTree(*text));
-  const auto stored = vantrel::Host::current().settings->setObject_forKey(value, key);
+  const auto stored = vantrel::Host::current().settings->store(value, key);
   if (!stored) return failed("cannot set " + key + ": " + stored.error().description());
   return keepSettings();
 }
