@@ -11,13 +11,13 @@
 #include <chrono>
 #include <cstdlib>
 #include <fstream>
-#include <iterator>
 #include <mutex>
 #include <optional>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "tests/support/ScratchFolder.h"
 #include "vantrel/base/Log.h"
 #include "vantrel/data/PropertyList.h"
 #include "vantrel/loop/ManualClock.h"
@@ -29,11 +29,7 @@ namespace fs = std::filesystem;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
-
-std::string contentsOf(const fs::path& file) {
-  std::ifstream stream(file, std::ios::binary);
-  return {std::istreambuf_iterator<char>(stream), {}};
-}
+using tests::contentsOf;
 
 void put(const fs::path& file, std::string_view contents) {
   std::ofstream(file, std::ios::binary) << contents;
@@ -41,13 +37,6 @@ void put(const fs::path& file, std::string_view contents) {
 
 class SettingsStoreTest : public testing::Test {
  protected:
-  SettingsStoreTest() {
-    std::string name = (fs::temp_directory_path() / "settings.XXXXXX").string();
-    folder_ = mkdtemp(name.data());
-    file_ = folder_ / "app" / "settings.plist";
-  }
-  ~SettingsStoreTest() override { fs::remove_all(folder_); }
-
   std::vector<std::string> log() {
     const std::lock_guard lock(mutex_);
     return lines_;
@@ -59,8 +48,9 @@ class SettingsStoreTest : public testing::Test {
     return found;
   }
 
-  fs::path folder_;
-  fs::path file_;
+  const tests::ScratchFolder scratch_;
+  const fs::path folder_ = scratch_.path();
+  const fs::path file_ = folder_ / "app" / "settings.plist";
 
  private:
   std::mutex mutex_;
@@ -162,7 +152,7 @@ TEST_F(SettingsStoreTest, SetsADamagedFileAsideAndSaysSo) {
   const Bytes list = *plist::write(ValueTree::list({1}));
   for (const std::string& damaged :
        {std::string("bplist00 and no more"), std::string(), std::string(list.text())}) {
-    fs::remove_all(folder_);
+    fs::remove_all(file_.parent_path());
     fs::create_directories(file_.parent_path());
     put(file_, damaged);
     const std::size_t saidBefore = log().size();
@@ -221,15 +211,6 @@ TEST_F(SettingsStoreTest, FollowsASymbolicLink) {
   EXPECT_TRUE(SettingsStore(file_).setObject_forKey(2, "second"));
   EXPECT_TRUE(fs::is_symlink(file_));
   EXPECT_EQ(SettingsStore(target).all(), ValueTree::dictionary({{"first", 1}, {"second", 2}}));
-}
-
-TEST_F(SettingsStoreTest, WritesOverWhatADeadWriterLeft) {
-  fs::create_directories(file_.parent_path());
-  EXPECT_TRUE(SettingsStore(file_).setObject_forKey(0, "key"));
-  put(file_.parent_path() / ".settings.plist.tmp", "half a fi");
-  EXPECT_TRUE(SettingsStore(file_).setObject_forKey(1, "key"));
-  EXPECT_THAT(names(file_.parent_path()), ElementsAre("settings.plist"));
-  EXPECT_EQ(SettingsStore(file_).objectForKey("key"), ValueTree(1));
 }
 
 TEST_F(SettingsStoreTest, MayBeUsedFromTheLogThatItWritesTo) {

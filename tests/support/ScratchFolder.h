@@ -12,6 +12,11 @@
 
 namespace vantrel::tests {
 
+inline std::string contentsOf(const std::filesystem::path& file) {
+  std::ifstream stream(file, std::ios::binary);
+  return {std::istreambuf_iterator<char>(stream), {}};
+}
+
 /// A new folder that everybody may use, removed with everything in it.
 class ScratchFolder {
  public:
@@ -34,10 +39,7 @@ class ScratchFolder {
     return at(name);
   }
 
-  std::string contentsOf(const std::string& name) const {
-    std::ifstream stream(at(name), std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), {}};
-  }
+  std::string contentsOf(const std::string& name) const { return tests::contentsOf(at(name)); }
 
   /// Hidden ones, too.
   std::set<std::string> names() const {

@@ -11,9 +11,8 @@
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 
+#include "tests/support/ScratchFolder.h"
 #include "vantrel/host/Host.h"
 
 namespace vantrel {
@@ -29,31 +28,21 @@ constexpr std::uint64_t kUser = 7, kCaches = 13, kSupport = 14;
 class KWFileTest : public testing::Test {
  protected:
   KWFileTest() {
-    std::string pattern = (fs::temp_directory_path() / "vantrel-file-XXXXXX").string();
-    root_ = mkdtemp(pattern.data());
     for (const char* name : {"XDG_CONFIG_HOME", "XDG_CACHE_HOME", "XDG_DATA_HOME"}) unsetenv(name);
-    setenv("HOME", (root_ + "/home").c_str(), 1);
-  }
-  ~KWFileTest() override {
-    std::error_code error;
-    fs::remove_all(root_, error);
+    setenv("HOME", at("home").c_str(), 1);
   }
 
-  std::string at(const std::string& name) const { return root_ + "/" + name; }
+  std::string at(const std::string& name) const { return folder_.at(name); }
 
   std::string write(const std::string& name, const std::string& contents) const {
     fs::create_directories(fs::path(at(name)).parent_path());
-    std::ofstream(at(name), std::ios::binary) << contents;
-    return at(name);
+    return folder_.put(name, contents);
   }
 
-  static std::string read(const std::string& path) {
-    std::ostringstream contents;
-    contents << std::ifstream(path, std::ios::binary).rdbuf();
-    return contents.str();
-  }
+  static std::string read(const std::string& path) { return tests::contentsOf(path); }
 
-  std::string root_;
+  const tests::ScratchFolder folder_;
+  const std::string& root_ = folder_.path();
 };
 
 /// No file may grow past `bytes` as long as it lives: what a full disk does, without one.

@@ -6,7 +6,6 @@
 #include "tests/support/AllocationCounter.h"
 #include "tests/support/ScratchFolder.h"
 #include "vantrel/base/Log.h"
-#include "vantrel/data/KeyedArchive.h"
 #include "vantrel/host/SettingsStore.h"
 #include "vantrel/loop/ManualClock.h"
 #include "vantrel/system/KWFile.h"
@@ -85,20 +84,6 @@ TEST_F(OutOfMemoryTest, SettingsLoseNothing) {
            folder_.names().size() == 1;
   };
   isSoundWithout("settings", change, isKept, Keeps::Something);
-}
-
-TEST_F(OutOfMemoryTest, ArchivesAndJsonLeaveNothingBehind) {
-  const ValueTree value = ValueTree::dictionary(
-      {{"a list", ValueTree::list({1, 2.5, "some text of a length"})}, {"data", Bytes::copyOf("\x01")}});
-  const std::optional<Bytes> archive = keyedarchive::archive(value, "key");
-  const Bytes text = Bytes::copyOf(R"({"a list": [1, 2.5, "some text of a length", {"b": null}]})");
-  const auto always = [] { return true; };
-  isSoundWithout(
-      "archive", [&] { static_cast<void>(keyedarchive::archive(value, "key")); }, always);
-  isSoundWithout(
-      "unarchive", [&] { static_cast<void>(keyedarchive::unarchive(*archive, "key")); }, always);
-  isSoundWithout(
-      "JSON", [&] { KWFile::JsonData(text); }, always);
 }
 
 }  // namespace

@@ -4,10 +4,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/file.h>
-#include <sys/resource.h>
 
 #include <cerrno>
-#include <csignal>
 
 #include "tests/support/ScratchFolder.h"
 #include "vantrel/base/Bytes.h"
@@ -160,23 +158,6 @@ TEST(AtomicFile, TakesAwayWhatADeadWriterLeftAndNothingOfALivingOne) {
   fs::create_symlink("file", folder.at(".file.tmp"));
   EXPECT_TRUE(replace(folder.at("file"), "beside a link"));
   EXPECT_TRUE(fs::is_symlink(folder.at(".file.tmp")));
-}
-
-TEST(AtomicFile, AFullDiskLeavesTheOldContents) {
-  const ScratchFolder folder;
-  folder.put("file", "old");
-  rlimit before{};
-  getrlimit(RLIMIT_FSIZE, &before);
-  const rlimit small{50'000, before.rlim_max};
-  const auto handler = std::signal(SIGXFSZ, SIG_IGN);
-  setrlimit(RLIMIT_FSIZE, &small);
-  const Result<void> written = AtomicFile::replace(folder.at("file"), bytes(std::string(100'000, 'x')));
-  setrlimit(RLIMIT_FSIZE, &before);
-  std::signal(SIGXFSZ, handler);
-  ASSERT_FALSE(written);
-  EXPECT_EQ(written.error().code, EFBIG);
-  EXPECT_EQ(folder.contentsOf("file"), "old");
-  EXPECT_THAT(folder.names(), ElementsAre("file"));
 }
 
 }  // namespace

@@ -108,16 +108,5 @@ TEST(Files, HandsOverPiecesOfAFileThatGrowsOrShrinksMeanwhile) {
   EXPECT_EQ(calls, 3);
 }
 
-TEST(Files, FollowsTheLinksAtAPathsEnd) {
-  const ScratchFolder folder;
-  fs::create_symlink("second", folder.at("first"));
-  fs::create_symlink(folder.at("nowhere"), folder.at("second"));
-  fs::create_symlink("loop", folder.at("loop"));
-  EXPECT_EQ(files::resolved(folder.at("first")), fs::path(folder.at("nowhere")));
-  EXPECT_EQ(files::resolved(folder.at("none")), fs::path(folder.at("none")));
-  EXPECT_EQ(files::resolved(folder.at("loop")).error().code, ELOOP);
-  EXPECT_EQ(files::resolved("").error().code, ENOENT);
-}
-
 }  // namespace
 }  // namespace vantrel
