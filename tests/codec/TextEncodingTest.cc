@@ -129,6 +129,23 @@ TEST(TextEncoding, RefusesWhatIsNotValid) {
   }
 }
 
+TEST(TextEncoding, TellsWhichByteIsWrong) {
+  const struct {
+    std::uint64_t encoding;
+    std::string_view hex;
+    int offset;
+  } cases[] = {{text::kUtf8, "61626364656667686162636465666768e4b8ff", 16},
+               {text::kUtf16LittleEndian, "610000de", 2},
+               {text::kGb18030, "61b0a1ff61", 3},
+               {10, "feff0061dc00", 4},
+               {8, "6181", 1}};
+  for (const auto& [encoding, hex, offset] : cases) {
+    EXPECT_EQ(text::decode(KWTools::HexToData(hex), encoding).error().info["offset"], ValueTree(offset))
+        << hex;
+  }
+  EXPECT_EQ(text::decode(Bytes(), 2).error().code, text::kUnknownEncoding);
+}
+
 TEST(TextEncoding, TellsTheByteOrderByAMarkOnlyWhereItIsAskedTo) {
   EXPECT_THAT(text::decode(Bytes({0xFE, 0xFF, 0x00, 0x61}), 10), Optional(std::string("a")));
   EXPECT_THAT(text::decode(Bytes({0x61, 0x00}), 10), Optional(std::string("a")));

@@ -37,7 +37,9 @@ TEST(KeyedArchive, ReadsAnArchiveMadeElsewhere) {
 }
 
 TEST(KeyedArchive, IsAbsentUnderAnotherKey) {
-  EXPECT_FALSE(keyedarchive::unarchive(bytesOfHex(kMutable), "Some Key"));
+  const auto value = keyedarchive::unarchive(bytesOfHex(kMutable), "Some Key");
+  ASSERT_FALSE(value);
+  EXPECT_EQ(value.error().description(), "nothing stands under the key");
 }
 
 TEST(KeyedArchive, KeepsEveryKindOverArchivingAndBack) {

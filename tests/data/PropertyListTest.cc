@@ -251,6 +251,41 @@ TEST(PropertyList, RefusesObjectsLaidOverOneAnother) {
 
 std::string xmlOf(std::string_view value) { return "<plist>" + std::string(value) + "</plist>"; }
 
+TEST(PropertyList, TellsWhyThereIsNoValue) {
+  const auto xml = [](std::string_view inside) {
+    return Bytes::copyOf("<plist>\n  " + std::string(inside) + "</plist>");
+  };
+  const struct {
+    Bytes contents;
+    const char* reason;
+  } cases[] = {
+      {Bytes::copyOf("{}"), "neither \"bplist00\" nor XML stands at the start"},
+      {Bytes::copyOf("bplist00"), "cut off"},
+      {PlistFile().addReferences({0}).finish(), "object 0 holds itself"},
+      {PlistFile().addReferences({1}).add("\x70").finish(), "object 1 is damaged"},
+      {PlistFile().addReferences({7}).finish(), "an object is referred to that is not there"},
+      {PlistFile().addReferences({1, 1}, 0xD0, 1).add("\x09").finish(), "object 1 is a key, but no string"},
+      {xml("<dict><integer>1</integer></dict>"), "line 2, column 9: expected a <key>"},
+      {xml("<array>\n<date>today</date></array>"),
+       "line 3, column 1: expected a value that a property list can hold"},
+      {xml("<array></dict>"), "line 2, column 10: expected </array>"},
+      {xml("<string>&me;</string>"),
+       "line 2, column 3: expected text without other entities up to the next tag"},
+      {xml("<true/><false/>"), "line 2, column 10: expected </plist>"},
+      {Bytes::copyOf("<plist>\xff</plist>"), "byte 7: not valid text in this encoding"},
+  };
+  for (const auto& [contents, reason] : cases) {
+    const auto value = plist::parse(contents);
+    ASSERT_FALSE(value) << reason;
+    EXPECT_EQ(value.error().description(), reason);
+  }
+  const auto written = plist::write(ValueTree::dictionary({{"a", ValueTree::list({1, nullptr})}}));
+  EXPECT_EQ(written.error().description(), "/a/1: null has no form in a property list");
+  EXPECT_EQ(written.error().code, plist::kNotWritable);
+  EXPECT_EQ(plist::write(Bytes(std::vector<std::uint8_t>(plist::kMaxContents))).error().code,
+            plist::kPastBounds);
+}
+
 TEST(PropertyList, ReadsXmlInFormsThatPeopleWrite) {
   const std::pair<std::string_view, ValueTree> forms[] = {
       {"<string>a<!-- & --> &lt;&#65;&#x1F600;<![CDATA[<b>&amp;]]></string>", "a <A😀<b>&amp;"},

@@ -59,16 +59,17 @@ constexpr bool isTrailSurrogate(char32_t unit) { return unit >= 0xDC00 && unit <
 
 }  // namespace
 
-bool isValidUtf8(TextArgument bytes) {
-  std::string_view text = *bytes;
+std::size_t validUtf8Prefix(std::string_view text) {
+  const std::size_t whole = text.size();
   while (true) {
     text.remove_prefix(asciiPrefix(text));
-    if (text.empty()) return true;
-    const std::size_t length = utf8SequenceLength(text);
-    if (length == 0) return false;
+    const std::size_t length = text.empty() ? 0 : utf8SequenceLength(text);
+    if (length == 0) return whole - text.size();
     text.remove_prefix(length);
   }
 }
+
+bool isValidUtf8(TextArgument text) { return validUtf8Prefix(*text) == (*text).size(); }
 
 std::u16string utf16(TextArgument bytes) {
   std::string_view text = *bytes;

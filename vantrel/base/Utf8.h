@@ -14,6 +14,9 @@ namespace vantrel::text {
 /// Whether the text is well-formed UTF-8 (no overlong forms, no surrogates, nothing past U+10FFFF).
 VANTREL_EXPORT bool isValidUtf8(TextArgument text);
 
+/// The count of bytes at the start of the text that are well-formed UTF-8.
+VANTREL_EXPORT std::size_t validUtf8Prefix(std::string_view text);
+
 /// Conversions between UTF-8 and UTF-16 code units; what is invalid becomes U+FFFD.
 VANTREL_EXPORT std::u16string utf16(TextArgument text);
 VANTREL_EXPORT std::string utf8(std::u16string_view text);

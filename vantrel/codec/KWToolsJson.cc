@@ -33,7 +33,7 @@ std::optional<Bytes> KWTools::makeDataByDictionary(const std::optional<ValueTree
 
 std::optional<ValueTree> KWTools::makeDictionaryByData(const std::optional<Bytes>& data) {
   if (!data) return std::nullopt;
-  auto value = keyedarchive::unarchive(*data, kArchiveKey);
+  std::optional<ValueTree> value = keyedarchive::unarchive(*data, kArchiveKey);
   return value && value->kind() != ValueTree::Kind::Null ? value : std::nullopt;
 }
 

@@ -17,7 +17,8 @@ std::string joined(const Strings& strings) {
 }  // namespace
 
 std::optional<std::string> KWTools::string_Encode(const std::optional<Bytes>& data, std::uint64_t Encode) {
-  return data ? text::decode(*data, Encode) : std::nullopt;
+  if (!data) return std::nullopt;
+  return text::decode(*data, Encode);
 }
 
 std::string KWTools::string(const std::optional<std::span<const std::string>>& list) {

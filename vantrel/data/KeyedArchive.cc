@@ -26,15 +26,16 @@ class ArchiveReader final : public plist::detail::TreeBuilder {
  public:
   using TreeBuilder::TreeBuilder;
 
-  std::optional<ValueTree> valueUnder(std::string_view key) {
+  Result<ValueTree> valueUnder(std::string_view key) {
     const std::optional<Object> root = read(table_.top(), Object::Type::Dictionary);
-    if (!root || !isOurs(*root)) return std::nullopt;
+    if (!root || !isOurs(*root)) return malformed("a property list, but no keyed archive");
     objects_ = read(entry(*root, "$objects"), Object::Type::List);
     const std::optional<Object> top = read(entry(*root, "$top"), Object::Type::Dictionary);
-    if (!objects_ || !top) return std::nullopt;
+    if (!objects_ || !top) return malformed("an archive without objects or without its top");
     const std::optional<std::uint64_t> number = entryOfAnyKey(*top, key);
-    const std::optional<Object> value = number ? table_.read(*number) : std::nullopt;
-    if (!value) return std::nullopt;
+    if (!number) return malformed("nothing stands under the key");
+    const std::optional<Object> value = table_.read(*number);
+    if (!value) return malformed("what stands under the key is damaged");
     // Numbers and booleans that were encoded as such stand here themselves.
     if (value->type == Object::Type::Leaf) return value->leaf;
     return build(follow(*number));
@@ -42,6 +43,10 @@ class ArchiveReader final : public plist::detail::TreeBuilder {
 
  private:
   static constexpr std::uint64_t kNowhere = ~std::uint64_t{0};
+
+  static Error malformed(const char* why) {
+    return Error::saying(plist::kErrorDomain, plist::kMalformed, why);
+  }
 
   std::optional<Object> read(std::uint64_t number, Object::Type type) {
     std::optional<Object> object = table_.read(number);
@@ -105,7 +110,7 @@ class ArchiveReader final : public plist::detail::TreeBuilder {
       return makeLeaf(object, "NS.data", ValueTree::Kind::Data, below, place);
     }
     if (name == "NSDate") return makeDate(object, place);
-    return name == "NSNull";
+    return name == "NSNull" || refuse("no value stands for the class \"" + std::string(name) + "\"");
   }
 
   bool makeList(const Object& object, std::size_t below, Built& place) {
@@ -151,6 +156,7 @@ class ArchiveReader final : public plist::detail::TreeBuilder {
   bool makeLeaf(const Object& object, std::string_view key, ValueTree::Kind kind, std::size_t below,
                 Built& place) {
     std::uint64_t number = entry(object, key);
+    if (number == kNowhere) return false;
     if (table_.uid(number)) number = follow(number);
     leafOnly_ = true;  // an instance here could lead on to another, and so on past the stack's end
     const Built* leaf = build(number, below);
@@ -294,13 +300,17 @@ class ArchiveWriter {
 
 }  // namespace
 
-std::optional<Bytes> archive(const ValueTree& value, TextArgument key) {
-  return ArchiveWriter().write(value, *key);
+Result<Bytes> archive(const ValueTree& value, TextArgument key) {
+  if (std::optional<Bytes> file = ArchiveWriter().write(value, *key)) return *std::move(file);
+  if (!text::isValidUtf8(key)) {
+    return Error::saying(plist::kErrorDomain, plist::kNotWritable, "the archive's key is not valid UTF-8");
+  }
+  return plist::detail::reasonAgainstWriting(value, [](const ValueTree&) -> const char* { return nullptr; });
 }
 
-std::optional<ValueTree> unarchive(const Bytes& contents, TextArgument key) {
-  std::optional<ObjectTable> table = ObjectTable::open(contents);
-  if (!table) return std::nullopt;
+Result<ValueTree> unarchive(const Bytes& contents, TextArgument key) {
+  Result<ObjectTable> table = ObjectTable::open(contents);
+  if (!table) return Result<ValueTree>::failed(table);
   return ArchiveReader(*table).valueUnder(*key);
 }
 

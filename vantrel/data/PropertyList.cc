@@ -100,15 +100,22 @@ class PlainWriter {
   detail::WriteBounds bounds_;
 };
 
+const char* isNull(const ValueTree& value) {
+  return value.kind() == ValueTree::Kind::Null ? "null has no form in a property list" : nullptr;
+}
+
 }  // namespace
 
-std::optional<ValueTree> parse(const Bytes& contents) {
+Result<ValueTree> parse(const Bytes& contents) {
   if (detail::looksLikeXml(contents)) return detail::parseXml(contents);
-  std::optional<ObjectTable> table = ObjectTable::open(contents);
-  if (!table) return std::nullopt;
+  Result<ObjectTable> table = ObjectTable::open(contents);
+  if (!table) return Result<ValueTree>::failed(table);
   return PlainBuilder(*table).build(table->top());
 }
 
-std::optional<Bytes> write(const ValueTree& value) { return PlainWriter().write(value); }
+Result<Bytes> write(const ValueTree& value) {
+  if (std::optional<Bytes> file = PlainWriter().write(value)) return *std::move(file);
+  return detail::reasonAgainstWriting(value, isNull);
+}
 
 }  // namespace vantrel::plist

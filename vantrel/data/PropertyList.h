@@ -1,10 +1,10 @@
 #pragma once
 
 #include <cstdint>
-#include <optional>
 
 #include "vantrel/base/Bytes.h"
 #include "vantrel/base/Export.h"
+#include "vantrel/base/Result.h"
 #include "vantrel/base/ValueTree.h"
 
 /// Property lists to and from `ValueTree`: the binary form ("bplist00") and, for reading, the XML form.
@@ -17,10 +17,18 @@ namespace vantrel::plist {
 /// Most bytes of a file.
 inline constexpr std::uint64_t kMaxContents = std::uint64_t{64} << 20;
 
-/// Reads a property list; the value at its top may be of any kind. Absent for anything malformed: offsets,
+/// The domain of the errors that these operations give, and their codes.
+inline constexpr const char* kErrorDomain = "vantrel.plist";
+enum ErrorCode : std::int64_t {
+  kMalformed = 1,    ///< of XML, `info` has "line" and "column"
+  kPastBounds = 2,   ///< more than may be read, or read again
+  kNotWritable = 3,  ///< a property list has no form for a value; `info` has its "path"
+};
+
+/// Reads a property list; the value at its top may be of any kind. Fails for anything malformed: offsets,
 /// counts and references out of range, invalid text, integers that fit neither int64 nor uint64, keys that
 /// are no strings, null objects, containers that hold themselves, objects laid over one another to multiply
-/// the file. Absent, too, past these bounds: 512 levels of lists and dictionaries, 64 MiB of input, 4 million
+/// the file. Fails, too, past these bounds: 512 levels of lists and dictionaries, 64 MiB of input, 4 million
 /// values once shared references are followed, 128 MiB of keys.
 ///
 /// A set reads as a list. A UID, which only keyed archives hold, reads as the dictionary that stands for it
@@ -29,10 +37,11 @@ inline constexpr std::uint64_t kMaxContents = std::uint64_t{64} << 20;
 ///
 /// XML may be in UTF-8, or in UTF-16 with a byte-order mark; entities that the document declares itself are
 /// refused. Its dates are whole seconds of UTC.
-VANTREL_EXPORT std::optional<ValueTree> parse(const Bytes& contents);
+VANTREL_EXPORT Result<ValueTree> parse(const Bytes& contents);
 
 /// Writes a property list that `parse` reads back to an equal value; equal strings and numbers are written
-/// once. Absent for null values, invalid UTF-8, and what goes past the bounds of `parse`.
-VANTREL_EXPORT std::optional<Bytes> write(const ValueTree& value);
+/// once. Fails for null values and invalid UTF-8, and tells where as `json::writeCompact` does, and for what
+/// goes past the bounds of `parse`.
+VANTREL_EXPORT Result<Bytes> write(const ValueTree& value);
 
 }  // namespace vantrel::plist

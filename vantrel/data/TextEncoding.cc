@@ -8,6 +8,7 @@
 #include <array>
 #include <memory>
 #include <span>
+#include <string>
 
 namespace vantrel::text {
 namespace {
@@ -179,8 +180,26 @@ Converter openStrict(const char* name) {
   return U_SUCCESS(status) ? std::move(converter) : nullptr;
 }
 
-// The converter takes at most 2 GiB at once, so the bytes go in by pieces.
-std::optional<std::u16string> convert(UConverter& converter, std::string_view bytes) {
+Error notText(std::optional<std::size_t> offset = std::nullopt) {
+  if (!offset) return Error::saying(kErrorDomain, kNotText, "not valid text in this encoding");
+  Error error = Error::saying(kErrorDomain, kNotText,
+                              "byte " + std::to_string(*offset) + ": not valid text in this encoding");
+  error.info.set("offset", *offset);
+  return error;
+}
+
+/// Of the bytes that the converter has stopped at.
+std::size_t invalidLength(UConverter& converter) {
+  std::array<char, 32> bytes;
+  auto length = static_cast<std::int8_t>(bytes.size());
+  UErrorCode status = U_ZERO_ERROR;
+  ucnv_getInvalidChars(&converter, bytes.data(), &length, &status);
+  return U_SUCCESS(status) && length > 0 ? static_cast<std::size_t>(length) : 0;
+}
+
+// The converter takes at most 2 GiB at once, so the bytes go in by pieces. So many stood before them.
+Result<std::u16string> convert(UConverter& converter, std::string_view bytes, std::size_t before) {
+  const std::size_t whole = before + bytes.size();
   constexpr std::size_t kPiece = 16384;
   std::array<char16_t, kPiece> units;
   std::u16string result;
@@ -193,7 +212,10 @@ std::optional<std::u16string> convert(UConverter& converter, std::string_view by
     status = U_ZERO_ERROR;
     ucnv_toUnicode(&converter, &to, units.data() + units.size(), &from, from + std::min(bytes.size(), kPiece),
                    nullptr, last, &status);
-    if (U_FAILURE(status) && status != U_BUFFER_OVERFLOW_ERROR) return std::nullopt;
+    if (U_FAILURE(status) && status != U_BUFFER_OVERFLOW_ERROR) {
+      const auto passed = whole - bytes.size() + static_cast<std::size_t>(from - bytes.data());
+      return notText(passed - std::min(passed, invalidLength(converter)));
+    }
     result.append(units.data(), to);
     bytes.remove_prefix(static_cast<std::size_t>(from - bytes.data()));
   } while (!bytes.empty() || status == U_BUFFER_OVERFLOW_ERROR);
@@ -211,9 +233,11 @@ bool repair(std::u16string& text, std::span<const Repair> repairs) {
   return true;
 }
 
-std::optional<std::u16string> decodeStrictly(std::string_view contents, const char* converterName) {
+Result<std::u16string> decodeStrictly(std::string_view contents, const char* converterName,
+                                      std::size_t before = 0) {
   const Converter converter = openStrict(converterName);
-  return converter ? convert(*converter, contents) : std::nullopt;
+  if (!converter) return Error::saying(kErrorDomain, kUnknownEncoding, "the encoding's table is missing");
+  return convert(*converter, contents, before);
 }
 
 /// Whether the text ends within an escape of HZ, of which the converter says nothing.
@@ -237,13 +261,17 @@ bool hasFreeCode(std::string_view contents, const Encoding& encoding, const std:
 
 }  // namespace
 
-std::optional<std::string> decode(const Bytes& bytes, std::uint64_t encoding) {
+Result<std::string> decode(const Bytes& bytes, std::uint64_t encoding) {
   std::string_view contents = bytes.text();
   if (encoding == kUtf8) {
-    return isValidUtf8(contents) ? std::optional(std::string(contents)) : std::nullopt;
+    const std::size_t valid = validUtf8Prefix(contents);
+    if (valid != contents.size()) return notText(valid);
+    return std::string(contents);
   }
   const Encoding* const known = find(encoding);
-  if (known == nullptr) return std::nullopt;
+  if (known == nullptr) {
+    return Error::saying(kErrorDomain, kUnknownEncoding, "unknown encoding " + std::to_string(encoding));
+  }
   const char* name = known->converter;
   for (const Mark& mark : kMarks) {
     if (mark.encoding != encoding || !contents.starts_with(mark.bytes)) continue;
@@ -251,10 +279,10 @@ std::optional<std::string> decode(const Bytes& bytes, std::uint64_t encoding) {
     name = mark.converter;
     break;
   }
-  auto units = decodeStrictly(contents, name);
-  if (!units || endsInEscape(contents, *known, *units)) return std::nullopt;
-  if (hasFreeCode(contents, *known, *units)) return std::nullopt;
-  if (!known->repairs.empty() && !repair(*units, known->repairs)) return std::nullopt;
+  auto units = decodeStrictly(contents, name, bytes.size() - contents.size());
+  if (!units) return Result<std::string>::failed(units);
+  if (endsInEscape(contents, *known, *units) || hasFreeCode(contents, *known, *units)) return notText();
+  if (!known->repairs.empty() && !repair(*units, known->repairs)) return notText();
   return utf8(*units);
 }
 

@@ -1,12 +1,12 @@
 #pragma once
 
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <string_view>
 
 #include "vantrel/base/Bytes.h"
 #include "vantrel/base/Export.h"
+#include "vantrel/base/Result.h"
 
 /// Text in the encodings of the platform's numbering; see Utf8.h for UTF-8 alone. Stateless; any thread.
 namespace vantrel::text {
@@ -15,7 +15,14 @@ inline constexpr std::uint64_t kUtf8 = 4;
 inline constexpr std::uint64_t kUtf16LittleEndian = 0x94000100;
 inline constexpr std::uint64_t kGb18030 = 0x80000632;
 
-/// Decodes strictly: absent when the bytes are not valid text in that encoding (overlong forms, lone
+/// The domain of the errors that `decode` gives, and their codes.
+inline constexpr const char* kErrorDomain = "vantrel.text";
+enum ErrorCode : std::int64_t {
+  kNotText = 1,  ///< `info` has the "offset" of the first byte that is wrong, where it is known
+  kUnknownEncoding = 2,
+};
+
+/// Decodes strictly: fails when the bytes are not valid text in that encoding (overlong forms, lone
 /// surrogates, odd lengths, unassigned codes, sequences that are cut off) or the number is not known. A
 /// byte-order mark is text like any other in the three above. GB 18030 is that of 2000.
 ///
@@ -36,6 +43,6 @@ inline constexpr std::uint64_t kGb18030 = 0x80000632;
 /// private characters for users' own; a free byte from 0x80 to 0x9F of a Windows page is the control of that
 /// number. Big5-HKSCS gives what Unicode took up only in 2005 as private characters, EUC-KR
 /// its two free rows, as page 949 does.
-VANTREL_EXPORT std::optional<std::string> decode(const Bytes& bytes, std::uint64_t encoding);
+VANTREL_EXPORT Result<std::string> decode(const Bytes& bytes, std::uint64_t encoding);
 
 }  // namespace vantrel::text

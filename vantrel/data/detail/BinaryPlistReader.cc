@@ -61,11 +61,17 @@ struct ObjectTable::Place {
   std::uint64_t count = 0;  // as the marker says; not yet checked
 };
 
-std::optional<ObjectTable> ObjectTable::open(const Bytes& contents) {
-  if (contents.size() > kMaxContents || contents.size() < kHeaderSize + kTrailerSize) return std::nullopt;
-  if (!contents.text().starts_with(kHeader)) return std::nullopt;
+Result<ObjectTable> ObjectTable::open(const Bytes& contents) {
+  const auto malformed = [](const char* why) { return Error::saying(kErrorDomain, kMalformed, why); };
+  if (!contents.text().starts_with(kHeader))
+    return malformed("neither \"bplist00\" nor XML stands at the start");
+  if (contents.size() > kMaxContents) {
+    return Error::saying(kErrorDomain, kPastBounds,
+                         "too large: more than " + std::to_string(kMaxContents) + " bytes");
+  }
+  if (contents.size() < kHeaderSize + kTrailerSize) return malformed("cut off");
   ObjectTable table(contents);
-  if (!table.readTrailer()) return std::nullopt;
+  if (!table.readTrailer()) return malformed("the trailer leads nowhere: damaged or cut off");
   return table;
 }
 
@@ -222,31 +228,54 @@ std::uint64_t ObjectTable::value(const Object& dictionary, std::size_t index) co
   return item(dictionary, dictionary.count + index);
 }
 
-std::optional<ValueTree> TreeBuilder::build(std::uint64_t number) {
-  const Built* built = build(number, 0);
-  if (!built) return std::nullopt;
-  return built->value;
+Result<ValueTree> TreeBuilder::build(std::uint64_t number) {
+  if (const Built* const built = build(number, 0)) return built->value;
+  return Error::saying(kErrorDomain, code_, why_);
+}
+
+bool TreeBuilder::refuse(std::string why, ErrorCode code) {
+  if (!why_.empty()) return false;
+  why_ = std::move(why);
+  code_ = code;
+  return false;
+}
+
+const TreeBuilder::Built* TreeBuilder::refused(std::uint64_t number, const char* why) {
+  refuse("object " + std::to_string(number) + " " + why);
+  return nullptr;
 }
 
 const TreeBuilder::Built* TreeBuilder::build(std::uint64_t number, std::size_t below) {
-  if (number >= built_.size()) return nullptr;
+  if (number >= built_.size()) {
+    refuse("an object is referred to that is not there");
+    return nullptr;
+  }
   Built& place = built_[static_cast<std::size_t>(number)];
-  if (place.state == Built::State::Begun) return nullptr;  // a circle, or a failure before
+  // Or a failure before, whose reason stays.
+  if (place.state == Built::State::Begun) return refused(number, "holds itself");
   if (place.state == Built::State::None) {
     place.state = Built::State::Begun;
     const std::optional<Object> object = table_.read(number);
-    if (!object) return nullptr;
+    if (!object) return refused(number, "is damaged");
     const bool container = object->type == Object::Type::List || object->type == Object::Type::Dictionary;
     // Before it can recurse much further; what is a leaf in spite of its form may stand one deeper.
-    if (container && below > kMaxLevels) return nullptr;
-    if (!make(*object, below, place)) return nullptr;
+    if (container && below > kMaxLevels) return tooDeep();
+    if (!make(*object, below, place)) return refused(number, "is of no kind that a value could be");
     place.state = Built::State::Done;
   }
-  return below + place.levels <= kMaxLevels ? &place : nullptr;
+  if (below + place.levels > kMaxLevels) return tooDeep();
+  return &place;
+}
+
+const TreeBuilder::Built* TreeBuilder::tooDeep() {
+  refuse("nested too deeply", kPastBounds);
+  return nullptr;
 }
 
 bool TreeBuilder::count(Built& place, const Built& part) {
-  if (part.values > kMaxValues - place.values) return false;
+  if (part.values > kMaxValues - place.values) {
+    return refuse("too large: more than " + std::to_string(kMaxValues) + " values", kPastBounds);
+  }
   place.values += part.values;
   place.levels = std::max<std::uint16_t>(place.levels, part.levels + 1);
   return true;
@@ -263,7 +292,10 @@ bool TreeBuilder::set(Built& place, std::uint64_t key, std::uint64_t number, std
   const Built* name = build(key, below + 1);
   if (!name) return false;
   const std::optional<std::string_view> text = name->value.asString();
-  if (!text || text->size() > kMaxKeyBytes - keyBytes_) return false;
+  if (!text) return refuse("object " + std::to_string(key) + " is a key, but no string");
+  if (text->size() > kMaxKeyBytes - keyBytes_) {
+    return refuse("too large: more than " + std::to_string(kMaxKeyBytes) + " bytes of keys", kPastBounds);
+  }
   keyBytes_ += text->size();
   const Built* part = build(number, below + 1);
   if (!part || !count(place, *part)) return false;

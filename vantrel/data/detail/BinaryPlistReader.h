@@ -3,10 +3,12 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <string_view>
 #include <vector>
 
 #include "vantrel/base/Bytes.h"
+#include "vantrel/base/Result.h"
 #include "vantrel/base/ValueTree.h"
 #include "vantrel/data/detail/BinaryPlist.h"
 
@@ -30,8 +32,8 @@ struct Object {
 /// over one another cannot multiply it.
 class ObjectTable {
  public:
-  /// Absent when header, trailer or offset table are not sound.
-  static std::optional<ObjectTable> open(const Bytes& contents);
+  /// Fails when header, trailer or offset table are not sound.
+  static Result<ObjectTable> open(const Bytes& contents);
 
   std::size_t size() const { return objects_; }
   std::size_t top() const { return top_; }
@@ -79,7 +81,8 @@ class TreeBuilder {
   explicit TreeBuilder(ObjectTable& table) : table_(table), built_(table.size()) {}
   virtual ~TreeBuilder() = default;
 
-  std::optional<ValueTree> build(std::uint64_t number);
+  /// The value of an object that stands in nothing.
+  Result<ValueTree> build(std::uint64_t number);
 
  protected:
   struct Built {
@@ -91,6 +94,9 @@ class TreeBuilder {
 
   /// The object `below` that many containers; null when it cannot be built.
   const Built* build(std::uint64_t number, std::size_t below);
+
+  /// Keeps the first reason why nothing comes of it, for `build`. False.
+  bool refuse(std::string why, ErrorCode code = kMalformed);
 
   /// Sets the value of `place` from the object, which stands `below` that many containers.
   virtual bool make(const Object& object, std::size_t below, Built& place) = 0;
@@ -104,10 +110,14 @@ class TreeBuilder {
   ObjectTable& table_;
 
  private:
+  const Built* refused(std::uint64_t number, const char* why);
+  const Built* tooDeep();
   bool count(Built& place, const Built& part);
 
   std::vector<Built> built_;
   std::uint64_t keyBytes_ = 0;
+  std::string why_;
+  ErrorCode code_ = kMalformed;
 };
 
 }  // namespace vantrel::plist::detail

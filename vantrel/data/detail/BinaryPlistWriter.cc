@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "vantrel/base/Utf8.h"
+#include "vantrel/data/detail/ValueFault.h"
 
 namespace vantrel::plist::detail {
 namespace {
@@ -180,6 +181,18 @@ std::optional<Bytes> ObjectWriter::finish(Number top) const {
   putBigEndian(file, table, 8);
   if (file.size() > kMaxContents) return std::nullopt;
   return Bytes(std::move(file));
+}
+
+Error reasonAgainstWriting(const ValueTree& value, const char* (*objection)(const ValueTree&)) {
+  const auto judge = [objection](const ValueTree& part, std::size_t below) -> const char* {
+    const bool isContainer =
+        part.kind() == ValueTree::Kind::List || part.kind() == ValueTree::Kind::Dictionary;
+    return isContainer && below >= kMaxLevels ? "nested too deeply" : objection(part);
+  };
+  if (const auto fault = data::detail::firstFault(value, judge, kMaxValues)) {
+    return fault->error(kErrorDomain, kNotWritable);
+  }
+  return Error::saying(kErrorDomain, kPastBounds, "too large to be read again");
 }
 
 bool WriteBounds::admit(const ValueTree& value, std::size_t below) {

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "vantrel/base/Bytes.h"
+#include "vantrel/base/Error.h"
 #include "vantrel/base/ValueTree.h"
 #include "vantrel/data/detail/BinaryPlist.h"
 
@@ -48,6 +49,10 @@ class ObjectWriter {
   std::vector<Number> references_;
   std::unordered_map<std::string, Number> known_;  // by encoded form, so that 1 and 1.0 differ
 };
+
+/// Why no file holds the value: what `objection` has against one in it (null when nothing), invalid UTF-8,
+/// too many levels, too much.
+Error reasonAgainstWriting(const ValueTree& value, const char* (*objection)(const ValueTree&));
 
 /// Counts what goes into a file, so that nothing is written that would not be read.
 class WriteBounds {

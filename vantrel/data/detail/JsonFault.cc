@@ -8,6 +8,7 @@
 #include "vantrel/base/Utf8.h"
 #include "vantrel/data/Json.h"
 #include "vantrel/data/detail/JsonNumber.h"
+#include "vantrel/data/detail/TextPlace.h"
 
 namespace vantrel::json::detail {
 
@@ -53,18 +54,7 @@ class FaultFinder {
     return false;
   }
 
-  Error error() const {
-    const std::string_view before = text_.substr(0, at_);
-    const auto line = std::ranges::count(before, '\n') + 1;
-    const auto column =
-        std::ranges::count_if(before.substr(before.rfind('\n') + 1), text::beginsCharacter) + 1;
-    Error error =
-        Error::saying(kErrorDomain, code_,
-                      "line " + std::to_string(line) + ", column " + std::to_string(column) + ": " + why_);
-    error.info.set("line", line);
-    error.info.set("column", column);
-    return error;
-  }
+  Error error() const { return data::detail::errorAt(text_, at_, kErrorDomain, code_, why_); }
 
   void passSpace() { at_ = std::min(text_.find_first_not_of(" \n\r\t", at_), text_.size()); }
 

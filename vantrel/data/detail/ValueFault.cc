@@ -61,7 +61,7 @@ Error ValueFault::error(const char* domain, std::int64_t code) const {
   return error;
 }
 
-std::optional<ValueFault> firstFault(const ValueTree& tree, Judge judge, std::uint64_t most) {
+std::optional<ValueFault> firstFault(const ValueTree& tree, const Judge& judge, std::uint64_t most) {
   std::vector<Open> open;
   const ValueTree* value = &tree;
   for (; most != 0; --most) {

@@ -10,6 +10,7 @@
 #include "vantrel/base/Utf8.h"
 #include "vantrel/data/TextEncoding.h"
 #include "vantrel/data/detail/BinaryPlist.h"
+#include "vantrel/data/detail/TextPlace.h"
 #include "vantrel/data/detail/XmlScanner.h"
 
 namespace vantrel::plist::detail {
@@ -92,16 +93,11 @@ std::optional<ValueTree> readBase64(std::string_view text) {
 
 class XmlReader {
  public:
-  explicit XmlReader(std::string_view document) : scanner_(document) {}
+  explicit XmlReader(std::string_view document) : document_(document), scanner_(document) {}
 
-  std::optional<ValueTree> read() {
-    if (!scanner_.passProlog() || !next(Form::Start, "plist")) return std::nullopt;
-    while (!top_) {
-      const auto tag = scanner_.nextTag();
-      if (!tag || !take(*tag)) return std::nullopt;
-    }
-    if (!next(Form::End, "plist") || !scanner_.atEnd()) return std::nullopt;
-    return std::move(top_);
+  Result<ValueTree> read() {
+    if (readDocument()) return *std::move(top_);
+    return data::detail::errorAt(document_, at_, kErrorDomain, code_, why_);
   }
 
  private:
@@ -110,9 +106,33 @@ class XmlReader {
     std::optional<std::string> key;  // of the value that comes next
   };
 
+  bool readDocument() {
+    if (!scanner_.passProlog()) return fail("expected UTF-8 or UTF-16 and a document type without entities");
+    if (!next(Form::Start, "plist")) return false;
+    while (!top_) {
+      const auto tag = scanner_.nextTag();
+      at_ = scanner_.lastTag();
+      if (!tag) return fail("expected a tag");
+      if (!take(*tag)) return fail("expected a value that a property list can hold");
+    }
+    if (!next(Form::End, "plist")) return false;
+    at_ = scanner_.lastTag();
+    return scanner_.atEnd() || fail("expected nothing behind </plist>");
+  }
+
+  /// False; the first reason counts.
+  bool fail(std::string why, ErrorCode code = kMalformed) {
+    if (!why_.empty()) return false;
+    why_ = std::move(why);
+    code_ = code;
+    return false;
+  }
+
   bool next(Form form, std::string_view name) {
     const auto tag = scanner_.nextTag();
-    return tag && tag->form == form && tag->name == name;
+    if (tag && tag->form == form && tag->name == name) return true;
+    at_ = scanner_.lastTag();
+    return fail("expected <" + std::string(form == Form::End ? "/" : "").append(name) + ">");
   }
 
   bool take(const XmlScanner::Tag& tag) {
@@ -122,7 +142,8 @@ class XmlReader {
     std::string text;
     if (tag.form == Form::Start) {
       std::optional<std::string> inside = scanner_.text();
-      if (!inside || !next(Form::End, tag.name)) return false;
+      if (!inside) return fail("expected text without other entities up to the next tag");
+      if (!next(Form::End, tag.name)) return false;
       text = std::move(*inside);
     }
     if (tag.name == "key") return takeKey(std::move(text));
@@ -141,38 +162,46 @@ class XmlReader {
   }
 
   bool open(const XmlScanner::Tag& tag, ValueTree empty) {
-    if (frames_.size() >= kMaxLevels) return false;
+    if (frames_.size() >= kMaxLevels) return fail("nested too deeply", kPastBounds);
     if (tag.form == Form::Empty) return add(std::move(empty));
     frames_.push_back({std::move(empty), std::nullopt});
     return true;
   }
 
   bool close(std::string_view name) {
-    if (frames_.empty() || frames_.back().key) return false;
+    if (frames_.empty() || frames_.back().key) return fail("expected a value");
     ValueTree closed = std::move(frames_.back().container);
     frames_.pop_back();
-    return name == (closed.kind() == ValueTree::Kind::List ? "array" : "dict") && add(std::move(closed));
+    const std::string_view opened = closed.kind() == ValueTree::Kind::List ? "array" : "dict";
+    if (name != opened) return fail("expected </" + std::string(opened) + ">");
+    return add(std::move(closed));
   }
 
   bool takeKey(std::string key) {
-    if (frames_.empty() || frames_.back().container.kind() != ValueTree::Kind::Dictionary) return false;
-    return !std::exchange(frames_.back().key, std::move(key));
+    if (frames_.empty() || frames_.back().container.kind() != ValueTree::Kind::Dictionary) {
+      return fail("expected a value, as keys stand in a <dict> only");
+    }
+    return !std::exchange(frames_.back().key, std::move(key)) || fail("expected a value behind the key");
   }
 
   bool add(ValueTree value) {
-    if (++values_ > kMaxValues) return false;
+    if (++values_ > kMaxValues) return fail("too many values", kPastBounds);
     if (frames_.empty()) {
       top_ = std::move(value);
     } else if (Frame& frame = frames_.back(); frame.container.kind() == ValueTree::Kind::List) {
       frame.container.append(std::move(value));
     } else {
-      if (!frame.key) return false;
+      if (!frame.key) return fail("expected a <key>");
       frame.container.set(*std::exchange(frame.key, std::nullopt), std::move(value));
     }
     return true;
   }
 
+  const std::string_view document_;
   XmlScanner scanner_;
+  std::size_t at_ = 0;  // of the tag in hand
+  std::string why_;
+  ErrorCode code_ = kMalformed;
   std::vector<Frame> frames_;
   std::uint64_t values_ = 0;
   std::optional<ValueTree> top_;
@@ -191,15 +220,18 @@ bool looksLikeXml(const Bytes& contents) {
   return trimmed(text.substr(0, text.find('<') + 1)) == "<";
 }
 
-std::optional<ValueTree> parseXml(const Bytes& contents) {
-  if (contents.size() > kMaxContents) return std::nullopt;
-  if (!isUtf16(contents.text())) {
-    if (!text::isValidUtf8(contents.text())) return std::nullopt;
-    return XmlReader(contents.text()).read();
+Result<ValueTree> parseXml(const Bytes& contents) {
+  if (contents.size() > kMaxContents) {
+    return Error::saying(kErrorDomain, kPastBounds,
+                         "too large: more than " + std::to_string(kMaxContents) + " bytes");
   }
   constexpr std::uint64_t kUtf16WithMark = 10;
-  const std::optional<std::string> decoded = text::decode(contents, kUtf16WithMark);
-  return decoded ? XmlReader(*decoded).read() : std::nullopt;
+  const bool isWide = isUtf16(contents.text());
+  // Decoding UTF-8 would be a copy.
+  if (!isWide && text::isValidUtf8(contents.text())) return XmlReader(contents.text()).read();
+  const Result<std::string> decoded = text::decode(contents, isWide ? kUtf16WithMark : text::kUtf8);
+  if (!decoded) return Error::saying(kErrorDomain, kMalformed, decoded.error().description());
+  return XmlReader(*decoded).read();
 }
 
 }  // namespace vantrel::plist::detail

@@ -1,9 +1,7 @@
 #pragma once
 
-#include <optional>
-#include <string_view>
-
 #include "vantrel/base/Bytes.h"
+#include "vantrel/base/Result.h"
 #include "vantrel/base/ValueTree.h"
 
 namespace vantrel::plist::detail {
@@ -12,8 +10,8 @@ namespace vantrel::plist::detail {
 bool looksLikeXml(const Bytes& contents);
 
 /// Reads the XML form of a property list: one value in a `plist` element. Iterative, and nothing is expanded
-/// but characters. Absent for anything malformed, for other encodings than UTF-8 and UTF-16, for entities of
+/// but characters. Fails for anything malformed, for other encodings than UTF-8 and UTF-16, for entities of
 /// the document's own, and past the bounds of the binary form.
-std::optional<ValueTree> parseXml(const Bytes& contents);
+Result<ValueTree> parseXml(const Bytes& contents);
 
 }  // namespace vantrel::plist::detail

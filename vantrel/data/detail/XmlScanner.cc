@@ -95,7 +95,9 @@ bool XmlScanner::passProlog() {
 }
 
 std::optional<XmlScanner::Tag> XmlScanner::nextTag() {
-  if (!passMisc() || !rest_.starts_with('<')) return std::nullopt;
+  const bool isPassed = passMisc();
+  lastTag_ = document_.size() - rest_.size();
+  if (!isPassed || !rest_.starts_with('<')) return std::nullopt;
   const std::size_t end = endOfTag(rest_);
   if (end == std::string_view::npos) return std::nullopt;
   std::string_view inside = rest_.substr(1, end - 1);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -18,7 +19,7 @@ class XmlScanner {
   };
 
   /// The document must be UTF-8.
-  explicit XmlScanner(std::string_view document) : rest_(document) {}
+  explicit XmlScanner(std::string_view document) : document_(document), rest_(document) {}
 
   /// Passes the declaration and the document type; false when they ask for more than is read here: another
   /// encoding, entities.
@@ -31,6 +32,9 @@ class XmlScanner {
   /// The characters up to the next tag, their references resolved; absent when they are malformed.
   std::optional<std::string> text();
 
+  /// Where the last tag that was looked for begins.
+  std::size_t lastTag() const { return lastTag_; }
+
   /// Whether nothing but space, comments and instructions is left.
   bool atEnd();
 
@@ -39,7 +43,9 @@ class XmlScanner {
   bool passMisc();
   bool takeReference(std::string& text);
 
+  const std::string_view document_;
   std::string_view rest_;
+  std::size_t lastTag_ = 0;
 };
 
 }  // namespace vantrel::plist::detail
