@@ -7,6 +7,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
+#include <new>
 #include <string>
 #include <utility>
 #include <vector>
@@ -134,11 +135,16 @@ bool isShown(LogLevel level) {
 
 void writeToStandardError(LogLevel level, std::string_view line) {
   if (!isShown(level)) return;
-  std::string text;
-  text.reserve(line.size() + 1);
-  text.append(line).push_back('\n');
-  // One call, so that lines of several threads do not mix.
-  std::fwrite(text.data(), 1, text.size(), stderr);
+  try {
+    std::string text;
+    text.reserve(line.size() + 1);
+    text.append(line).push_back('\n');
+    // One call, so that lines of several threads do not mix.
+    std::fwrite(text.data(), 1, text.size(), stderr);
+  } catch (const std::bad_alloc&) {
+    std::fwrite(line.data(), 1, line.size(), stderr);
+    std::fputc('\n', stderr);
+  }
 }
 
 [[gnu::format(printf, 2, 0)]] void logFormatted(LogLevel level, const char* format, std::va_list arguments) {
