@@ -3,6 +3,7 @@
 
 #include <array>
 #include <cmath>
+#include <new>
 
 #include "vantrel/base/Log.h"
 #include "vantrel/codec/KWTools.h"
@@ -165,7 +166,14 @@ void KWAudioPlayer::progressEnd() {
 
 void KWAudioPlayer::tick() {
   ticking_ = true;
-  progressShow();
+  try {
+    progressShow();
+  } catch (const std::bad_alloc&) {
+    // The next tick tells it.
+  } catch (...) {
+    ticking_ = false;
+    throw;
+  }
   ticking_ = false;
 }
 
