@@ -1,10 +1,10 @@
 #include "vantrel/backends/gstreamer/detail/Pipeline.h"
 
 #include <algorithm>
+#include <new>
 #include <utility>
 #include <vector>
 
-#include "vantrel/backends/gstreamer/detail/FileFeed.h"
 #include "vantrel/base/SignalBlock.h"
 #include "vantrel/loop/RunLoop.h"
 
@@ -90,7 +90,7 @@ bool Pipeline::build() {
   return true;
 }
 
-GstPadProbeReturn Pipeline::onSound(GstPad* pad, GstPadProbeInfo* info, gpointer self) {
+GstPadProbeReturn Pipeline::onSound(GstPad* pad, GstPadProbeInfo* info, gpointer self) noexcept {
   GstBuffer* buffer = gst_pad_probe_info_get_buffer(info);
   GstEvent* event = gst_pad_get_sticky_event(pad, GST_EVENT_SEGMENT, 0);
   if (!event) return GST_PAD_PROBE_OK;
@@ -108,13 +108,14 @@ GstPadProbeReturn Pipeline::onSound(GstPad* pad, GstPadProbeInfo* info, gpointer
   return GST_PAD_PROBE_OK;
 }
 
-void Pipeline::onSourceSetup(GstElement*, GstElement* source, gpointer self) {
-  feedFromFile(source, static_cast<Pipeline*>(self)->source_);
+void Pipeline::onSourceSetup(GstElement*, GstElement* source, gpointer self) noexcept {
+  auto& feed = static_cast<Pipeline*>(self)->feed_;
+  if (feed) FileFeed::attach(std::move(feed), source);
 }
 
 /// Runs on whichever thread posts. Lets through only what the main thread acts on, so that nothing else wakes
 /// it up.
-GstBusSyncReply Pipeline::onMessage(GstBus*, GstMessage* message, gpointer self) {
+GstBusSyncReply Pipeline::onMessage(GstBus*, GstMessage* message, gpointer self) noexcept {
   auto* pipeline = static_cast<Pipeline*>(self);
   bool wanted = false;
   switch (GST_MESSAGE_TYPE(message)) {
@@ -137,7 +138,8 @@ GstBusSyncReply Pipeline::onMessage(GstBus*, GstMessage* message, gpointer self)
   return GST_BUS_DROP;
 }
 
-void Pipeline::takeLevels(GstMessage* message) {
+/// Without memory for them the levels of this stretch are left out.
+void Pipeline::takeLevels(GstMessage* message) noexcept {
   const GstStructure* structure = gst_message_get_structure(message);
   if (!structure || !gst_structure_has_name(structure, "level")) return;
   guint64 start = 0;
@@ -145,7 +147,10 @@ void Pipeline::takeLevels(GstMessage* message) {
   if (!gst_structure_get_uint64(structure, "stream-time", &start) ||
       !gst_structure_get_uint64(structure, "duration", &length) || !GST_CLOCK_TIME_IS_VALID(start))
     return;
-  levels_.add(Time(start), Time(length), decibelsOf(structure));
+  try {
+    levels_.add(Time(start), Time(length), decibelsOf(structure));
+  } catch (const std::bad_alloc&) {
+  }
 }
 
 void Pipeline::useSink(Owned<GstElement> sink) {
@@ -154,9 +159,25 @@ void Pipeline::useSink(Owned<GstElement> sink) {
 }
 
 std::optional<Pipeline::End> Pipeline::load(Time position) {
+  try {
+    auto failure = preroll(position);
+    if (failure) {
+      unload();
+    } else {
+      watchBus();
+    }
+    return failure;
+  } catch (const std::bad_alloc&) {
+    unload();
+    throw;
+  }
+}
+
+std::optional<Pipeline::End> Pipeline::preroll(Time position) {
   levels_.clear();
   prerolling_ = true;
   decodedUpTo_ = -1;
+  feed_ = std::make_unique<FileFeed>(source_);
   // Set for each load: one that failed has used up what stood there.
   g_object_set(playbin_.get(), "uri", "appsrc://", nullptr);
   const auto change = changeState(playbin_.get(), GST_STATE_PAUSED);
@@ -164,15 +185,14 @@ std::optional<Pipeline::End> Pipeline::load(Time position) {
   auto failure = waitForAnswer(change == GST_STATE_CHANGE_FAILURE ? Time::zero() : kLongestPreroll);
   if (!failure && position > Time::zero() && seek(position)) failure = waitForAnswer(kLongestPreroll);
   prerolling_ = false;
-  if (failure) {
-    unload();
-    return failure;
-  }
+  return failure;
+}
+
+void Pipeline::watchBus() {
   GPollFD descriptor{};
   gst_bus_get_pollfd(bus_.get(), &descriptor);
   if (RunLoop::main().watch(descriptor.fd, RunLoop::Interest::Read, [this] { drainBus(); }))
     watched_ = descriptor.fd;
-  return std::nullopt;
 }
 
 std::optional<Pipeline::End> Pipeline::waitForAnswer(Time limit) {

@@ -6,6 +6,7 @@
 #include <memory>
 #include <optional>
 
+#include "vantrel/backends/gstreamer/detail/FileFeed.h"
 #include "vantrel/backends/gstreamer/detail/Gst.h"
 #include "vantrel/backends/gstreamer/detail/Levels.h"
 #include "vantrel/backends/gstreamer/detail/Source.h"
@@ -69,19 +70,23 @@ class Pipeline {
   const Levels& levels() const { return levels_; }
 
  private:
-  static GstBusSyncReply onMessage(GstBus*, GstMessage* message, gpointer self);
-  static GstPadProbeReturn onSound(GstPad* pad, GstPadProbeInfo* info, gpointer self);
-  static void onSourceSetup(GstElement*, GstElement* source, gpointer self);
+  // GStreamer calls these from C, on any thread: they throw nothing.
+  static GstBusSyncReply onMessage(GstBus*, GstMessage* message, gpointer self) noexcept;
+  static GstPadProbeReturn onSound(GstPad* pad, GstPadProbeInfo* info, gpointer self) noexcept;
+  static void onSourceSetup(GstElement*, GstElement* source, gpointer self) noexcept;
 
   bool build();
+  std::optional<End> preroll(Time position);
+  void watchBus();
   /// What a change of state came to; none when it worked.
   std::optional<End> waitForAnswer(Time limit);
-  void takeLevels(GstMessage* message);
+  void takeLevels(GstMessage* message) noexcept;
   void drainBus();
   void dropStaleEnds(std::uint32_t seekNumber);
   End endOf(GstMessage* message) const;
 
   std::shared_ptr<const Source> source_;
+  std::unique_ptr<FileFeed> feed_;  // made for the next load, which takes it
   std::function<void(const End&)> onEnd_;
   Levels levels_;
   std::atomic<bool> prerolling_ = false;
