@@ -4,11 +4,13 @@
 
 #include "apps/vantrel/Output.h"
 #include "vantrel/data/Json.h"
+#include "vantrel/player/PlayerEvents.h"
 
 namespace app {
 namespace {
 
 using vantrel::ValueTree;
+namespace player = vantrel::player;
 
 ValueTree valueOf(const ValueTree* value) {
   const ValueTree held = value == nullptr ? ValueTree() : asJson(*value);
@@ -16,10 +18,11 @@ ValueTree valueOf(const ValueTree* value) {
 }
 
 std::string progressText(const ValueTree& progress) {
-  const auto text = [&](const char* key) { return std::string(progress[key].asString().value_or("")); };
+  const auto text = [&](std::string_view key) { return std::string(progress[key].asString().value_or("")); };
   char percent[32];
-  std::snprintf(percent, sizeof percent, "%.1f%%", progress["PROGRESS"].asDouble().value_or(0) * 100);
-  return text("TIME_NOW") + "/" + text("TIME_END") + " " + percent;
+  std::snprintf(percent, sizeof percent, "%.1f%%",
+                progress[player::kProgressFraction].asDouble().value_or(0) * 100);
+  return text(player::kProgressNow) + "/" + text(player::kProgressEnd) + " " + percent;
 }
 
 }  // namespace
@@ -35,7 +38,7 @@ std::string textLineOf(const vantrel::Notification& event) {
   std::string line(event.name);
   if (event.object == nullptr) return line;
   if (const auto text = event.object->asString()) return escaped(line.append(" ").append(*text));
-  if (event.name == "KW_AU_PROGRESS") return line + " " + progressText(*event.object);
+  if (event.name == player::kProgress) return line + " " + progressText(*event.object);
   return line + " " + vantrel::json::writeCompact(valueOf(event.object)).value_or("");
 }
 

@@ -12,6 +12,8 @@
 namespace app {
 namespace {
 
+namespace player = vantrel::player;
+
 constexpr int kLeastTitle = 12;
 constexpr int kLeastBar = 10;
 constexpr int kWidestBar = 60;
@@ -70,8 +72,9 @@ std::string meter(const std::vector<float>& decibels, const LineStyle& style) {
 }
 
 std::string symbol(std::uint64_t state, const LineStyle& style) {
-  if (!style.unicode) return state == 1 ? ">" : state == 2 ? "|" : ".";
-  return state == 1 ? "▶" : state == 2 ? "⏸" : "■";
+  if (state == player::Playing) return style.unicode ? "▶" : ">";
+  if (state == player::Paused) return style.unicode ? "⏸" : "|";
+  return style.unicode ? "■" : ".";
 }
 
 std::string percent(float volume) {
@@ -121,8 +124,18 @@ std::string shortened(const std::string& text, int columns, bool unicode) {
 }
 
 std::string modeName(std::uint64_t mode) {
-  static constexpr std::array kNames = {"loop", "repeat", "shuffle", "once"};
-  return mode < kNames.size() ? kNames[mode] : "mode " + std::to_string(mode);
+  switch (mode) {
+    case player::ListLoop:
+      return "loop";
+    case player::RepeatOne:
+      return "repeat";
+    case player::Shuffle:
+      return "shuffle";
+    case player::ListOnce:
+      return "once";
+    default:
+      return "mode " + std::to_string(mode);
+  }
 }
 
 std::string liveLine(const Playing& playing, const LineStyle& style) {

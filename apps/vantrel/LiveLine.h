@@ -5,14 +5,16 @@
 #include <string_view>
 #include <vector>
 
+#include "vantrel/player/PlayerEvents.h"
+
 /// The one line that shows what plays. Pure text; widths go by the user's character types (`setlocale`).
 namespace app {
 
 /// What there is to show.
 struct Playing {
   std::string title;
-  std::uint64_t state = 0;  ///< as the player counts: 1 playing, 2 paused
-  std::uint64_t mode = 0;   ///< as the player counts
+  std::uint64_t state = vantrel::player::Stopped;
+  std::uint64_t mode = vantrel::player::ListLoop;
   std::int64_t position = 0;
   std::int64_t count = 0;
   std::string now;  ///< times as text

@@ -11,6 +11,8 @@
 namespace app {
 namespace {
 
+namespace player = vantrel::player;
+
 int play(const std::vector<std::string>& paths, const PlayOptions& options, bool showLog) {
   if (std::find(paths.begin(), paths.end(), "-") != paths.end())
     return wrongUsage(
@@ -22,7 +24,7 @@ int play(const std::vector<std::string>& paths, const PlayOptions& options, bool
   PlaySession::blockSignals();
   vantrel::backends::installLinuxHost("vantrel");
   // Damaged settings are told in the log when they are first read, and no user should miss that.
-  vantrel::KWTools::getUserByKey("KW_AUDIO_PLAYMODE");
+  vantrel::KWTools::getUserByKey(player::kPlayModeKey);
   std::optional<vantrel::ScopedLogSink> quiet;
   if (!showLog) quiet.emplace([](std::string_view) {});
   return PlaySession(options).run(list);
@@ -43,15 +45,16 @@ void registerPlayCommand(Command& program) {
   const auto paths =
       command.arguments("PATH", "audio files, and folders of them at any depth, also behind links");
   const auto mode = command.integerOption(
-      "--mode", "0 loop, 1 repeat one, 2 shuffle, 3 list once (3, with --resume the remembered one)", 0, 3);
+      "--mode", "0 loop, 1 repeat one, 2 shuffle, 3 list once (3, with --resume the remembered one)",
+      player::ListLoop, player::ListOnce);
   const auto start =
       command.integerOption("--start", "begin with the N-th file, counted from 0", 0, INT32_MAX);
   const auto resume = command.flag(
       "--resume",
       "begin with the remembered track, mode and position; after a list that ended, with its first");
   const auto seconds = command.secondsOption("--seconds", "end after S seconds");
-  const auto json =
-      command.flag("--json", "print every event as a line of JSON; KW_UPDATE tells the track too");
+  const auto json = command.flag("--json", "print every event as a line of JSON; " +
+                                               std::string(player::kUpdate) + " tells the track too");
   const auto log = command.flag("--log", "print the library's log, and events instead of the live line");
   command.exclusive("--start", "--resume");
   command.run([=] {

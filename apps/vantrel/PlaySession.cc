@@ -20,10 +20,8 @@ namespace {
 
 using vantrel::KWAudioPlayer;
 using vantrel::RunLoop;
+namespace player = vantrel::player;
 
-constexpr std::uint64_t kListOnce = 3;
-constexpr std::uint64_t kModes = 4;
-constexpr std::uint64_t kPlaying = 1;
 constexpr auto kRedrawInterval = std::chrono::milliseconds(100);
 constexpr float kVolumeStep = 0.05F;
 
@@ -103,7 +101,7 @@ void PlaySession::finish() {
   const bool hasPosition = entryOpened_ && isOpen();
   anythingPlayed_ = anythingPlayed_ || entryOpened_;
   ended_ = true;
-  if (hasPosition && player_->mState() != 0) player_->progressShow();
+  if (hasPosition && player_->mState() != player::Stopped) player_->progressShow();
   player_->didStop();
   KWAudioPlayer::savePlayIndex();
   // Where nothing played because the files were out of reach, the place stays where it was.
@@ -133,15 +131,15 @@ void PlaySession::onEvent(const vantrel::Notification& event) {
   printEvent(event);
   if (player_ == nullptr || ended_) return;
   const auto note = event.object != nullptr ? event.object->asString() : std::nullopt;
-  if (event.name == "KW_UPDATE") noteEntryStarted();
-  if (event.name == "KW_AU_NOTE" && note == "KW_ERROR") noteDecodeError();
-  if (event.name == "KW_AU_NOTE" && note == "KW_FINISH") endList();
+  if (event.name == player::kUpdate) noteEntryStarted();
+  if (event.name == player::kNote && note == player::kNoteError) noteDecodeError();
+  if (event.name == player::kNote && note == player::kNoteFinish) endList();
   followState();
 }
 
 void PlaySession::printEvent(const vantrel::Notification& event) {
   if (options_.live) return;
-  const bool started = event.name == "KW_UPDATE" && player_ != nullptr;
+  const bool started = event.name == player::kUpdate && player_ != nullptr;
   std::string line;
   if (options_.json) {
     line = jsonLineOf(event, started ? std::optional(trackOf(*player_)) : std::nullopt);
@@ -184,7 +182,7 @@ void PlaySession::noteUnplayable(const std::string& why) {
 void PlaySession::onKey(char key) {
   switch (key) {
     case ' ':
-      if (player_->mState() == kPlaying)
+      if (player_->mState() == player::Playing)
         player_->didPause();
       else
         player_->didContinue();
@@ -197,7 +195,7 @@ void PlaySession::onKey(char key) {
       player_->didBefore();
       break;
     case 'm':
-      player_->setMMode((player_->mMode() + 1) % kModes);
+      player_->setMMode((player_->mMode() + 1) % (player::ListOnce + 1));
       break;
     case '+':
     case '=':
@@ -241,7 +239,7 @@ void PlaySession::onSignal(int signal) {
 
 /// The sound would run on in the devices' buffers and skip when the process goes on, so it pauses too.
 void PlaySession::stopAsJob(int signal) {
-  const bool played = player_->mState() == kPlaying;
+  const bool played = player_->mState() == player::Playing;
   if (played) player_->didPause();
   leaveTerminal();
   SignalWatch::takeDefault(signal);
@@ -255,7 +253,7 @@ bool PlaySession::isOpen() const {
 }
 
 bool PlaySession::atEndOfListOnce() const {
-  return player_->mMode() == kListOnce && player_->play_index() + 1 >= player_->sonyCount();
+  return player_->mMode() == player::ListOnce && player_->play_index() + 1 >= player_->sonyCount();
 }
 
 void PlaySession::enterTerminal() {
@@ -281,7 +279,7 @@ void PlaySession::followState() {
   if (!drawing_ || player_ == nullptr) return;
   draw();
   if (!redraw_) redraw_ = vantrel::Timer::repeating(kRedrawInterval, [this](vantrel::Timer&) { draw(); });
-  if (player_->mState() == kPlaying)
+  if (player_->mState() == player::Playing)
     redraw_->setNextFire(RunLoop::main().clock().now() + kRedrawInterval);
   else
     redraw_->suspend();
@@ -302,7 +300,8 @@ void PlaySession::draw() {
     now = file->currentTime();
     end = file->duration();
     file->updateMeters();
-    for (std::size_t channel = 0; playing.state == kPlaying && channel < file->numberOfChannels(); ++channel)
+    for (std::size_t channel = 0; playing.state == player::Playing && channel < file->numberOfChannels();
+         ++channel)
       playing.decibels.push_back(file->averagePowerForChannel(channel));
   }
   playing.now = timeText(now);

@@ -11,18 +11,17 @@ namespace {
 using vantrel::KWAudioPlayer;
 using vantrel::KWTools;
 
-constexpr std::uint64_t kModes = 4;
 constexpr const char* kListEnded = "PLAY_LIST_ENDED";
 
 }  // namespace
 
 Remembered remembered() {
   Remembered last;
-  const auto stored = KWTools::getUserByKey("KW_AUDIO_PLAYMODE").value_or(nullptr);
+  const auto stored = KWTools::getUserByKey(vantrel::player::kPlayModeKey).value_or(nullptr);
   const auto text = stored.asString().value_or("");
-  std::uint64_t mode = stored.asUnsigned().value_or(kModes);
+  std::uint64_t mode = stored.asUnsigned().value_or(vantrel::player::ListOnce + 1);
   std::from_chars(text.data(), text.data() + text.size(), mode);
-  if (mode < kModes) last.mode = mode;
+  if (mode <= vantrel::player::ListOnce) last.mode = mode;
   if (KWTools::getUserByKey(kListEnded)) return last;
   last.index = KWAudioPlayer::getPlayIndex();
   last.progress = KWAudioPlayer::getPlayProgress();

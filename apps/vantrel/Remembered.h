@@ -2,13 +2,16 @@
 
 #include <cstdint>
 
+#include "vantrel/player/PlayerEvents.h"
+
 namespace app {
 
 /// What the settings remember of the session before.
 struct Remembered {
   std::int64_t index = 0;
-  std::uint64_t mode = 3;  ///< as the player counts; list once where nothing else is remembered
-  double progress = 0;     ///< fraction of the track that was heard
+  /// List once where nothing else is remembered.
+  std::uint64_t mode = vantrel::player::ListOnce;
+  double progress = 0;  ///< fraction of the track that was heard
 };
 
 /// Where a session goes on. After a list that ended by itself that is its beginning.

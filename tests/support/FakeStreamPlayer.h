@@ -57,8 +57,7 @@ class FakeStreamPlayer : public StreamPlayer {
   }
   void end() {
     playing_ = false;
-    report(std::function<void()>(
-        [] { NotificationBus::shared().post("AVPlayerItemDidPlayToEndTimeNotification"); }));
+    report(std::function<void()>([] { NotificationBus::shared().post(kItemDidPlayToEndNotification); }));
   }
 
   // ---- for the player under test

@@ -6,9 +6,9 @@
 
 #include "vantrel/base/Log.h"
 #include "vantrel/host/Host.h"
+#include "vantrel/player/PlayerEvents.h"
 #include "vantrel/player/detail/FileAccess.h"
 #include "vantrel/player/detail/Format.h"
-#include "vantrel/player/detail/PlayerEvents.h"
 #include "vantrel/player/detail/PlayerRegistry.h"
 #include "vantrel/player/detail/TextSearch.h"
 #include "vantrel/system/KWAction.h"
@@ -16,6 +16,7 @@
 
 namespace vantrel {
 
+using namespace player;
 using namespace player::detail;
 
 namespace {
@@ -86,9 +87,9 @@ std::uint64_t KWAudioPlayer::currentType() { return PlayerRegistry::shared().PLA
 
 std::shared_ptr<KWAudioPlayer> KWAudioPlayer::currentPlayer() {
   switch (currentType()) {
-    case kFiles:
+    case Files:
       return sharedMe_1();
-    case kStreams:
+    case Streams:
       return sharedMe_2();
     default:
       return sharedMe();
@@ -99,7 +100,7 @@ std::shared_ptr<KWAudioPlayer> KWAudioPlayer::initMe() {
   const Songs songs = librarySongs();
   if (songs.empty()) return nullptr;
   std::shared_ptr<KWAudioPlayer> self(new KWAudioPlayer);
-  self->mType_ = kLibrary;
+  self->mType_ = Library;
   self->adoptLibrary(libraryList(songs));
   const float volume = getPhoneVolume();
   log(LogLevel::Debug, "init volume:" + twoDecimals(volume));
@@ -130,13 +131,13 @@ std::shared_ptr<KWAudioPlayer> KWAudioPlayer::init_2() {
 }
 
 void KWAudioPlayer::playerConfig() {
-  mType_ = kFiles;
+  mType_ = Files;
   addSystemVolumeNote();
 }
 
 void KWAudioPlayer::playerConfig_2() {
-  mState_ = kStopped;
-  mType_ = kStreams;
+  mState_ = Stopped;
+  mType_ = Streams;
   setMNetPlayer(KWNetPlayer::init());
   observeStream();
   addSystemVolumeNote();
@@ -184,13 +185,13 @@ void KWAudioPlayer::restartShuffle() {
 }
 
 void KWAudioPlayer::reloadPhoneMusic() {
-  if (mType_ == kLibrary) adoptLibrary(libraryList(librarySongs()));
+  if (mType_ == Library) adoptLibrary(libraryList(librarySongs()));
 }
 
 void KWAudioPlayer::resetPaths(const MusicList& paths) {
   MusicList list = withoutNull(paths);
-  if (mType_ != kFiles || list.empty()) return;
-  mState_ = kStopped;
+  if (mType_ != Files || list.empty()) return;
+  mState_ = Stopped;
   mNowItem_ = list.front();
   mList_ = std::move(list);
   restartShuffle();
@@ -206,7 +207,7 @@ void KWAudioPlayer::resetPaths(const MusicList& paths) {
 }
 
 void KWAudioPlayer::setNetPaths(const MusicList& paths) {
-  if (mType_ != kStreams) return;
+  if (mType_ != Streams) return;
   mList_ = withoutNull(paths);
   sonyCount_ = static_cast<std::int64_t>(listCount());
   if (mList_->empty()) return;

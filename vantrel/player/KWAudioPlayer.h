@@ -16,6 +16,7 @@
 #include "vantrel/loop/Timer.h"
 #include "vantrel/player/KWNetPlayer.h"
 #include "vantrel/player/MusicOfPhoneMode.h"
+#include "vantrel/player/PlayerEvents.h"
 
 namespace vantrel {
 
@@ -38,19 +39,11 @@ struct RemoteEvent {
 /// source type 0), local files (`sharedMe_1`, 1) and network streams (`sharedMe_2`, 2). Types 0 and 1 play
 /// through `Host::current().filePlayers`, type 2 through a `KWNetPlayer`.
 ///
-/// Everything that happens is told on the notification bus; the value travels as the event's object:
-///   - "KW_AU_NOTE" with "KW_PLAY", "KW_CONTINUE", "KW_PAUSE", "KW_FINISH" (list once has ended) or
-///     "KW_ERROR";
-///   - "KW_UPDATE" at the end of every `didPlay`;
-///   - "KW_AU_PROGRESS" with a dictionary: "TIME_NOW", "TIME_END" (texts "mm:ss" or "h:mm:ss") and "PROGRESS"
-///     (elapsed fraction), every second while a file plays and at every play time report of a stream;
-///   - "KW_AU_NET_SPEED" (buffered fraction per second), then "KW_AU_NET_TIMEGAP" (seconds), for streams;
-///   - "KW_AU_VOLUME_CHANGE" with the new system volume;
-///   - "KWAudioPlayer_PLAYER_INTERRUPTION", "..._INTERRUPTION_END" (no object) and
-///     "..._INTERRUPTION_END_FLAG" (the options); the host pauses and resumes with `didPauseLast` and
-///     `didContinueLast`.
+/// Everything that happens is told on the notification bus; `PlayerEvents.h` names the events and what they
+/// carry, the play modes, states and source types.
 ///
-/// A track that cannot be opened counts as started; the progress timer passes over it a second later.
+/// A track that cannot be opened counts as started; the progress timer passes over it a second later at the
+/// latest.
 ///
 /// Threads: the main thread only; reports and timers arrive there. Any operation may be called from inside an
 /// event, and an instance may be let go there.
@@ -63,23 +56,24 @@ class VANTREL_EXPORT KWAudioPlayer : public std::enable_shared_from_this<KWAudio
   /// again).
   static std::shared_ptr<KWAudioPlayer> sharedMe();
 
-  /// The file player, made when first asked for; without list until `resetPaths`.
+  /// The file player, made when first asked for; it has no list until `resetPaths`.
   static std::shared_ptr<KWAudioPlayer> sharedMe_1();
 
-  /// The file player; only when it does not exist yet is it made, with `paths` as its list.
+  /// The file player. When it does not exist yet it is made with `paths` as its list; when it does, `paths`
+  /// is ignored.
   static std::shared_ptr<KWAudioPlayer> sharedMeByPaths(const MusicList& paths);
 
   /// The stream player, made when first asked for.
   static std::shared_ptr<KWAudioPlayer> sharedMe_2();
 
-  /// Source type of the instance that last started or resumed; 3 when none has yet.
+  /// Source type of the instance that last started or resumed; `player::NoSource` when none has yet.
   static std::uint64_t currentType();
 
-  /// The shared instance of `currentType`, made when needed; the library player when nothing has played, so
-  /// null when then the library is empty.
+  /// The shared instance of `currentType`, made when needed. When nothing has played that is the library
+  /// player: null when the library is empty.
   static std::shared_ptr<KWAudioPlayer> currentPlayer();
 
-  /// New instances, as behind the shared ones. `initMe` gives null when the library holds no songs.
+  /// New instances that nobody else shares. `initMe` gives null when the library holds no songs.
   static std::shared_ptr<KWAudioPlayer> initMe();
   static std::shared_ptr<KWAudioPlayer> init_1();
   static std::shared_ptr<KWAudioPlayer> initByPaths(const MusicList& paths);
@@ -98,11 +92,11 @@ class VANTREL_EXPORT KWAudioPlayer : public std::enable_shared_from_this<KWAudio
   /// Rebuilds the list from the library; source type 0 only. `play_index` and the file player stay.
   void reloadPhoneMusic();
 
-  /// Replaces the list of files and prepares the first; nothing happens on another type or with an empty
-  /// list. A first file that is missing or empty leaves the file player as it was.
+  /// Replaces the list of files and prepares the first one to play; nothing happens on another type or with
+  /// an empty list. When the first file is missing or empty, the file player stays as it was.
   void resetPaths(const MusicList& paths);
 
-  /// Replaces the list of streams; type 2 only. An empty list leaves an empty list. Nothing is opened.
+  /// Replaces the list of streams, also by an empty one; type 2 only. Nothing is opened.
   void setNetPaths(const MusicList& paths);
 
   /// Searches the library: the songs whose title contains `keyword` without regard to case and diacritics,
@@ -120,14 +114,15 @@ class VANTREL_EXPORT KWAudioPlayer : public std::enable_shared_from_this<KWAudio
   /// Resumes the current track.
   void didContinue();
 
-  /// Pauses; `disSubPause` does it without touching the state that `didContinueLast` goes by.
+  /// Pauses. `didPause` also remembers that for `didContinueLast`; `disSubPause` does not.
   void didPause();
   void disSubPause();
 
   void didStop();
 
-  /// The next and the previous entry by the mode, wrapping; `didRepeat` the same entry again. Nothing happens
-  /// with an empty list or, for the first two, in an unknown mode.
+  /// Play the next and the previous entry in the order of the mode, going round at the ends of the list;
+  /// `didRepeat` plays the same entry again. Nothing happens with an empty list or, for the first two, in an
+  /// unknown mode.
   void didNext();
   void didBefore();
   void didRepeat();
@@ -150,7 +145,7 @@ class VANTREL_EXPORT KWAudioPlayer : public std::enable_shared_from_this<KWAudio
   /// Pauses every instance and remembers the state of the current one.
   static void didPauseLast();
 
-  /// The remembered play state: 0 at first, 1 playing, 2 paused.
+  /// The remembered play state: `player::Stopped` at first.
   static std::uint64_t didLastState();
 
   // ---- persistence, in the settings as texts
@@ -165,9 +160,9 @@ class VANTREL_EXPORT KWAudioPlayer : public std::enable_shared_from_this<KWAudio
   static float getPlayProgress();
 
   /// Restores the remembered track, mode and position on the current player, paused; posts its progress and
-  /// "KW_PAUSE". Nothing happens without player or with an empty list. When the list no longer has the
-  /// remembered index, its first entry is restored from its start. A track without length is passed over, as
-  /// `progressShow` does.
+  /// "KW_PAUSE". Nothing happens when there is no player or its list is empty. When the list no longer has
+  /// the remembered index, its first entry is restored from its start. A track whose length is not known is
+  /// passed over, as `progressShow` does.
   static void recoveryMusicInfo();
 
   // ---- system integration
@@ -178,16 +173,15 @@ class VANTREL_EXPORT KWAudioPlayer : public std::enable_shared_from_this<KWAudio
   /// The system's output volume, 0 to 1.
   static float getPhoneVolume();
 
-  /// The own volume of the player that plays, 0 to 1; 0 when nothing has played or it has no player.
+  /// The volume of the current track's own player, 0 to 1; 0 when nothing has played or there is none.
   static float getPlayerVolume();
 
   /// Sets the volume of this instance's players and of the system.
   void setPhoneVolume(float volume);
 
-  /// Shows the current entry on the host's now-playing centre; nothing happens when the host has none. The
-  /// dictionary has the keys MPMediaItemPropertyTitle, ...Artist, ...AlbumTitle ("Unknow Music", "Unknow
-  /// Artist", "Unknow Album" where absent), MPMediaItemPropertyPlaybackDuration,
-  /// MPNowPlayingInfoPropertyPlaybackRate (1.0) and MPNowPlayingInfoPropertyElapsedPlaybackTime (seconds).
+  /// Shows the current entry on the host's now-playing centre; nothing happens when the host has none. What
+  /// is shown has every entry that `NowPlayingCenter.h` names; where title, artist or album are absent they
+  /// are "Unknow Music", "Unknow Artist" and "Unknow Album".
   void setLockScreenNowPlayingInfo();
 
   /// Observes the system volume; `noteVolumeChanged` posts "KW_AU_VOLUME_CHANGE" for each change.
@@ -200,20 +194,20 @@ class VANTREL_EXPORT KWAudioPlayer : public std::enable_shared_from_this<KWAudio
   void progressStart();
   void progressEnd();
 
-  /// Posts "KW_AU_PROGRESS" and stores the fraction under "KW_AUDIO_PLAYPROGRESS" ("%.2f"); when the file
-  /// player has no length, logs it and goes to the next entry.
+  /// Posts "KW_AU_PROGRESS" and stores the fraction under "KW_AUDIO_PLAYPROGRESS" ("%.2f"); when the length
+  /// is not known, logs that and goes to the next entry.
   void progressShow();
 
   /// Four bytes, a signed 32-bit number in little-endian order that moves with the level of channels 0 and 1
   /// of the file player; absent without one. Mono at full scale gives 2520, stereo 5040.
   std::optional<Bytes> didRhythmData();
 
-  /// Length in whole seconds of an asset's address, or of a file; 0 when it cannot be
+  /// The length, in whole seconds, of what is at an asset's address, and of a file; 0 when it cannot be
   /// opened. Truncated and clamped as by `MusicOfPhoneMode::songTimeIpod`.
   std::uint32_t songTimeIpod(TextArgument url) const;
   std::uint32_t songTimePath(PathArgument path) const;
 
-  // ---- what the players report
+  // ---- what the file and stream players report; for them to call
 
   void audioPlayerDidFinishPlaying_successfully(FilePlayer& player, bool successfully);
   void audioPlayerDecodeErrorDidOccur_error(FilePlayer& player, const Error& error);
@@ -233,7 +227,7 @@ class VANTREL_EXPORT KWAudioPlayer : public std::enable_shared_from_this<KWAudio
   const std::vector<std::int64_t>& mRandomList() const { return mRandomList_; }
   std::int64_t mRandomIndex() const { return mRandomIndex_; }
 
-  /// Number of entries when the list was last built or replaced.
+  /// How many entries the list had when it was last built or replaced.
   std::int64_t sonyCount() const { return sonyCount_; }
 
   /// The progress timer; null until first started.
@@ -263,16 +257,19 @@ class VANTREL_EXPORT KWAudioPlayer : public std::enable_shared_from_this<KWAudio
   std::shared_ptr<MusicOfPhoneMode> mNowItem() const { return mNowItem_.lock(); }
   void setMNowItem(const std::shared_ptr<MusicOfPhoneMode>& item) { mNowItem_ = item; }
 
-  /// The play mode. 0: list loop, 1: repeat one, 2: shuffle, 3: list once. Setting it also stores it under
+  /// The play mode, a `player::PlayMode`: what follows when a track has ended, and where `didNext` and
+  /// `didBefore` go. List once ends after its last entry, with "KW_FINISH". A last entry that cannot be
+  /// opened or decoded does not end it: it is passed over like any other, and the list begins again with its
+  /// first entry. Setting the mode also stores it under
   /// "KW_AUDIO_PLAYMODE".
   std::uint64_t mMode() const { return mMode_; }
   void setMMode(std::uint64_t mode);
 
-  /// The play state. 0: stopped, 1: playing, 2: paused or, for a stream, waiting.
+  /// The play state, a `player::PlayState`.
   std::uint64_t mState() const { return mState_; }
   void setMState(std::uint64_t state) { mState_ = state; }
 
-  /// The source type.
+  /// The source type, a `player::SourceType`.
   std::uint64_t mType() const { return mType_; }
   void setMType(std::uint64_t type) { mType_ = type; }
 

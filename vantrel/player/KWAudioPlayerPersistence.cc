@@ -9,13 +9,14 @@
 
 #include "vantrel/codec/KWTools.h"
 #include "vantrel/player/KWAudioPlayer.h"
+#include "vantrel/player/PlayerEvents.h"
 #include "vantrel/player/detail/FileAccess.h"
 #include "vantrel/player/detail/Format.h"
-#include "vantrel/player/detail/PlayerEvents.h"
 #include "vantrel/system/KWNotice.h"
 
 namespace vantrel {
 
+using namespace player;
 using namespace player::detail;
 
 namespace {
@@ -24,7 +25,7 @@ constexpr float kRestoredVolume = 0.3f;
 
 /// The stored text, or what a number, which others may have stored, is as a text. Empty for an entry that is
 /// missing or neither.
-std::string storedText(const char* key) {
+std::string storedText(std::string_view key) {
   const ValueTree value = KWTools::getUserByKey(key).value_or(nullptr);
   if (const auto text = value.asString()) return std::string(*text);
   if (const auto integer = value.asInteger()) return std::to_string(*integer);
@@ -73,7 +74,7 @@ void KWAudioPlayer::restore(std::int64_t index, std::uint64_t mode, float progre
   entry->setIsPlaying(false);
   play_index_ = index;
   setMMode(mode);
-  if (mType_ == kStreams) return;
+  if (mType_ == Streams) return;
   if (mPlayer_) mPlayer_->stop();
   takePlayer(openEntry(*entry, mType_, SizeLine::Skip), kRestoredVolume);
   if (mPlayer_) mPlayer_->setCurrentTime(progress * static_cast<float>(entry->mTime()));

@@ -4,12 +4,13 @@
 
 #include "vantrel/base/Log.h"
 #include "vantrel/player/KWAudioPlayer.h"
+#include "vantrel/player/PlayerEvents.h"
 #include "vantrel/player/detail/Format.h"
-#include "vantrel/player/detail/PlayerEvents.h"
 #include "vantrel/system/KWNotice.h"
 
 namespace vantrel {
 
+using namespace player;
 using namespace player::detail;
 
 void KWAudioPlayer::observeStream() {
@@ -30,15 +31,15 @@ void KWAudioPlayer::observeStream() {
 void KWAudioPlayer::onKWNetPlayer_ChangeStatus(KWNetPlayer& /*player*/, std::uint64_t status) {
   log(LogLevel::Debug, "NetPlayer state :" + std::to_string(status));
   switch (status) {
-    case 0:
-    case 2:
-      mState_ = kPaused;
+    case KWNetPlayer::Waiting:
+    case KWNetPlayer::Paused:
+      mState_ = Paused;
       return KWNotice::post_Object(kNote, kNotePause);
-    case 1:
-      mState_ = kPlaying;
+    case KWNetPlayer::Playing:
+      mState_ = Playing;
       return KWNotice::post_Object(kNote, kNotePlay);
-    case 3:
-      mState_ = kStopped;
+    case KWNetPlayer::Stopped:
+      mState_ = Stopped;
       return;
     default:
       return;
@@ -60,7 +61,7 @@ void KWAudioPlayer::onKWNetPlayer_PlayTime(KWNetPlayer& player, float /*seconds*
 }
 
 void KWAudioPlayer::onKWNetPlayer_PlayFinished(KWNetPlayer& /*player*/, float /*zero*/) {
-  mState_ = kStopped;
+  mState_ = Stopped;
   finishTrack();
 }
 

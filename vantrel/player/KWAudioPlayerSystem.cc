@@ -9,8 +9,8 @@
 #include "vantrel/codec/KWTools.h"
 #include "vantrel/host/Host.h"
 #include "vantrel/player/KWAudioPlayer.h"
+#include "vantrel/player/PlayerEvents.h"
 #include "vantrel/player/detail/Format.h"
-#include "vantrel/player/detail/PlayerEvents.h"
 #include "vantrel/player/detail/PlayerRegistry.h"
 #include "vantrel/system/KWAction.h"
 #include "vantrel/system/KWNotice.h"
@@ -18,6 +18,7 @@
 
 namespace vantrel {
 
+using namespace player;
 using namespace player::detail;
 
 namespace {
@@ -65,7 +66,7 @@ void KWAudioPlayer::receiveRemoteEvent(const RemoteEvent& event) {
   switch (event.subtype) {
     case RemoteEvent::kPlay: {
       const bool endedStream =
-          player && player->mMode() == kListOnce && currentType() == kStreams && player->mState() == kStopped;
+          player && player->mMode() == ListOnce && currentType() == Streams && player->mState() == Stopped;
       if (player) endedStream ? player->didRepeat() : player->didContinue();
       return log("Remote Event: Play.");
     }
@@ -93,14 +94,14 @@ void KWAudioPlayer::setLockScreenNowPlayingInfo() {
   const auto textOr = [](const std::optional<std::string>& text, const char* otherwise) {
     return text ? ValueTree(*text) : ValueTree(otherwise);
   };
-  const Position position = mType_ > kFiles ? positionOf(mNetPlayer_) : positionOf(mPlayer_);
+  const Position position = mType_ > Files ? positionOf(mNetPlayer_) : positionOf(mPlayer_);
   const ValueTree info = ValueTree::dictionary(
-      {{"MPMediaItemPropertyTitle", textOr(entry ? entry->mTitle() : std::nullopt, "Unknow Music")},
-       {"MPMediaItemPropertyArtist", textOr(entry ? entry->mArtist() : std::nullopt, "Unknow Artist")},
-       {"MPMediaItemPropertyAlbumTitle", textOr(song ? song->albumTitle : std::nullopt, "Unknow Album")},
-       {"MPNowPlayingInfoPropertyPlaybackRate", 1.0},
-       {"MPNowPlayingInfoPropertyElapsedPlaybackTime", position.now},
-       {"MPMediaItemPropertyPlaybackDuration", position.end}});
+      {{kNowPlayingTitle, textOr(entry ? entry->mTitle() : std::nullopt, "Unknow Music")},
+       {kNowPlayingArtist, textOr(entry ? entry->mArtist() : std::nullopt, "Unknow Artist")},
+       {kNowPlayingAlbumTitle, textOr(song ? song->albumTitle : std::nullopt, "Unknow Album")},
+       {kNowPlayingRate, 1.0},
+       {kNowPlayingElapsed, position.now},
+       {kNowPlayingDuration, position.end}});
   center->setNowPlayingInfo(info, song ? song->artwork : nullptr);
 }
 
@@ -111,11 +112,11 @@ float KWAudioPlayer::getPhoneVolume() { return Host::current().audioSession->out
 float KWAudioPlayer::getPlayerVolume() {
   const auto& registry = PlayerRegistry::shared();
   switch (registry.PLAYER_TYPE) {
-    case kLibrary:
+    case Library:
       return fileVolume(registry.ME);
-    case kFiles:
+    case Files:
       return fileVolume(registry.ME_1);
-    case kStreams:
+    case Streams:
       return streamVolume(registry.ME_2);
     default:
       return 0.0f;
@@ -189,9 +190,10 @@ void KWAudioPlayer::progressShow() {
 }
 
 void KWAudioPlayer::publishProgress(std::uint32_t now, std::uint32_t end, float progress) {
-  KWNotice::post_Object(kProgress, ValueTree::dictionary({{"TIME_NOW", KWTime::stringFromSec(now)},
-                                                          {"TIME_END", KWTime::stringFromSec(end)},
-                                                          {"PROGRESS", static_cast<double>(progress)}}));
+  KWNotice::post_Object(kProgress,
+                        ValueTree::dictionary({{kProgressNow, KWTime::stringFromSec(now)},
+                                               {kProgressEnd, KWTime::stringFromSec(end)},
+                                               {kProgressFraction, static_cast<double>(progress)}}));
   KWTools::setUser_forKey(twoDecimals(progress), kPlayProgressKey);
 }
 

@@ -5,16 +5,17 @@
 
 #include "vantrel/base/Log.h"
 #include "vantrel/player/KWAudioPlayer.h"
+#include "vantrel/player/PlayerEvents.h"
 #include "vantrel/player/detail/FileAccess.h"
 #include "vantrel/player/detail/Format.h"
 #include "vantrel/player/detail/KeepAlive.h"
-#include "vantrel/player/detail/PlayerEvents.h"
 #include "vantrel/player/detail/PlayerRegistry.h"
 #include "vantrel/system/KWNotice.h"
 #include "vantrel/system/KWSort.h"
 
 namespace vantrel {
 
+using namespace player;
 using namespace player::detail;
 
 namespace {
@@ -44,8 +45,8 @@ void KWAudioPlayer::didPlay(std::int64_t index) {
   const float volume = getPhoneVolume();
   log(LogLevel::Debug, "did play volume:" + twoDecimals(volume));
   PlayerRegistry::shared().PLAYER_TYPE = mType_;
-  PlayerRegistry::shared().LAST_SATE = kPlaying;
-  if (mType_ == kStreams) {
+  PlayerRegistry::shared().LAST_SATE = Playing;
+  if (mType_ == Streams) {
     playStream(*entry, volume);
   } else {
     playFile(*entry, volume);
@@ -55,7 +56,7 @@ void KWAudioPlayer::didPlay(std::int64_t index) {
 }
 
 void KWAudioPlayer::playStream(const MusicOfPhoneMode& entry, float volume) {
-  mState_ = kPaused;
+  mState_ = Paused;
   if (!mNetPlayer_) return;
   mNetPlayer_->setVolume(volume);
   mNetPlayer_->didPlayUrl(entry.mUrl());
@@ -68,7 +69,7 @@ void KWAudioPlayer::playFile(const MusicOfPhoneMode& entry, float volume) {
     mPlayer_->prepareToPlay();
     mPlayer_->play();
   }
-  mState_ = kPlaying;
+  mState_ = Playing;
   KWNotice::post_Object(kNote, kNotePlay);
   progressStart();
 }
@@ -91,13 +92,13 @@ void KWAudioPlayer::didContinue() {
   const auto keep = shared_from_this();
   log(LogLevel::Debug, "didContinue");
   PlayerRegistry::shared().PLAYER_TYPE = mType_;
-  PlayerRegistry::shared().LAST_SATE = kPlaying;
-  if (mType_ == kStreams) {
+  PlayerRegistry::shared().LAST_SATE = Playing;
+  if (mType_ == Streams) {
     if (mNetPlayer_) mNetPlayer_->didContinue();
     log(LogLevel::Debug, "didContinue Do 1");
   } else {
     if (mPlayer_) mPlayer_->play();
-    mState_ = kPlaying;
+    mState_ = Playing;
     KWNotice::post_Object(kNote, kNoteContinue);
     progressStart();
     log(LogLevel::Debug, "didContinue Do 0");
@@ -107,18 +108,18 @@ void KWAudioPlayer::didContinue() {
 
 void KWAudioPlayer::didPause() {
   log(LogLevel::Debug, "didPause");
-  PlayerRegistry::shared().LAST_SATE = kPaused;
+  PlayerRegistry::shared().LAST_SATE = Paused;
   disSubPause();
 }
 
 void KWAudioPlayer::disSubPause() {
   const auto keep = shared_from_this();
-  if (mType_ == kStreams) {
+  if (mType_ == Streams) {
     if (mNetPlayer_) mNetPlayer_->didPause();
-    mState_ = kPaused;
+    mState_ = Paused;
   } else {
     if (mPlayer_) mPlayer_->pause();
-    mState_ = kPaused;
+    mState_ = Paused;
     KWNotice::post_Object(kNote, kNotePause);
     progressEnd();
   }
@@ -128,12 +129,12 @@ void KWAudioPlayer::disSubPause() {
 void KWAudioPlayer::didStop() {
   const auto keep = shared_from_this();
   log(LogLevel::Debug, "didStop");
-  PlayerRegistry::shared().LAST_SATE = kPaused;
-  if (mType_ == kStreams) {
+  PlayerRegistry::shared().LAST_SATE = Paused;
+  if (mType_ == Streams) {
     if (mNetPlayer_) mNetPlayer_->didStop();
   } else {
     if (mPlayer_) mPlayer_->stop();
-    mState_ = kStopped;
+    mState_ = Stopped;
     progressEnd();
   }
   if (const auto entry = mNowItem()) entry->setIsPlaying(false);
@@ -152,16 +153,16 @@ void KWAudioPlayer::playRandomAt(std::int64_t position) {
 }
 
 void KWAudioPlayer::didNext() {
-  if (sonyCount_ == 0 || mMode_ > kListOnce) return;
-  if (mMode_ == kShuffle) return playRandomAt(mRandomIndex_ + 1 < sonyCount_ ? mRandomIndex_ + 1 : 0);
+  if (sonyCount_ == 0 || mMode_ > ListOnce) return;
+  if (mMode_ == Shuffle) return playRandomAt(mRandomIndex_ + 1 < sonyCount_ ? mRandomIndex_ + 1 : 0);
   // The index is the host's to set, so it may be any number.
   const std::int64_t now = nowIndex();
   didPlay(now == std::numeric_limits<std::int64_t>::max() ? 0 : now + 1);
 }
 
 void KWAudioPlayer::didBefore() {
-  if (sonyCount_ == 0 || mMode_ > kListOnce) return;
-  if (mMode_ == kShuffle) return playRandomAt((mRandomIndex_ < 1 ? sonyCount_ : mRandomIndex_) - 1);
+  if (sonyCount_ == 0 || mMode_ > ListOnce) return;
+  if (mMode_ == Shuffle) return playRandomAt((mRandomIndex_ < 1 ? sonyCount_ : mRandomIndex_) - 1);
   const std::int64_t now = nowIndex();
   didPlay(now <= 0 ? -1 : now - 1);
 }
@@ -206,7 +207,7 @@ FilePlayerObserver KWAudioPlayer::fileObserver() {
 }
 
 void KWAudioPlayer::audioPlayerDidFinishPlaying_successfully(FilePlayer& /*player*/, bool /*successfully*/) {
-  mState_ = kStopped;
+  mState_ = Stopped;
   progressEnd();
   finishTrack();
 }
@@ -220,9 +221,9 @@ void KWAudioPlayer::audioPlayerDecodeErrorDidOccur_error(FilePlayer& /*player*/,
 }
 
 void KWAudioPlayer::finishTrack() {
-  if (mMode_ == kRepeatOne) return didRepeat();
+  if (mMode_ == RepeatOne) return didRepeat();
   const bool last = nowIndex() >= static_cast<std::int64_t>(listCount()) - 1;
-  if (mMode_ != kListOnce || !last) return didNext();
+  if (mMode_ != ListOnce || !last) return didNext();
   if (const auto entry = mNowItem()) entry->setIsPlaying(false);
   KWNotice::post_Object(kNote, kNoteFinish);
 }
@@ -248,11 +249,11 @@ void KWAudioPlayer::didPauseLast() {
   log(LogLevel::Debug, "didPauseLast");
   auto& registry = PlayerRegistry::shared();
   const auto stateOf = [](const std::shared_ptr<KWAudioPlayer>& player) {
-    return player ? player->mState() : std::uint64_t{kStopped};
+    return player ? player->mState() : std::uint64_t{Stopped};
   };
-  if (registry.PLAYER_TYPE == kLibrary) registry.LAST_SATE = stateOf(registry.ME);
-  if (registry.PLAYER_TYPE == kFiles) registry.LAST_SATE = stateOf(registry.ME_1);
-  if (registry.PLAYER_TYPE == kStreams) registry.LAST_SATE = stateOf(registry.ME_2);
+  if (registry.PLAYER_TYPE == Library) registry.LAST_SATE = stateOf(registry.ME);
+  if (registry.PLAYER_TYPE == Files) registry.LAST_SATE = stateOf(registry.ME_1);
+  if (registry.PLAYER_TYPE == Streams) registry.LAST_SATE = stateOf(registry.ME_2);
   log(LogLevel::Debug, "disSubPause");
   subPauseIfThere(registry.ME);
   subPauseIfThere(registry.ME_1);

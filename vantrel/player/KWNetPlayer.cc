@@ -16,8 +16,6 @@ namespace {
 
 using player::detail::releaseAfterReport;
 
-constexpr std::string_view kItemDidPlayToEnd = "AVPlayerItemDidPlayToEndTimeNotification";
-
 constexpr std::string_view kStatusKey = "status";
 constexpr std::string_view kLoadedTimeRangesKey = "loadedTimeRanges";
 constexpr std::string_view kBufferEmptyKey = "playbackBufferEmpty";
@@ -26,11 +24,6 @@ constexpr std::string_view kLikelyToKeepUpKey = "playbackLikelyToKeepUp";
 constexpr double kPlayTimeInterval = 1.0;
 constexpr double kRetryDelay = 3.0;
 constexpr float kEnoughAhead = 0.01f;
-
-constexpr std::uint64_t kWaiting = 0;
-constexpr std::uint64_t kPlaying = 1;
-constexpr std::uint64_t kPaused = 2;
-constexpr std::uint64_t kStopped = 3;
 
 float wholeSecondsOf(MediaTime time) {
   const std::int64_t seconds = time.timescale > 0 ? time.value / time.timescale : 0;
@@ -43,7 +36,7 @@ std::shared_ptr<KWNetPlayer> KWNetPlayer::init() {
   std::shared_ptr<KWNetPlayer> player(new KWNetPlayer);
   const std::weak_ptr<KWNetPlayer> weak = player;
   KWNotice::add_Action_Own(
-      kItemDidPlayToEnd,
+      kItemDidPlayToEndNotification,
       [weak](const Notification& event) {
         const auto self = weak.lock();
         if (!self) return;
@@ -57,7 +50,7 @@ std::shared_ptr<KWNetPlayer> KWNetPlayer::init() {
 
 KWNetPlayer::~KWNetPlayer() {
   clearObservers();
-  KWNotice::remove_Own(kItemDidPlayToEnd, weak_from_this());
+  KWNotice::remove_Own(kItemDidPlayToEndNotification, weak_from_this());
 }
 
 // ---- opening
@@ -70,7 +63,7 @@ void KWNetPlayer::didPlayUrl(TextArgument url) {
   dw_pgs_ = 0;
   dw_l_time_ = Clock::current().date();
   time_cached_ = time_total_ = time_play_ = 0;
-  status_ = kStopped;
+  status_ = Stopped;
   openItem(address);
   isPlay_ = 1;
   installObservers();
@@ -94,7 +87,7 @@ void KWNetPlayer::openItem(const std::optional<std::string>& address) {
 void KWNetPlayer::failItemLater() {
   MainQueue::post([weak = weak_from_this(), opened = opened_] {
     const auto self = weak.lock();
-    if (self && self->isOber_ && self->opened_ == opened) self->delegateOutStatus(kPaused);
+    if (self && self->isOber_ && self->opened_ == opened) self->delegateOutStatus(Paused);
   });
 }
 
@@ -141,20 +134,20 @@ void KWNetPlayer::clearObservers() {
 void KWNetPlayer::didContinue() {
   isPlay_ = 1;
   play();
-  delegateOutStatus(kPlaying);
+  delegateOutStatus(Playing);
 }
 
 void KWNetPlayer::didPause() {
   isPlay_ = 0;
   pause();
-  delegateOutStatus(kPaused);
+  delegateOutStatus(Paused);
 }
 
 void KWNetPlayer::didStop() {
   const auto keep = shared_from_this();  // reports may let this player go
   isPlay_ = 0;
   pause();
-  delegateOutStatus(kStopped);
+  delegateOutStatus(Stopped);
   clearObservers();
 }
 
@@ -184,7 +177,7 @@ void KWNetPlayer::observeValueForKeyPath_ofObject_change_context(TextArgument ch
   if (keyPath == kLikelyToKeepUpKey) return likelyToKeepUpChanged();
   if (keyPath != kBufferEmptyKey) return;
   log(LogLevel::Warning, "KWNetPlayer can't play ，no enough buffer!");
-  delegateOutStatus(kWaiting);
+  delegateOutStatus(Waiting);
 }
 
 void KWNetPlayer::itemStatusChanged() {
@@ -197,7 +190,7 @@ void KWNetPlayer::itemStatusChanged() {
     case StreamPlayer::ItemStatus::Unknown:
     case StreamPlayer::ItemStatus::Failed:
       pause();
-      delegateOutStatus(kPaused);
+      delegateOutStatus(Paused);
   }
 }
 
@@ -226,7 +219,7 @@ void KWNetPlayer::likelyToKeepUpChanged() {
   }
   const auto keep = shared_from_this();
   pause();
-  delegateOutStatus(kPaused);
+  delegateOutStatus(Paused);
   log(LogLevel::Warning, "KWNetPlayer can't play ，waitting for more buffer!");
   retryLater();
 }
@@ -242,14 +235,14 @@ void KWNetPlayer::retryLater() {
 void KWNetPlayer::playIfWanted() {
   if (isPlay_ != 1) return;
   play();
-  delegateOutStatus(kPlaying);
+  delegateOutStatus(Playing);
 }
 
 void KWNetPlayer::playbackFinished(const Notification& /*event*/) {
   const auto keep = shared_from_this();
   log("KWNetplayer finished.");
   isPlay_ = 0;
-  delegateOutStatus(kStopped);
+  delegateOutStatus(Stopped);
   delegateOutPlayFinished();
 }
 

@@ -52,8 +52,16 @@ struct KWNetPlayerDelegate {
 /// `setDelegate(nullptr)`. A pending retry keeps the player alive until it has run.
 class VANTREL_EXPORT KWNetPlayer : public std::enable_shared_from_this<KWNetPlayer> {
  public:
-  /// A player with status 0 and every other field zero or absent. It listens from now on to the end of any
-  /// stream player's item in the process ("AVPlayerItemDidPlayToEndTimeNotification" on the bus).
+  /// What `status` tells; the enumerators convert to its numbers.
+  enum Status : std::uint64_t {
+    Waiting = 0,  ///< the buffer ran empty
+    Playing = 1,
+    Paused = 2,  ///< by the host, for want of data, or because the item is not ready or has failed
+    Stopped = 3,
+  };
+
+  /// A player with status `Waiting` and every other field zero or absent. It listens from now on to the end
+  /// of any stream player's item in the process (`kItemDidPlayToEndNotification` on the bus).
   static std::shared_ptr<KWNetPlayer> init();
 
   ~KWNetPlayer();
@@ -61,18 +69,18 @@ class VANTREL_EXPORT KWNetPlayer : public std::enable_shared_from_this<KWNetPlay
   KWNetPlayer& operator=(const KWNetPlayer&) = delete;
 
   /// Opens the address (not percent-encoded) in place of the current one and wants it to play. `status`
-  /// becomes 3 without a report; the play times and the buffered fraction become 0.
+  /// becomes `Stopped` without a report; the play times and the buffered fraction become 0.
   /// An absent or empty address, or a host without stream players, counts as an item that has failed: nothing
-  /// is opened, and status 2 is reported by the main run loop's next turn.
+  /// is opened, and `Paused` is reported by the main run loop's next turn.
   void didPlayUrl(TextArgument url);
 
-  /// Plays on; reports status 1.
+  /// Plays on; reports `Playing`.
   void didContinue();
 
-  /// Reports status 2. A pending retry then does nothing.
+  /// Pauses; reports `Paused`. A pending retry then does nothing.
   void didPause();
 
-  /// Pauses, reports status 3 and stops observing the item.
+  /// Pauses, reports `Stopped` and stops observing the item.
   void didStop();
 
   /// The stream player's own volume, 0 to 1. Without a stream player (before the first address) setting does
@@ -88,7 +96,7 @@ class VANTREL_EXPORT KWNetPlayer : public std::enable_shared_from_this<KWNetPlay
   void observeValueForKeyPath_ofObject_change_context(TextArgument keyPath, const StreamPlayer* object,
                                                       const ValueTree* change, const void* context);
 
-  /// The end of a stream: logs "KWNetplayer finished.", reports status 3 and the end.
+  /// The end of a stream: logs "KWNetplayer finished.", reports `Stopped`, then the end.
   void playbackFinished(const Notification& event);
 
   /// The reporting steps. Status: only when `status` differs. Buffer: speed and gap, then the fraction.
@@ -111,8 +119,7 @@ class VANTREL_EXPORT KWNetPlayer : public std::enable_shared_from_this<KWNetPlay
   KWNetPlayerDelegate* delegate() const { return delegate_; }
   void setDelegate(KWNetPlayerDelegate* delegate) { delegate_ = delegate; }
 
-  /// The last status reported. 0: waiting, the buffer ran empty. 1: playing. 2: paused by the host, for want
-  /// of data, or because the item is not ready or has failed. 3: stopped.
+  /// The last status reported, a `Status`.
   std::uint64_t status() const { return status_; }
   void setStatus(std::uint64_t status) { status_ = status; }
 

@@ -4,6 +4,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "vantrel/base/Export.h"
@@ -33,9 +34,12 @@ struct StreamItemObserver {
   std::function<void()> playbackLikelyToKeepUpChanged;
 };
 
+/// The event that a stream player posts when its item has played to its end.
+inline constexpr std::string_view kItemDidPlayToEndNotification = "AVPlayerItemDidPlayToEndTimeNotification";
+
 /// Plays one network stream at a time. Made by a `StreamPlayerFactory`, owned by its user. When an item has
-/// played to its end the player posts "AVPlayerItemDidPlayToEndTimeNotification" on the notification bus,
-/// from the main run loop. Threads: the main thread only.
+/// played to its end the player posts `kItemDidPlayToEndNotification` on the notification bus, from the main
+/// run loop. Threads: the main thread only.
 class VANTREL_EXPORT StreamPlayer {
  public:
   enum class ItemStatus : std::int32_t { Unknown = 0, ReadyToPlay = 1, Failed = 2 };

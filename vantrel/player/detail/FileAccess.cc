@@ -5,8 +5,8 @@
 #include "vantrel/base/Log.h"
 #include "vantrel/base/io/Files.h"
 #include "vantrel/host/Host.h"
+#include "vantrel/player/PlayerEvents.h"
 #include "vantrel/player/detail/Format.h"
-#include "vantrel/player/detail/PlayerEvents.h"
 
 namespace vantrel::player::detail {
 
@@ -36,7 +36,7 @@ std::uint64_t readableSize(const std::optional<std::string>& path) {
 
 std::unique_ptr<FilePlayer> openEntry(const MusicOfPhoneMode& entry, std::uint64_t sourceType,
                                       SizeLine line) {
-  if (sourceType == kLibrary) return openUrl(entry.mItem() ? entry.mItem()->assetUrl : std::nullopt);
+  if (sourceType == Library) return openUrl(entry.mItem() ? entry.mItem()->assetUrl : std::nullopt);
   if (line == SizeLine::Log) {
     const std::string name = entry.mPath() ? lastPathComponent(*entry.mPath()) : "(null)";
     log(LogLevel::Debug, "KWAudioPlayer " + name + " size:" + std::to_string(readableSize(entry.mPath())));
