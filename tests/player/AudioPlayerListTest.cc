@@ -5,6 +5,7 @@
 #include <numeric>
 
 #include "tests/player/PlayerFixture.h"
+#include "vantrel/player/detail/PlayerRegistry.h"
 
 namespace vantrel::testing {
 namespace {

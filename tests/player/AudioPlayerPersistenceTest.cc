@@ -1,6 +1,7 @@
 // What outlives the process.
 
 #include "tests/player/PlayerFixture.h"
+#include "vantrel/player/detail/PlayerRegistry.h"
 
 namespace vantrel::testing {
 namespace {
@@ -161,7 +162,7 @@ TEST_F(AudioPlayerPersistence, SurvivesAProcess) {
   KWAudioPlayer::sharedMe()->setMMode(3);
   files_->last().moveTo(50);
   advance(1);
-  player::detail::PlayerRegistry::reset();
+  resetPlayers();
   KWAudioPlayer::recoveryMusicInfo();
   const auto player = KWAudioPlayer::currentPlayer();
   EXPECT_EQ(player->mNowItem()->mTitle(), "C");

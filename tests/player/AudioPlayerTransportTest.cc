@@ -3,6 +3,7 @@
 #include <set>
 
 #include "tests/player/PlayerFixture.h"
+#include "vantrel/player/detail/PlayerRegistry.h"
 
 namespace vantrel::testing {
 namespace {

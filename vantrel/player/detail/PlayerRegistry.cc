@@ -1,15 +1,19 @@
 #include "vantrel/player/detail/PlayerRegistry.h"
 
 #include "vantrel/base/NeverDestroyed.h"
+#include "vantrel/player/Testing.h"
 
-namespace vantrel::player::detail {
+namespace vantrel {
 
-PlayerRegistry& PlayerRegistry::shared() {
-  // Never destroyed: what the players stand on may be gone when the process exits.
+player::detail::PlayerRegistry& player::detail::PlayerRegistry::shared() {
+  // What the players stand on may be gone when the process exits.
   static NeverDestroyed<PlayerRegistry> registry;
   return *registry;
 }
 
-void PlayerRegistry::reset() { shared() = PlayerRegistry{}; }
+void testing::resetPlayers() {
+  using player::detail::PlayerRegistry;
+  PlayerRegistry::shared() = PlayerRegistry{};
+}
 
-}  // namespace vantrel::player::detail
+}  // namespace vantrel

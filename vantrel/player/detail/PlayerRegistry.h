@@ -19,9 +19,6 @@ struct VANTREL_EXPORT PlayerRegistry {
   std::uint64_t LAST_SATE = 0;           ///< remembered by the forced pause, for the resume after it
 
   static PlayerRegistry& shared();
-
-  /// Lets the shared instances go and forgets the rest, as at process start. For tests.
-  static void reset();
 };
 
 }  // namespace vantrel::player::detail
