@@ -72,25 +72,17 @@ bool hasAudioExtension(const std::string& path) {
 }
 
 vantrel::MusicList collectMusic(const std::vector<std::string>& paths) {
-  vantrel::MusicList list;
-  const auto append = [&](const fs::path& file) {
-    std::error_code error;
-    const fs::path whole = fs::absolute(file, error);
-    auto entry = std::make_shared<vantrel::MusicOfPhoneMode>();
-    entry->setMPath(error ? file : whole);
-    entry->setMIndex(static_cast<std::int64_t>(list.size()));
-    list.push_back(std::move(entry));
-  };
+  std::vector<fs::path> files;
   for (const fs::path path : paths) {
     std::error_code error;
     if (!fs::is_directory(path, error)) {
-      append(path);
+      files.push_back(path);
     } else {
       const Search search(path);
-      for (const fs::path& file : search.files()) append(file);
+      files.insert(files.end(), search.files().begin(), search.files().end());
     }
   }
-  return list;
+  return vantrel::MusicOfPhoneMode::listOf(files);
 }
 
 }  // namespace app

@@ -77,6 +77,20 @@ TEST_F(SongItem, IsTitledByTheLastComponentOfItsPath) {
   EXPECT_FALSE(entry_.mTitle());
 }
 
+TEST_F(SongItem, ListsPathsByTheirPlaces) {
+  const std::vector<std::string> names = {"a/b.ogg", "/c.mp3", "\xff.wav"};
+  const std::vector<std::filesystem::path> paths(names.begin(), names.end());
+  for (const MusicList& list : {MusicOfPhoneMode::listOf(names), MusicOfPhoneMode::listOf(paths),
+                                MusicOfPhoneMode::listOf({"a/b.ogg", "/c.mp3", "\xff.wav"})}) {
+    ASSERT_EQ(list.size(), names.size());
+    for (std::size_t at = 0; at < list.size(); ++at) {
+      EXPECT_EQ(list[at]->mIndex(), static_cast<std::int64_t>(at));
+      EXPECT_EQ(list[at]->mPath(), std::filesystem::absolute(names[at]));
+      EXPECT_EQ(list[at]->mTitle(), paths[at].filename());
+    }
+  }
+}
+
 TEST_F(SongItem, StoresAddressesPercentDecoded) {
   entry_.setMUrl("a%20b.mp3");
   entry_.setMImgUrl("c%C3%A9.png");

@@ -1,5 +1,7 @@
 #include "vantrel/player/MusicOfPhoneMode.h"
 
+#include <system_error>
+
 #include "vantrel/net/KWHttp.h"
 #include "vantrel/player/detail/FileAccess.h"
 
@@ -12,7 +14,32 @@ std::optional<std::string> decoded(const std::optional<std::string>& url) {
   return url ? KWHttp::decodeURL(*url) : std::nullopt;
 }
 
+template <typename Path>
+MusicList listOfFiles(std::span<const Path> paths) {
+  MusicList list;
+  for (const Path& named : paths) {
+    const std::filesystem::path path(named);
+    std::error_code error;
+    const auto whole = std::filesystem::absolute(path, error);
+    auto entry = std::make_shared<MusicOfPhoneMode>();
+    entry->setMPath(error ? path : whole);
+    entry->setMIndex(static_cast<std::int64_t>(list.size()));
+    list.push_back(std::move(entry));
+  }
+  return list;
+}
+
 }  // namespace
+
+MusicList MusicOfPhoneMode::listOf(std::span<const std::filesystem::path> paths) {
+  return listOfFiles(paths);
+}
+
+MusicList MusicOfPhoneMode::listOf(std::span<const std::string> paths) { return listOfFiles(paths); }
+
+MusicList MusicOfPhoneMode::listOf(std::initializer_list<std::filesystem::path> paths) {
+  return listOfFiles(std::span<const std::filesystem::path>(paths.begin(), paths.size()));
+}
 
 std::uint32_t MusicOfPhoneMode::mTime() const { return mItem_ ? songTimeIpod(mItem_->assetUrl) : 0; }
 

@@ -1,8 +1,11 @@
 #pragma once
 
 #include <cstdint>
+#include <filesystem>
+#include <initializer_list>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <utility>
 #include <vector>
@@ -14,16 +17,30 @@
 
 namespace vantrel {
 
+class MusicOfPhoneMode;
+
+/// A play list, in playing order. No entry is null: operations that take a list leave null entries out.
+using MusicList = std::vector<std::shared_ptr<MusicOfPhoneMode>>;
+
 /// One entry of a play list: a song of the music library, a local audio file or a network stream.
 ///
-/// A record that the host fills and `KWAudioPlayer` plays. A new one has every field zero or absent. For file
-/// and network entries the host sets `mIndex` to the position in the list that it hands to the player, and
-/// the title and artist of network entries when they are to be shown.
+/// A record that the host fills and `KWAudioPlayer` plays. A new one has every field zero or absent. `listOf`
+/// makes the entries for files. Who makes entries by hand sets `mIndex` to the position in the list that the
+/// player gets, and the title and artist of network entries when they are to be shown.
 ///
 /// Threads: one object from one thread at a time; inside a player's list that is the main thread.
 /// Ownership: shared by the list and whoever else keeps it; a player refers to its current entry weakly.
 class VANTREL_EXPORT MusicOfPhoneMode {
  public:
+  /// A play list of files, in this order, ready for the player: `mPath` is the full path (a relative one
+  /// starts from the current working folder), `mTitle` the file's name, `mIndex` the position. No file is
+  /// opened or looked for.
+  ///
+  ///   KWAudioPlayer::sharedMeByPaths(MusicOfPhoneMode::listOf({"intro.ogg", "/home/me/Music/song.mp3"}));
+  static MusicList listOf(std::span<const std::filesystem::path> paths);
+  static MusicList listOf(std::span<const std::string> paths);
+  static MusicList listOf(std::initializer_list<std::filesystem::path> paths);
+
   /// Kept by the player: set when the entry starts or resumes, cleared when it is paused or stopped as the
   /// current entry, or ends as the last one of list-once mode.
   bool isPlaying() const { return isPlaying_; }
@@ -40,7 +57,8 @@ class VANTREL_EXPORT MusicOfPhoneMode {
   /// shows lengths without opening every song again.
   std::uint32_t storedTime() const { return storedTime_; }
 
-  /// Position in the list, from 0; steps to the next and previous entry start from it.
+  /// Position in the list, from 0; steps to the next and previous entry start from it. In a list whose
+  /// entries all have the 0 of a new one, the second entry follows itself for ever.
   std::int64_t mIndex() const { return mIndex_; }
   void setMIndex(std::int64_t index) { mIndex_ = index; }
 
@@ -103,8 +121,5 @@ class VANTREL_EXPORT MusicOfPhoneMode {
   std::shared_ptr<const Image> mImage_;
   std::shared_ptr<void> mMediaItem_;
 };
-
-/// A play list, in playing order. No entry is null: operations that take a list leave null entries out.
-using MusicList = std::vector<std::shared_ptr<MusicOfPhoneMode>>;
 
 }  // namespace vantrel
