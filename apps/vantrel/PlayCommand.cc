@@ -6,11 +6,12 @@
 #include "apps/vantrel/PlaySession.h"
 #include "vantrel/backends/linux/LinuxHost.h"
 #include "vantrel/base/Log.h"
-#include "vantrel/codec/KWTools.h"
+#include "vantrel/player/KWAudioPlayer.h"
 
 namespace app {
 namespace {
 
+using vantrel::KWAudioPlayer;
 namespace player = vantrel::player;
 
 int play(const std::vector<std::string>& paths, const PlayOptions& options, bool showLog) {
@@ -24,7 +25,7 @@ int play(const std::vector<std::string>& paths, const PlayOptions& options, bool
   PlaySession::blockSignals();
   vantrel::backends::installLinuxHost("vantrel");
   // Damaged settings are told in the log when they are first read, and no user should miss that.
-  vantrel::KWTools::getUserByKey(player::kPlayModeKey);
+  KWAudioPlayer::getPlayMode();
   std::optional<vantrel::ScopedLogSink> quiet;
   if (!showLog) quiet.emplace([](std::string_view) {});
   return PlaySession(options).run(list);

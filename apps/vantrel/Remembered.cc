@@ -1,7 +1,5 @@
 #include "apps/vantrel/Remembered.h"
 
-#include <charconv>
-
 #include "vantrel/codec/KWTools.h"
 #include "vantrel/player/KWAudioPlayer.h"
 
@@ -17,11 +15,8 @@ constexpr const char* kListEnded = "PLAY_LIST_ENDED";
 
 Remembered remembered() {
   Remembered last;
-  const auto stored = KWTools::getUserByKey(vantrel::player::kPlayModeKey).value_or(nullptr);
-  const auto text = stored.asString().value_or("");
-  std::uint64_t mode = stored.asUnsigned().value_or(vantrel::player::ListOnce + 1);
-  std::from_chars(text.data(), text.data() + text.size(), mode);
-  if (mode <= vantrel::player::ListOnce) last.mode = mode;
+  const auto mode = KWAudioPlayer::getPlayMode();
+  if (mode && *mode <= vantrel::player::ListOnce) last.mode = *mode;
   if (KWTools::getUserByKey(kListEnded)) return last;
   last.index = KWAudioPlayer::getPlayIndex();
   last.progress = KWAudioPlayer::getPlayProgress();

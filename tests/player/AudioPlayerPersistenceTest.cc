@@ -15,9 +15,13 @@ class AudioPlayerPersistence : public PlayerFixture {
 
 TEST_F(AudioPlayerPersistence, StoresTheModeAsText) {
   const auto player = KWAudioPlayer::sharedMe_1();
+  EXPECT_EQ(KWAudioPlayer::getPlayMode(), std::nullopt);
   player->setMMode(2);
   EXPECT_EQ(stored("KW_AUDIO_PLAYMODE"), "2");
   EXPECT_EQ(player->mMode(), 2u);
+  EXPECT_EQ(KWAudioPlayer::getPlayMode(), 2u);
+  store("KW_AUDIO_PLAYMODE", "x");
+  EXPECT_EQ(KWAudioPlayer::getPlayMode(), std::nullopt);
 }
 
 TEST_F(AudioPlayerPersistence, StoresZeroWhenThereIsNoPlayer) {

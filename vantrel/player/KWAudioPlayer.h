@@ -156,6 +156,10 @@ class VANTREL_EXPORT KWAudioPlayer : public std::enable_shared_from_this<KWAudio
   /// The leading integer of that text, clamped to 32 bits; 0 when there is none.
   static std::int64_t getPlayIndex();
 
+  /// The mode under "KW_AUDIO_PLAYMODE", which `setMMode` stores; absent when the text begins with no
+  /// integer.
+  static std::optional<std::uint64_t> getPlayMode();
+
   /// The fraction under "KW_AUDIO_PLAYPROGRESS"; 0 when there is none or it is no finite number.
   static float getPlayProgress();
 

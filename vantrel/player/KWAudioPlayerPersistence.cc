@@ -52,14 +52,20 @@ void KWAudioPlayer::savePlayIndex() {
 
 std::int64_t KWAudioPlayer::getPlayIndex() {
   using Limits = std::numeric_limits<std::int32_t>;
-  return std::clamp<std::int64_t>(leadingInteger(storedText(kPlayIndexKey)), Limits::min(), Limits::max());
+  return std::clamp<std::int64_t>(leadingInteger(storedText(kPlayIndexKey)).value_or(0), Limits::min(),
+                                  Limits::max());
+}
+
+std::optional<std::uint64_t> KWAudioPlayer::getPlayMode() {
+  const auto mode = leadingInteger(storedText(kPlayModeKey));
+  return mode ? std::optional(static_cast<std::uint64_t>(*mode)) : std::nullopt;
 }
 
 float KWAudioPlayer::getPlayProgress() { return leadingFloat(storedText(kPlayProgressKey)); }
 
 void KWAudioPlayer::recoveryMusicInfo() {
   const std::int64_t index = getPlayIndex();
-  const auto mode = static_cast<std::uint64_t>(leadingInteger(storedText(kPlayModeKey)));
+  const std::uint64_t mode = getPlayMode().value_or(ListLoop);
   const auto player = currentPlayer();
   if (!player || player->listCount() == 0) return;
   // A list that has shrunk has lost the remembered track, and its progress means nothing for another one.

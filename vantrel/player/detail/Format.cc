@@ -31,10 +31,10 @@ std::uint32_t truncated(double number) {
   return number >= kMost ? kMost : static_cast<std::uint32_t>(number);
 }
 
-std::int64_t leadingInteger(std::string_view text) {
+std::optional<std::int64_t> leadingInteger(std::string_view text) {
   using Limits = std::numeric_limits<std::int64_t>;
   const bool negative = takeSign(text);
-  if (text.empty() || !isDigit(text.front())) return 0;
+  if (text.empty() || !isDigit(text.front())) return std::nullopt;
   std::uint64_t digits = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), digits);
   const bool beyond = error != std::errc{} || digits > static_cast<std::uint64_t>(Limits::max());

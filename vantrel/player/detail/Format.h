@@ -15,9 +15,9 @@ std::string twoDecimals(double number);
 /// The number cut to a whole one, towards zero; 0 for negative and not-a-number, clamped to 32 bits above.
 std::uint32_t truncated(double number);
 
-/// The integer that a text begins with (after white space, with an optional sign), clamped to 64 bits; 0 when
-/// it begins with none.
-std::int64_t leadingInteger(std::string_view text);
+/// The integer that a text begins with (after white space, with an optional sign), clamped to 64 bits; absent
+/// when it begins with none.
+std::optional<std::int64_t> leadingInteger(std::string_view text);
 
 /// The decimal number that a text begins with; 0 when it begins with none or with one too large for a float.
 float leadingFloat(std::string_view text);
