@@ -160,11 +160,11 @@ void PlaySession::noteEntryStarted() {
     unplayable_.clear();
   }
   entryOpened_ = isOpen();
-  if (!entryOpened_) noteUnplayable("cannot be opened");
+  if (!entryOpened_) noteUnplayable();
 }
 
 void PlaySession::noteDecodeError() {
-  if (entryOpened_) noteUnplayable("cannot be decoded");
+  if (entryOpened_) noteUnplayable();
   entryOpened_ = false;
 }
 
@@ -173,8 +173,8 @@ void PlaySession::endList() {
   end();
 }
 
-void PlaySession::noteUnplayable(const std::string& why) {
-  tell(titleOf(*player_) + " " + why);
+void PlaySession::noteUnplayable() {
+  if (const auto error = player_->trackError()) tell(titleOf(*player_) + ": " + error->description());
   unplayable_.insert(player_->play_index());
   if (static_cast<std::int64_t>(unplayable_.size()) >= player_->sonyCount() || atEndOfListOnce()) endList();
 }
@@ -248,9 +248,7 @@ void PlaySession::stopAsJob(int signal) {
   followState();
 }
 
-bool PlaySession::isOpen() const {
-  return player_->mPlayer() != nullptr && player_->mPlayer()->duration() > 0;
-}
+bool PlaySession::isOpen() const { return player_->mPlayer() != nullptr && !player_->trackError(); }
 
 bool PlaySession::atEndOfListOnce() const {
   return player_->mMode() == player::ListOnce && player_->play_index() + 1 >= player_->sonyCount();

@@ -45,7 +45,7 @@ class PlaySession {
   void noteEntryStarted();
   void noteDecodeError();
   void endList();
-  void noteUnplayable(const std::string& why);
+  void noteUnplayable();
 
   void onKey(char key);
   void onSignal(int signal);

@@ -236,8 +236,8 @@ class Unplayable(PlayTest):
         self.assertEqual(program.wait(), 0)
         self.assertEqual(program.notes(), [PLAY, UPDATE] * 3 + [FINISH])
         told = program.messages()
-        self.assertIn("bad.mp3 cannot be opened", told)
-        self.assertIn("missing.ogg cannot be opened", told)
+        self.assertIn("bad.mp3: no audio in it", told)
+        self.assertIn("missing.ogg: No such file or directory", told)
         self.assertNotIn("good.wav", told)
 
     def test_a_last_entry_that_cannot_be_played_ends_list_once(self):

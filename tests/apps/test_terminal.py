@@ -63,14 +63,14 @@ class LiveLine(PlayTest):
 
     def test_control_characters_of_a_title_do_not_reach_the_terminal(self):
         program = self.start(self.file("c\x1b[41md.wav"), self.tone("a\x1b[41mb.wav", 20), on_terminal=True)
-        program.see(r"vantrel: c\x1b[41md.wav cannot be opened", "▶", "a?[41mb.wav")
+        program.see(r"vantrel: c\x1b[41md.wav: is empty", "▶", "a?[41mb.wav")
         program.press("q")
         self.assertEqual(program.wait(), 0)
         self.assertNotIn(b"\x1b[41m", program.screen)
 
     def test_files_that_cannot_be_played_are_told_above_it(self):
         program = self.start(self.file("bad.wav"), self.tone("good.wav", 20), on_terminal=True)
-        program.see("vantrel: bad.wav cannot be opened\r\n", "▶", "good.wav")
+        program.see("vantrel: bad.wav: is empty\r\n", "▶", "good.wav")
         program.press("q")
         self.assertEqual(program.wait(), 0)
 

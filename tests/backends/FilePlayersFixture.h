@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <optional>
+#include <string>
 
 #include "tests/backends/AudioFiles.h"
 #include "vantrel/backends/gstreamer/GStreamerFilePlayers.h"
@@ -13,6 +15,12 @@ namespace vantrel::test {
 /// Opens tracks through GStreamer and sees how they end.
 class FilePlayersFixture : public ::testing::Test {
  protected:
+  /// A player of the file, at its full path; null when it cannot be opened.
+  std::unique_ptr<FilePlayer> open(const std::string& path) {
+    auto player = factory_.openUrl(path);
+    return player ? *std::move(player) : nullptr;
+  }
+
   /// Runs the main loop until the track has ended; false when it has not within `limit`.
   bool runToEnd(FilePlayer& player, Duration limit = std::chrono::seconds(5)) {
     observe(player);

@@ -12,11 +12,11 @@ using namespace std::chrono_literals;
 using FileReadingTest = test::FilePlayersFixture;
 
 TEST_F(FileReadingTest, TakesNoMemoryForALargeFile) {
-  ASSERT_NE(factory_.openFile(files_.tone("tone", "1")), nullptr);
+  ASSERT_NE(open(files_.tone("tone", "1")), nullptr);
   rusage before{};
   ::getrusage(RUSAGE_SELF, &before);
   // Its header promises a gigabyte of sound.
-  const auto player = factory_.openFile(
+  const auto player = open(
       files_.make("large.wav",
                   "cp tone.wav large.wav && truncate -s 1G large.wav && "
                   "printf '\\324\\377\\377\\077' | dd status=none of=large.wav bs=1 seek=40 conv=notrunc"));
@@ -35,8 +35,8 @@ TEST_F(FileReadingTest, EstimatesALongRowOfFramesAndEndsWhereItWasCut) {
       files_.make("row.mp3",
                   "lame --quiet -t -b 320 tone.wav row.mp3 && cp row.mp3 one.mp3 && "
                   "for i in 1 2 3 4 5 6 7 8 9; do cat row.mp3 row.mp3 > twice && mv twice row.mp3; done");
-  const auto one = factory_.openFile(files_.path("one.mp3"));
-  const auto player = factory_.openFile(row);
+  const auto one = open(files_.path("one.mp3"));
+  const auto player = open(row);
   ASSERT_TRUE(one && player);
   ASSERT_GT(std::filesystem::file_size(row), 36U << 20) << "no longer than what is counted";
   EXPECT_NEAR(player->duration() / one->duration(), 512, 5);

@@ -52,7 +52,7 @@ TEST_F(SoundDeviceTest, TracksPlayOnWhileItFailsAndSoundAgainWhenItIsBack) {
     for (const auto now : {failure, failure, Device::None}) {
       Device::failure = now;
       Device::heard = 0;
-      const auto player = factory_.openFile(path);
+      const auto player = open(path);
       ASSERT_NE(player, nullptr) << failure << now;
       EXPECT_TRUE(runToEnd(*player));
       EXPECT_EQ(succeeded_, true) << failure << now;
@@ -62,7 +62,7 @@ TEST_F(SoundDeviceTest, TracksPlayOnWhileItFailsAndSoundAgainWhenItIsBack) {
 }
 
 TEST_F(SoundDeviceTest, ThreadsOfATrackLeaveSignalsToTheProgram) {
-  const auto player = factory_.openFile(files_.tone("tone", "2"));
+  const auto player = open(files_.tone("tone", "2"));
   ASSERT_NE(player, nullptr);
   player->play();
   loop_.runFor(100ms);

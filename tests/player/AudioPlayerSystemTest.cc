@@ -306,7 +306,7 @@ TEST_F(AudioPlayerSystem, DerivesTheRhythmFromTheLevelsOfTwoChannels) {
                                          {{nan, nan}, 0},
                                          {{-std::numeric_limits<float>::infinity()}, 0}}) {
     files_->put("url", {.decibels = decibels});
-    std::shared_ptr<FilePlayer> opened = files_->openUrl("url");
+    std::shared_ptr<FilePlayer> opened = *files_->openUrl("url");
     opened->setMeteringEnabled(true);
     player->setMPlayer(opened);
     const auto value = static_cast<std::uint32_t>(rhythm);
@@ -316,7 +316,7 @@ TEST_F(AudioPlayerSystem, DerivesTheRhythmFromTheLevelsOfTwoChannels) {
     EXPECT_EQ(player->didRhythmData(), Bytes(bytes)) << rhythm;
   }
   files_->put("url", {.decibels = {1000, 1000}});
-  player->setMPlayer(files_->openUrl("url"));
+  player->setMPlayer(*files_->openUrl("url"));
   player->mPlayer()->setMeteringEnabled(true);
   EXPECT_EQ(player->didRhythmData()->size(), 4u) << "far above full scale";
 }

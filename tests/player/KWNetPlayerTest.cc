@@ -112,6 +112,7 @@ TEST_F(NetPlayer, PausesWhenTheItemIsUnknownOrFailed) {
     open().setItemStatus(status);
     EXPECT_THAT(journal_.take(), ElementsAre("stream: pause", "status 2"));
     EXPECT_EQ(player_->isPlay(), 1);
+    EXPECT_EQ(player_->itemError().has_value(), status == Status::Failed);
   }
 }
 
@@ -284,6 +285,7 @@ TEST_F(NetPlayer, CountsAnAddressThatCannotBeOpenedAsAFailedItem) {
     EXPECT_THAT(journal_.take(), ElementsAre("log: url ===> " + address.value_or("(null)"), "stream: pause"));
     EXPECT_EQ(player_->status(), 3u);
     EXPECT_FALSE(player_->mAvsset() || player_->mSongItem());
+    EXPECT_EQ(player_->itemError().value().code, player::NothingToOpen);
     turn();
     EXPECT_THAT(journal_.take(), ElementsAre("status 2"));
     player_->didContinue();
@@ -296,6 +298,7 @@ TEST_F(NetPlayer, CountsEveryAddressAsFailedOnAHostWithoutStreams) {
   install();
   player_->didPlayUrl("http://host/a");
   player_->didPlayUrl("http://host/b");
+  EXPECT_EQ(player_->itemError().value().code, player::HostCannotPlay);
   journal_.take();
   turn();
   EXPECT_THAT(journal_.take(), ElementsAre("status 2"));

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -140,19 +141,20 @@ class FakeFilePlayers : public FilePlayerFactory {
   FakeFilePlayer& last() const { return *roll_->back(); }
   int opened() const { return opened_; }
 
-  std::unique_ptr<FilePlayer> openUrl(const std::string& url) override { return open(url); }
-  std::unique_ptr<FilePlayer> openFile(const std::string& path) override {
-    if (std::error_code error; !std::filesystem::is_regular_file(path, error)) return nullptr;
+  Result<std::unique_ptr<FilePlayer>> openUrl(const std::string& url) override { return open(url); }
+  Result<std::unique_ptr<FilePlayer>> openFile(const std::string& path) override {
+    if (std::error_code error; !std::filesystem::is_regular_file(path, error)) return Error::ofSystem(ENOENT);
     std::ifstream file(path, std::ios::binary);
     return open(std::string(std::istreambuf_iterator<char>(file), {}));
   }
 
  private:
-  std::unique_ptr<FilePlayer> open(const std::string& source) {
+  Result<std::unique_ptr<FilePlayer>> open(const std::string& source) {
     ++opened_;
     const auto track = tracks_.find(source);
-    if (std::exchange(failNext_, false) || track == tracks_.end()) return nullptr;
-    return std::make_unique<FakeFilePlayer>(source, track->second, roll_, tell_);
+    if (std::exchange(failNext_, false) || track == tracks_.end())
+      return Error::saying("fake", 2, "no audio");
+    return std::unique_ptr<FilePlayer>(std::make_unique<FakeFilePlayer>(source, track->second, roll_, tell_));
   }
 
   Tell tell_;

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -82,6 +83,10 @@ class FakeStreamPlayer : public StreamPlayer {
   void setVolume(float volume) override { volume_ = volume; }
   void setAutomaticallyWaitsToMinimizeStalling(bool waits) override { automaticallyWaits_ = waits; }
   ItemStatus itemStatus() const override { return status_; }
+  std::optional<Error> itemError() const override {
+    return status_ == ItemStatus::Failed ? std::optional(Error::saying("fake", 3, "no such host"))
+                                         : std::nullopt;
+  }
   MediaTime itemDuration() const override { return duration_; }
   std::vector<LoadedTimeRange> loadedTimeRanges() const override { return ranges_; }
   double currentTime() const override { return currentTime_; }

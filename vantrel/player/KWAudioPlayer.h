@@ -11,6 +11,7 @@
 #include "vantrel/base/Error.h"
 #include "vantrel/base/Export.h"
 #include "vantrel/base/io/PathArgument.h"
+#include "vantrel/base/Result.h"
 #include "vantrel/host/seams/FilePlayer.h"
 #include "vantrel/loop/NotificationBus.h"
 #include "vantrel/loop/Timer.h"
@@ -42,8 +43,8 @@ struct RemoteEvent {
 /// Everything that happens is told on the notification bus; `PlayerEvents.h` names the events and what they
 /// carry, the play modes, states and source types.
 ///
-/// A track that cannot be opened counts as started; the progress timer passes over it a second later at the
-/// latest.
+/// A track that cannot be opened counts as started, and `trackError` tells why it could not be; the progress
+/// timer passes over it a second later at the latest.
 ///
 /// Threads: the main thread only; reports and timers arrive there. Any operation may be called from inside an
 /// event, and an instance may be let go there.
@@ -147,6 +148,13 @@ class VANTREL_EXPORT KWAudioPlayer : public std::enable_shared_from_this<KWAudio
 
   /// The remembered play state: `player::Stopped` at first.
   static std::uint64_t didLastState();
+
+  // ---- what cannot be played
+
+  /// Why the current entry cannot be played: it could not be opened, its length is not known, or it could not
+  /// be decoded to its end. Absent when it can be played, and before anything was opened. Observers of
+  /// "KW_UPDATE" and "KW_ERROR" find the reason for the entry that the event is about.
+  std::optional<Error> trackError() const;
 
   // ---- persistence, in the settings as texts
 
@@ -289,7 +297,7 @@ class VANTREL_EXPORT KWAudioPlayer : public std::enable_shared_from_this<KWAudio
   void playRandomAt(std::int64_t position);
   void playFile(const MusicOfPhoneMode& entry, float volume);
   void playStream(const MusicOfPhoneMode& entry, float volume);
-  void takePlayer(std::unique_ptr<FilePlayer> player, float volume);
+  void takePlayer(Result<std::unique_ptr<FilePlayer>> opened, float volume);
   void setCurrentPlaying(bool playing);
   void finishTrack();
   void restore(std::int64_t index, std::uint64_t mode, float progress);
@@ -312,7 +320,8 @@ class VANTREL_EXPORT KWAudioPlayer : public std::enable_shared_from_this<KWAudio
   std::uint64_t mState_ = 0;
   std::uint64_t mType_ = 0;
   KWNetPlayerDelegate netDelegate_;
-  bool ticking_ = false;  // the progress timer is firing, and nothing has suspended it since
+  std::optional<Error> trackError_;  // of the file that was opened last
+  bool ticking_ = false;             // the progress timer is firing, and nothing has suspended it since
 };
 
 }  // namespace vantrel

@@ -65,6 +65,8 @@ void KWAudioPlayer::playStream(const MusicOfPhoneMode& entry, float volume) {
 void KWAudioPlayer::playFile(const MusicOfPhoneMode& entry, float volume) {
   if (mPlayer_) mPlayer_->stop();
   takePlayer(openEntry(entry, mType_, SizeLine::Log), volume);
+  if (mPlayer_ && mPlayer_->duration() == 0)
+    trackError_ = Error::saying(kErrorDomain, NoLength, "has no known length");
   if (mPlayer_) {
     mPlayer_->prepareToPlay();
     mPlayer_->play();
@@ -74,8 +76,9 @@ void KWAudioPlayer::playFile(const MusicOfPhoneMode& entry, float volume) {
   progressStart();
 }
 
-void KWAudioPlayer::takePlayer(std::unique_ptr<FilePlayer> player, float volume) {
-  mPlayer_ = std::move(player);
+void KWAudioPlayer::takePlayer(Result<std::unique_ptr<FilePlayer>> opened, float volume) {
+  trackError_ = opened ? std::nullopt : std::optional(opened.error());
+  mPlayer_ = opened ? *std::move(opened) : nullptr;
   if (!mPlayer_) return;
   mPlayer_->setVolume(volume);
   mPlayer_->setMeteringEnabled(true);
@@ -212,8 +215,9 @@ void KWAudioPlayer::audioPlayerDidFinishPlaying_successfully(FilePlayer& /*playe
   finishTrack();
 }
 
-void KWAudioPlayer::audioPlayerDecodeErrorDidOccur_error(FilePlayer& /*player*/, const Error& /*error*/) {
+void KWAudioPlayer::audioPlayerDecodeErrorDidOccur_error(FilePlayer& /*player*/, const Error& error) {
   const auto keep = shared_from_this();
+  trackError_ = error;
   KWNotice::post_Object(kNote, kNoteError);
   didStop();
   mPlayer_.reset();
@@ -226,6 +230,11 @@ void KWAudioPlayer::finishTrack() {
   if (mMode_ != ListOnce || !last) return didNext();
   if (const auto entry = mNowItem()) entry->setIsPlaying(false);
   KWNotice::post_Object(kNote, kNoteFinish);
+}
+
+std::optional<Error> KWAudioPlayer::trackError() const {
+  if (mType_ == Streams) return mNetPlayer_ ? mNetPlayer_->itemError() : std::nullopt;
+  return trackError_;
 }
 
 // ---- all players

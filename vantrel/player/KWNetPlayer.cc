@@ -5,6 +5,7 @@
 #include "vantrel/loop/Clock.h"
 #include "vantrel/loop/MainQueue.h"
 #include "vantrel/net/KWHttp.h"
+#include "vantrel/player/PlayerEvents.h"
 #include "vantrel/player/detail/Format.h"
 #include "vantrel/player/detail/KeepAlive.h"
 #include "vantrel/system/KWAction.h"
@@ -71,18 +72,30 @@ void KWNetPlayer::didPlayUrl(TextArgument url) {
 
 void KWNetPlayer::openItem(const std::optional<std::string>& address) {
   ++opened_;
-  mAvsset_.reset();
-  if (address && !address->empty()) mAvsset_ = KWHttp::encodeURL(*address);
-  const auto& factory = Host::current().streamPlayers;
-  if (mAvsset_ && !mPlayer_ && factory) mPlayer_ = factory->make();
-  if (!mPlayer_) mAvsset_.reset();
-  // Without an item to put in, the earlier one must not play on at the next resume.
-  if (!mAvsset_) releaseAfterReport(std::move(mPlayer_));
+  openError_ = prepareItem(address);
+  if (openError_) {
+    mAvsset_.reset();
+    // Without an item to put in, the earlier one must not play on at the next resume.
+    releaseAfterReport(std::move(mPlayer_));
+  }
   mSongItem_ = mAvsset_;
   if (!mPlayer_) return failItemLater();
   mPlayer_->replaceCurrentItem(*mSongItem_);
   mPlayer_->setAutomaticallyWaitsToMinimizeStalling(false);
 }
+
+/// Sets the encoded address and the stream player; why there is none of the two otherwise.
+std::optional<Error> KWNetPlayer::prepareItem(const std::optional<std::string>& address) {
+  using namespace player;
+  if (!address || address->empty()) return Error::saying(kErrorDomain, NothingToOpen, "has no address");
+  mAvsset_ = KWHttp::encodeURL(*address);
+  const auto& factory = Host::current().streamPlayers;
+  if (!mPlayer_ && factory) mPlayer_ = factory->make();
+  if (!mPlayer_) return Error::saying(kErrorDomain, HostCannotPlay, "this program plays no streams");
+  return std::nullopt;
+}
+
+std::optional<Error> KWNetPlayer::itemError() const { return mPlayer_ ? mPlayer_->itemError() : openError_; }
 
 void KWNetPlayer::failItemLater() {
   MainQueue::post([weak = weak_from_this(), opened = opened_] {

@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "vantrel/base/Date.h"
+#include "vantrel/base/Error.h"
 #include "vantrel/base/Export.h"
 #include "vantrel/base/TextArgument.h"
 #include "vantrel/base/ValueTree.h"
@@ -73,6 +74,10 @@ class VANTREL_EXPORT KWNetPlayer : public std::enable_shared_from_this<KWNetPlay
   /// An absent or empty address, or a host without stream players, counts as an item that has failed: nothing
   /// is opened, and `Paused` is reported by the main run loop's next turn.
   void didPlayUrl(TextArgument url);
+
+  /// Why the current item has failed, or why there is none; absent when it has not failed and before the
+  /// first address.
+  std::optional<Error> itemError() const;
 
   /// Plays on; reports `Playing`.
   void didContinue();
@@ -149,6 +154,7 @@ class VANTREL_EXPORT KWNetPlayer : public std::enable_shared_from_this<KWNetPlay
  private:
   KWNetPlayer() = default;
   void openItem(const std::optional<std::string>& address);
+  std::optional<Error> prepareItem(const std::optional<std::string>& address);
   void installObservers();
   void failItemLater();
   void itemStatusChanged();
@@ -171,6 +177,7 @@ class VANTREL_EXPORT KWNetPlayer : public std::enable_shared_from_this<KWNetPlay
   float time_play_ = 0;
   std::shared_ptr<StreamPlayer> mPlayer_;
   std::optional<std::string> mSongItem_;
+  std::optional<Error> openError_;  // there is no item
   KWNetPlayerDelegate* delegate_ = nullptr;
   std::uint64_t status_ = 0;
   std::uint64_t opened_ = 0;  // counts addresses, so that a late failure of an earlier one is known

@@ -76,4 +76,12 @@ enum SourceType : std::uint64_t {
   NoSource = 3,  ///< of `currentType` only: nothing has played yet
 };
 
+/// Errors that the players themselves tell, in the domain `kErrorDomain`.
+inline constexpr const char* kErrorDomain = "vantrel.player";
+enum ErrorCode : std::int64_t {
+  NothingToOpen = 1,   ///< the entry has no path or no address
+  HostCannotPlay = 2,  ///< the host has no players for files or for streams
+  NoLength = 3,        ///< the track can be opened, but its length is not known: it is passed over
+};
+
 }  // namespace vantrel::player

@@ -6,15 +6,21 @@
 
 namespace vantrel::backends {
 
-std::unique_ptr<FilePlayer> GStreamerFilePlayers::openUrl(const std::string& url) {
-  const auto path = gstreamer::detail::pathOfUrl(url);
-  return path ? openFile(*path) : nullptr;
+using gstreamer::detail::Player;
+using gstreamer::detail::Source;
+
+Result<std::unique_ptr<FilePlayer>> GStreamerFilePlayers::openUrl(const std::string& url) {
+  const Result<std::string> path = gstreamer::detail::pathOfUrl(url);
+  if (!path) return path.error();
+  return openFile(*path);
 }
 
-std::unique_ptr<FilePlayer> GStreamerFilePlayers::openFile(const std::string& path) {
-  auto source = gstreamer::detail::Source::open(path);
-  if (!source || !gstreamer::detail::startGStreamer()) return nullptr;
-  return gstreamer::detail::Player::open(std::move(source));
+Result<std::unique_ptr<FilePlayer>> GStreamerFilePlayers::openFile(const std::string& path) {
+  const Result<std::shared_ptr<const Source>> source = Source::open(path);
+  if (!source) return source.error();
+  const Result<void>& started = gstreamer::detail::startGStreamer();
+  if (!started) return started.error();
+  return Player::open(*source);
 }
 
 }  // namespace vantrel::backends

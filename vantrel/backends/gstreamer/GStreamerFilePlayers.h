@@ -1,6 +1,11 @@
 #pragma once
 
+#include <cstdint>
+#include <memory>
+#include <string>
+
 #include "vantrel/base/Export.h"
+#include "vantrel/base/Result.h"
 #include "vantrel/host/seams/FilePlayer.h"
 
 namespace vantrel::backends {
@@ -9,9 +14,9 @@ namespace vantrel::backends {
 /// installed plug-ins decode. The base and good plug-in sets are needed, the libav one for AAC.
 ///
 /// Opening: regular local files only, so that a FIFO or a device can block nobody. The file is decoded up to
-/// its first sound, for at most 3 seconds; null for what is missing, empty, no audio, or takes longer. Of a
-/// row of frames without an index (AAC in ADTS, MP3 of some encoders) at most 32 MiB are counted; the length
-/// of a longer one is an estimate, which grows when the track turns out to be longer.
+/// its first sound, for at most 3 seconds; what is missing, empty, no audio, or takes longer gives the
+/// reason. Of a row of frames without an index (AAC in ADTS, MP3 of some encoders) at most 32 MiB are
+/// counted; the length of a longer one is an estimate, which grows when the track turns out to be longer.
 ///
 /// Reading: in pieces, as they are needed, on threads of its own; a track takes the same memory whatever its
 /// length. The file stays open as long as the player lives, so renaming or deleting it changes nothing. A
@@ -25,8 +30,11 @@ namespace vantrel::backends {
 ///
 /// Position and length: at the end of the track the position goes back to 0. `successfully` is false when the
 /// end came more than 0.25 s plus 2 % of a known length too early, as in a file that was cut off before. A
-/// track that stands still for 10 seconds while it should play ends with a decode error of the domain
-/// "vantrel.gstreamer", code 1; other decode errors carry GStreamer's own domain and code.
+/// track that stands still for 10 seconds while it should play ends with a decode error (`StoodStill`).
+///
+/// Errors have a text for people that reads well behind the name of the file ("no audio in it"). Those that
+/// the system tells are the system's; those that GStreamer tells carry its domain and code; the others have
+/// `kErrorDomain` and an `ErrorCode`.
 ///
 /// Levels: the root mean square of each channel over 50 ms, before this player's own volume; a sine at full
 /// scale reads -3.01. -160 while nothing plays.
@@ -38,8 +46,18 @@ namespace vantrel::backends {
 /// takes about a third of a second the first time a user ever runs it.
 class VANTREL_EXPORT GStreamerFilePlayers : public FilePlayerFactory {
  public:
-  std::unique_ptr<FilePlayer> openUrl(const std::string& url) override;
-  std::unique_ptr<FilePlayer> openFile(const std::string& path) override;
+  static constexpr const char* kErrorDomain = "vantrel.gstreamer";
+  enum ErrorCode : std::int64_t {
+    StoodStill = 1,     ///< sound stopped in the middle of a track, and stayed away for 10 seconds
+    TookTooLong = 2,    ///< no sound within 3 seconds of opening
+    NoAudio = 3,        ///< an empty file, a text, a film without sound, no known format
+    NotAFile = 4,       ///< a pipe, a device, the address of something that is no local file
+    PluginMissing = 5,  ///< a decoder or another part of GStreamer is not installed
+    Refused = 6,        ///< by GStreamer, which does not say why
+  };
+
+  Result<std::unique_ptr<FilePlayer>> openUrl(const std::string& url) override;
+  Result<std::unique_ptr<FilePlayer>> openFile(const std::string& path) override;
 };
 
 }  // namespace vantrel::backends

@@ -1,11 +1,13 @@
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
 
 #include "vantrel/base/Error.h"
 #include "vantrel/base/Export.h"
+#include "vantrel/base/Result.h"
 
 namespace vantrel {
 
@@ -71,19 +73,21 @@ class VANTREL_EXPORT FilePlayer {
   virtual void setObserver(FilePlayerObserver observer) = 0;
 };
 
-/// Opens audio files. Null when the file is missing, is no regular file or holds no audio
-/// that can be decoded, and for an address or a path with a NUL byte.
+/// Opens audio files. What cannot be opened gives the reason, with a text for people: the file is missing or
+/// is no regular file, the system refuses to read it, it holds no audio, or nothing here decodes that audio.
+/// The player of a result is never null.
 /// Opening reads enough to know channels and length; it returns within a few seconds whatever the source.
+/// Threads: the main thread only.
 class VANTREL_EXPORT FilePlayerFactory {
  public:
   virtual ~FilePlayerFactory() = default;
 
   /// `url` is an address ("file:///music/a.ogg") or a plain absolute path.
-  virtual std::unique_ptr<FilePlayer> openUrl(const std::string& url) = 0;
+  virtual Result<std::unique_ptr<FilePlayer>> openUrl(const std::string& url) = 0;
 
   /// `path` is a path as the system takes it, absolute or relative to the working folder. The player reads
   /// the file as it was named at this moment, also when it is renamed or deleted later.
-  virtual std::unique_ptr<FilePlayer> openFile(const std::string& path) = 0;
+  virtual Result<std::unique_ptr<FilePlayer>> openFile(const std::string& path) = 0;
 };
 
 }  // namespace vantrel

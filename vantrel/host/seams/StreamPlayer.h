@@ -3,10 +3,12 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "vantrel/base/Error.h"
 #include "vantrel/base/Export.h"
 
 namespace vantrel {
@@ -59,6 +61,10 @@ class VANTREL_EXPORT StreamPlayer {
 
   /// Of the current item.
   virtual ItemStatus itemStatus() const = 0;
+
+  /// Why the item has failed, with a text for people ("no such host"); absent when it has not.
+  virtual std::optional<Error> itemError() const = 0;
+
   virtual MediaTime itemDuration() const = 0;
   virtual std::vector<LoadedTimeRange> loadedTimeRanges() const = 0;
   virtual double currentTime() const = 0;
@@ -71,10 +77,12 @@ class VANTREL_EXPORT StreamPlayer {
   virtual void setPeriodicTimeObserver(double interval, std::function<void(double seconds)> tick) = 0;
 };
 
-/// Makes stream players.
+/// Makes stream players. Threads: the main thread only.
 class VANTREL_EXPORT StreamPlayerFactory {
  public:
   virtual ~StreamPlayerFactory() = default;
+
+  /// A player without an item; null when there can be none.
   virtual std::unique_ptr<StreamPlayer> make() = 0;
 };
 

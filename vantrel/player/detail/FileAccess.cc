@@ -9,6 +9,19 @@
 #include "vantrel/player/detail/Format.h"
 
 namespace vantrel::player::detail {
+namespace {
+
+Opened open(const std::optional<std::string>& source, Opened (FilePlayerFactory::*with)(const std::string&)) {
+  if (!source) return Error::saying(kErrorDomain, NothingToOpen, "has no path or address");
+  const auto& players = Host::current().filePlayers;
+  if (!players) return Error::saying(kErrorDomain, HostCannotPlay, "this program plays no files");
+  auto opened = ((*players).*with)(*source);
+  // Some hosts may know no reason.
+  if (opened && !*opened) return Error::saying(kErrorDomain, HostCannotPlay, "cannot be opened");
+  return opened;
+}
+
+}  // namespace
 
 std::string lastPathComponent(std::string_view path) {
   const auto last = path.find_last_not_of('/');
@@ -17,15 +30,9 @@ std::string lastPathComponent(std::string_view path) {
   return std::string(path.substr(path.rfind('/') + 1));
 }
 
-std::unique_ptr<FilePlayer> openUrl(const std::optional<std::string>& url) {
-  const auto& players = Host::current().filePlayers;
-  return players && url ? players->openUrl(*url) : nullptr;
-}
+Opened openUrl(const std::optional<std::string>& url) { return open(url, &FilePlayerFactory::openUrl); }
 
-std::unique_ptr<FilePlayer> openFile(const std::optional<std::string>& path) {
-  const auto& players = Host::current().filePlayers;
-  return players && path ? players->openFile(*path) : nullptr;
-}
+Opened openFile(const std::optional<std::string>& path) { return open(path, &FilePlayerFactory::openFile); }
 
 std::uint64_t readableSize(const std::optional<std::string>& path) {
   const Result<Descriptor> file = files::openToRead(path.value_or(""));
@@ -34,8 +41,7 @@ std::uint64_t readableSize(const std::optional<std::string>& path) {
   return static_cast<std::uint64_t>(status.st_size);
 }
 
-std::unique_ptr<FilePlayer> openEntry(const MusicOfPhoneMode& entry, std::uint64_t sourceType,
-                                      SizeLine line) {
+Opened openEntry(const MusicOfPhoneMode& entry, std::uint64_t sourceType, SizeLine line) {
   if (sourceType == Library) return openUrl(entry.mItem() ? entry.mItem()->assetUrl : std::nullopt);
   if (line == SizeLine::Log) {
     const std::string name = entry.mPath() ? lastPathComponent(*entry.mPath()) : "(null)";
@@ -44,8 +50,6 @@ std::unique_ptr<FilePlayer> openEntry(const MusicOfPhoneMode& entry, std::uint64
   return openFile(entry.mPath());
 }
 
-std::uint32_t wholeDuration(const std::unique_ptr<FilePlayer>& player) {
-  return player ? truncated(player->duration()) : 0;
-}
+std::uint32_t wholeDuration(const Opened& player) { return player ? truncated((*player)->duration()) : 0; }
 
 }  // namespace vantrel::player::detail

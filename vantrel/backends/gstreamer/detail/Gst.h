@@ -3,8 +3,13 @@
 #include <gst/gst.h>
 
 #include <memory>
+#include <string_view>
 
-/// Owners for GStreamer's reference-counted things, and its start.
+#include "vantrel/backends/gstreamer/GStreamerFilePlayers.h"
+#include "vantrel/base/Error.h"
+#include "vantrel/base/Result.h"
+
+/// Owners for GStreamer's reference-counted things, its start, and its errors.
 namespace vantrel::backends::gstreamer::detail {
 
 struct Unref {
@@ -18,9 +23,15 @@ struct Unref {
 template <typename T>
 using Owned = std::unique_ptr<T, Unref>;
 
-/// Starts GStreamer when that has not happened yet. False, and a line in the log, when it cannot be started.
+/// An error of the back end's own.
+Error ownError(GStreamerFilePlayers::ErrorCode code, std::string_view description);
+
+/// GStreamer's error, with its domain and code and a text that fits behind the name of a file.
+Error errorOf(const GError& error);
+
+/// Starts GStreamer when that has not happened yet. When it cannot be started, the reason is in the log too.
 /// Threads: any.
-bool startGStreamer();
+const Result<void>& startGStreamer();
 
 /// Changes the state of `element`. The threads that this starts, here or in a sound library, keep their
 /// signals blocked. Threads: any.

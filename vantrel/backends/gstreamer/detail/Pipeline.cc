@@ -15,10 +15,13 @@ using namespace std::chrono_literals;
 
 constexpr int kPlayAudioOnly = 0x2;
 constexpr guint64 kLevelInterval = 50 * GST_MSECOND;
-constexpr Pipeline::Time kLongestPreroll = 3s;
 
 /// Closer to the end than this, a fresh end of stream may follow a seek at once.
 constexpr Pipeline::Time kAtTheEnd = 200ms;
+
+Error missingElement(const std::string& name) {
+  return ownError(GStreamerFilePlayers::PluginMissing, "GStreamer's element " + name + " is missing");
+}
 
 bool addAll(GstElement* bin, std::initializer_list<GstElement*> elements) {
   for (GstElement* element : elements) gst_bin_add(GST_BIN(bin), element);
@@ -32,13 +35,9 @@ bool addGhost(GstElement* bin, const char* name, GstElement* target) {
   return pad && gst_element_add_pad(bin, gst_ghost_pad_new(name, pad.get()));
 }
 
-Error errorOf(GstMessage* message) {
-  GError* error = nullptr;
-  gst_message_parse_error(message, &error, nullptr);
-  const Owned<GError> owned(error);
-  Error result{g_quark_to_string(error->domain), error->code};
-  result.info = ValueTree::dictionary({{"description", ValueTree(std::string(error->message))}});
-  return result;
+bool tellsMissing(GstMessage* message) {
+  const GstStructure* structure = gst_message_get_structure(message);
+  return structure && gst_structure_has_name(structure, "missing-plugin");
 }
 
 std::vector<float> decibelsOf(const GstStructure* structure) {
@@ -55,7 +54,8 @@ std::vector<float> decibelsOf(const GstStructure* structure) {
 
 Pipeline::Pipeline(std::shared_ptr<const Source> source, std::function<void(const End&)> onEnd)
     : source_(std::move(source)), onEnd_(std::move(onEnd)) {
-  if (!build()) playbin_.reset();
+  built_ = build();
+  if (!built_) playbin_.reset();
 }
 
 Pipeline::~Pipeline() {
@@ -64,18 +64,23 @@ Pipeline::~Pipeline() {
   gst_bus_set_sync_handler(bus_.get(), nullptr, nullptr, nullptr);
 }
 
-bool Pipeline::build() {
+Result<void> Pipeline::build() {
   playbin_ = makeElement("playbin");
   // Decoders deliver formats that the other two do not take, such as 24 bits.
   const auto convert = makeElement("audioconvert");
   level_ = makeElement("level");
   volume_ = makeElement("volume");
-  if (!playbin_ || !convert || !level_ || !volume_) return false;
+  const std::pair<const char*, GstElement*> needed[] = {{"playbin", playbin_.get()},
+                                                        {"audioconvert", convert.get()},
+                                                        {"level", level_.get()},
+                                                        {"volume", volume_.get()}};
+  for (const auto& [name, element] : needed)
+    if (!element) return missingElement(name);
 
   filter_.reset(GST_ELEMENT(gst_object_ref_sink(gst_bin_new(nullptr))));
   if (!addAll(filter_.get(), {convert.get(), level_.get(), volume_.get()}) ||
       !addGhost(filter_.get(), "sink", convert.get()) || !addGhost(filter_.get(), "src", volume_.get()))
-    return false;
+    return ownError(GStreamerFilePlayers::PluginMissing, "GStreamer's elements do not fit together");
 
   const Owned<GstPad> entry(gst_element_get_static_pad(convert.get(), "sink"));
   gst_pad_add_probe(entry.get(), GST_PAD_PROBE_TYPE_BUFFER, onSound, this, nullptr);
@@ -87,7 +92,7 @@ bool Pipeline::build() {
   g_signal_connect(playbin_.get(), "source-setup", G_CALLBACK(onSourceSetup), this);
   bus_.reset(gst_element_get_bus(playbin_.get()));
   gst_bus_set_sync_handler(bus_.get(), onMessage, this, nullptr);
-  return true;
+  return {};
 }
 
 GstPadProbeReturn Pipeline::onSound(GstPad* pad, GstPadProbeInfo* info, gpointer self) noexcept {
@@ -129,6 +134,7 @@ GstBusSyncReply Pipeline::onMessage(GstBus*, GstMessage* message, gpointer self)
       break;
     case GST_MESSAGE_ELEMENT:
       pipeline->takeLevels(message);
+      wanted = pipeline->prerolling_ && tellsMissing(message);
       break;
     default:
       break;
@@ -156,52 +162,6 @@ void Pipeline::takeLevels(GstMessage* message) noexcept {
 void Pipeline::useSink(Owned<GstElement> sink) {
   sink_ = std::move(sink);
   g_object_set(playbin_.get(), "audio-sink", sink_.get(), nullptr);
-}
-
-std::optional<Pipeline::End> Pipeline::load(Time position) {
-  try {
-    auto failure = preroll(position);
-    if (failure) {
-      unload();
-    } else {
-      watchBus();
-    }
-    return failure;
-  } catch (const std::bad_alloc&) {
-    unload();
-    throw;
-  }
-}
-
-std::optional<Pipeline::End> Pipeline::preroll(Time position) {
-  levels_.clear();
-  prerolling_ = true;
-  decodedUpTo_ = -1;
-  feed_ = std::make_unique<FileFeed>(source_);
-  // Set for each load: one that failed has used up what stood there.
-  g_object_set(playbin_.get(), "uri", "appsrc://", nullptr);
-  const auto change = changeState(playbin_.get(), GST_STATE_PAUSED);
-  // A change that failed at once has already said why, if it ever will.
-  auto failure = waitForAnswer(change == GST_STATE_CHANGE_FAILURE ? Time::zero() : kLongestPreroll);
-  if (!failure && position > Time::zero() && seek(position)) failure = waitForAnswer(kLongestPreroll);
-  prerolling_ = false;
-  return failure;
-}
-
-void Pipeline::watchBus() {
-  GPollFD descriptor{};
-  gst_bus_get_pollfd(bus_.get(), &descriptor);
-  if (RunLoop::main().watch(descriptor.fd, RunLoop::Interest::Read, [this] { drainBus(); }))
-    watched_ = descriptor.fd;
-}
-
-std::optional<Pipeline::End> Pipeline::waitForAnswer(Time limit) {
-  constexpr auto kTypes = static_cast<GstMessageType>(GST_MESSAGE_ERROR | GST_MESSAGE_ASYNC_DONE);
-  const Owned<GstMessage> message(
-      gst_bus_timed_pop_filtered(bus_.get(), static_cast<GstClockTime>(limit.count()), kTypes));
-  if (!message) return End{Error{"vantrel.gstreamer", 2}};
-  if (GST_MESSAGE_TYPE(message.get()) == GST_MESSAGE_ERROR) return endOf(message.get());
-  return std::nullopt;
 }
 
 void Pipeline::unload() {
@@ -290,7 +250,10 @@ Pipeline::End Pipeline::endOf(GstMessage* message) const {
   if (GST_MESSAGE_TYPE(message) != GST_MESSAGE_ERROR) return {};
   GstObject* origin = GST_MESSAGE_SRC(message);
   const bool inSink = sink_ && origin && gst_object_has_as_ancestor(origin, GST_OBJECT(sink_.get()));
-  return {errorOf(message), inSink || origin == GST_OBJECT(sink_.get())};
+  GError* error = nullptr;
+  gst_message_parse_error(message, &error, nullptr);
+  const Owned<GError> owned(error);
+  return {missing_ && !inSink ? whyNoSound() : errorOf(*error), inSink || origin == GST_OBJECT(sink_.get())};
 }
 
 }  // namespace vantrel::backends::gstreamer::detail

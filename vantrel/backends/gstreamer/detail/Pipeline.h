@@ -5,12 +5,14 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <string>
 
 #include "vantrel/backends/gstreamer/detail/FileFeed.h"
 #include "vantrel/backends/gstreamer/detail/Gst.h"
 #include "vantrel/backends/gstreamer/detail/Levels.h"
 #include "vantrel/backends/gstreamer/detail/Source.h"
 #include "vantrel/base/Error.h"
+#include "vantrel/base/Result.h"
 
 namespace vantrel::backends::gstreamer::detail {
 
@@ -36,13 +38,14 @@ class Pipeline {
   Pipeline(const Pipeline&) = delete;
   Pipeline& operator=(const Pipeline&) = delete;
 
-  /// False when a needed plug-in is missing.
-  bool valid() const { return playbin_ != nullptr; }
+  /// Fails when a needed plug-in is missing; then nothing below may be called.
+  const Result<void>& built() const { return built_; }
 
   /// Takes another sink; not while loaded.
   void useSink(Owned<GstElement> sink);
 
-  /// Decodes up to the sound at `position` and pauses there. None when that worked.
+  /// Decodes up to the sound at `position` and pauses there. None when that worked, else an end with an
+  /// error.
   std::optional<End> load(Time position);
 
   /// Gives back threads, files and the sound device. Reports not yet delivered are dropped.
@@ -64,6 +67,9 @@ class Pipeline {
 
   void setVolume(double volume);
 
+  /// Why a load that worked has found nothing to hear.
+  Error whyNoSound() const;
+
   /// How far into the track sound was decoded; negative when there was none since the load.
   Time decodedUpTo() const { return Time(decodedUpTo_.load()); }
 
@@ -75,12 +81,13 @@ class Pipeline {
   static GstPadProbeReturn onSound(GstPad* pad, GstPadProbeInfo* info, gpointer self) noexcept;
   static void onSourceSetup(GstElement*, GstElement* source, gpointer self) noexcept;
 
-  bool build();
+  Result<void> build();
   std::optional<End> preroll(Time position);
   void watchBus();
-  /// What a change of state came to; none when it worked.
+  /// What a change of state came to; none when it worked, else an end with an error.
   std::optional<End> waitForAnswer(Time limit);
   void takeLevels(GstMessage* message) noexcept;
+  void noteMissing(GstMessage* message);
   void drainBus();
   void dropStaleEnds(std::uint32_t seekNumber);
   End endOf(GstMessage* message) const;
@@ -98,6 +105,8 @@ class Pipeline {
   Owned<GstElement> level_;
   Owned<GstElement> volume_;
   Owned<GstBus> bus_;
+  Result<void> built_;
+  std::optional<std::string> missing_;  // of the last load: the decoder that it wanted
   int watched_ = -1;
 };
 

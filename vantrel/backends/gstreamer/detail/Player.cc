@@ -21,14 +21,15 @@ double secondsOf(Pipeline::Time time) { return std::chrono::duration<double>(tim
 
 }  // namespace
 
-std::unique_ptr<Player> Player::open(std::shared_ptr<const Source> source) {
+Result<std::unique_ptr<FilePlayer>> Player::open(std::shared_ptr<const Source> source) {
   std::unique_ptr<Player> player(new Player(std::move(source)));
-  if (!player->pipeline_.valid()) return nullptr;
+  if (!player->pipeline_.built()) return player->pipeline_.built().error();
   player->pipeline_.useSink(makeDeviceSink());
-  if (player->load()) return nullptr;
-  if (player->channels_ == 0 || player->pipeline_.decodedUpTo() < Time::zero()) return nullptr;
+  if (auto failure = player->load()) return *failure->error;
+  if (player->channels_ == 0 || player->pipeline_.decodedUpTo() < Time::zero())
+    return player->pipeline_.whyNoSound();
   if (player->length_ == Time::zero()) player->countLength();
-  return player;
+  return std::unique_ptr<FilePlayer>(std::move(player));
 }
 
 Player::Player(std::shared_ptr<const Source> source)
@@ -158,7 +159,7 @@ void Player::checkForStall() {
   standingStill_ = now == lastHeard_ ? standingStill_ + 1 : 0;
   lastHeard_ = now;
   if (standingStill_ < kStallChecks) return guardAgainstStall();
-  fail(Error{"vantrel.gstreamer", 1});
+  fail(ownError(GStreamerFilePlayers::StoodStill, "stood still for 10 seconds"));
 }
 
 void Player::onEnd(const Pipeline::End& end) {

@@ -12,8 +12,8 @@ namespace vantrel::backends::gstreamer::detail {
 /// needs it after a stop or an end.
 class Player final : public FilePlayer {
  public:
-  /// Null when `source` holds no audio that can be decoded.
-  static std::unique_ptr<Player> open(std::shared_ptr<const Source> source);
+  /// Fails when `source` holds no audio that can be decoded.
+  static Result<std::unique_ptr<FilePlayer>> open(std::shared_ptr<const Source> source);
   ~Player() override;
 
   bool prepareToPlay() override;

@@ -7,6 +7,9 @@
 #include <span>
 #include <string>
 
+#include "vantrel/base/Result.h"
+#include "vantrel/base/io/Descriptor.h"
+
 /// Where a track's bytes come from.
 namespace vantrel::backends::gstreamer::detail {
 
@@ -15,11 +18,8 @@ namespace vantrel::backends::gstreamer::detail {
 /// Threads: any.
 class Source {
  public:
-  /// Null unless `path` names a regular file that can be read and is not empty.
-  static std::shared_ptr<const Source> open(const std::string& path);
-  ~Source();
-  Source(const Source&) = delete;
-  Source& operator=(const Source&) = delete;
+  /// Fails unless `path` names a regular file that can be read and is not empty.
+  static Result<std::shared_ptr<const Source>> open(const std::string& path);
 
   /// Bytes in the file when it was opened.
   std::uint64_t size() const { return size_; }
@@ -32,13 +32,13 @@ class Source {
   std::optional<std::size_t> read(std::uint64_t offset, std::span<std::uint8_t> into) const;
 
  private:
-  Source() = default;
+  Source(Descriptor file, std::uint64_t size) : file_(std::move(file)), size_(size) {}
 
-  int file_ = -1;
-  std::uint64_t size_ = 0;
+  const Descriptor file_;
+  const std::uint64_t size_;
 };
 
-/// The path that `url`, a file address or an absolute path, stands for; none for anything else.
-std::optional<std::string> pathOfUrl(const std::string& url);
+/// The path that `url`, a file address or an absolute path, stands for; fails for anything else.
+Result<std::string> pathOfUrl(const std::string& url);
 
 }  // namespace vantrel::backends::gstreamer::detail
