@@ -87,6 +87,10 @@ void PlaySession::start(const vantrel::MusicList& list) {
     from.progress = 0;
   }
   player_ = KWAudioPlayer::sharedMeByPaths(list);
+  player_->setOnListEnded([this] {
+    listEnded_ = true;
+    end();
+  });
   player_->setMMode(options_.mode.value_or(from.mode));
   player_->didPlay(from.index);
   // A track that was heard to its end starts over.
@@ -103,6 +107,7 @@ void PlaySession::finish() {
   ended_ = true;
   if (hasPosition && player_->mState() != player::Stopped) player_->progressShow();
   player_->didStop();
+  player_->setOnListEnded({});
   KWAudioPlayer::savePlayIndex();
   // Where nothing played because the files were out of reach, the place stays where it was.
   rememberListEnd(listEnded_ && (anythingPlayed_ || isThere(*player_)));
@@ -132,8 +137,7 @@ void PlaySession::onEvent(const vantrel::Notification& event) {
   if (player_ == nullptr || ended_) return;
   const auto note = event.object != nullptr ? event.object->asString() : std::nullopt;
   if (event.name == player::kUpdate) noteEntryStarted();
-  if (event.name == player::kNote && note == player::kNoteError) noteDecodeError();
-  if (event.name == player::kNote && note == player::kNoteFinish) endList();
+  if (event.name == player::kNote && note == player::kNoteError) noteFailure();
   followState();
 }
 
@@ -152,31 +156,15 @@ void PlaySession::printEvent(const vantrel::Notification& event) {
   if (!writeLine(line) || !flushOutput()) loseOutput();
 }
 
-/// A track that cannot be opened counts as started, and the player passes over it a second later, from the
-/// last entry on to the first: where a list ends is for the program to see.
 void PlaySession::noteEntryStarted() {
-  if (entryOpened_) {
-    anythingPlayed_ = true;
-    unplayable_.clear();
-  }
-  entryOpened_ = isOpen();
-  if (!entryOpened_) noteUnplayable();
+  anythingPlayed_ = anythingPlayed_ || entryOpened_;
+  entryOpened_ = true;
+  if (player_->trackError()) noteFailure();
 }
 
-void PlaySession::noteDecodeError() {
-  if (entryOpened_) noteUnplayable();
+void PlaySession::noteFailure() {
   entryOpened_ = false;
-}
-
-void PlaySession::endList() {
-  listEnded_ = true;
-  end();
-}
-
-void PlaySession::noteUnplayable() {
   if (const auto error = player_->trackError()) tell(titleOf(*player_) + ": " + error->description());
-  unplayable_.insert(player_->play_index());
-  if (static_cast<std::int64_t>(unplayable_.size()) >= player_->sonyCount() || atEndOfListOnce()) endList();
 }
 
 void PlaySession::onKey(char key) {
@@ -249,10 +237,6 @@ void PlaySession::stopAsJob(int signal) {
 }
 
 bool PlaySession::isOpen() const { return player_->mPlayer() != nullptr && !player_->trackError(); }
-
-bool PlaySession::atEndOfListOnce() const {
-  return player_->mMode() == player::ListOnce && player_->play_index() + 1 >= player_->sonyCount();
-}
 
 void PlaySession::enterTerminal() {
   keys_.enter();

@@ -3,7 +3,6 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
-#include <set>
 
 #include "apps/vantrel/LiveLine.h"
 #include "apps/vantrel/Terminal.h"
@@ -43,9 +42,7 @@ class PlaySession {
   void onEvent(const vantrel::Notification& event);
   void printEvent(const vantrel::Notification& event);
   void noteEntryStarted();
-  void noteDecodeError();
-  void endList();
-  void noteUnplayable();
+  void noteFailure();
 
   void onKey(char key);
   void onSignal(int signal);
@@ -53,7 +50,6 @@ class PlaySession {
   void changeVolume(float by);
 
   bool isOpen() const;
-  bool atEndOfListOnce() const;
   void enterTerminal();
   void leaveTerminal();
   void followState();
@@ -72,8 +68,7 @@ class PlaySession {
   bool listEnded_ = false;  // by itself, so that nothing is left to go on with
   bool outputLost_ = false;
   bool anythingPlayed_ = false;
-  bool entryOpened_ = false;           // the current entry could be opened
-  std::set<std::int64_t> unplayable_;  // entries passed over since one last played
+  bool entryOpened_ = false;  // the current entry could be opened, and decoded so far
   int endedBySignal_ = 0;
 };
 

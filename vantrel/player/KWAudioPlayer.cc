@@ -160,6 +160,7 @@ void KWAudioPlayer::setMNetPlayer(std::shared_ptr<KWNetPlayer> player) {
 // ---- lists
 
 void KWAudioPlayer::setMList(std::optional<MusicList> list) {
+  unplayable_.clear();
   if (list) list = withoutNull(std::move(*list));
   mList_ = std::move(list);
 }
@@ -179,6 +180,7 @@ void KWAudioPlayer::adoptLibrary(MusicList list) {
 
 void KWAudioPlayer::restartShuffle() {
   sonyCount_ = static_cast<std::int64_t>(listCount());
+  unplayable_.clear();
   mRandomList_.clear();
   newRandomList();
   newRandomIndex(0);

@@ -1,8 +1,10 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -42,6 +44,12 @@ struct RemoteEvent {
 ///
 /// Everything that happens is told on the notification bus; `PlayerEvents.h` names the events and what they
 /// carry, the play modes, states and source types.
+///
+///   const auto music = KWAudioPlayer::sharedMeByPaths(MusicOfPhoneMode::listOf(files));
+///   music->setMMode(player::ListOnce);
+///   music->setOnListEnded([] { RunLoop::main().stop(); });
+///   music->didPlay(0);
+///   RunLoop::main().run();
 ///
 /// A track that cannot be opened counts as started, and `trackError` tells why it could not be; the progress
 /// timer passes over it a second later at the latest.
@@ -149,12 +157,22 @@ class VANTREL_EXPORT KWAudioPlayer : public std::enable_shared_from_this<KWAudio
   /// The remembered play state: `player::Stopped` at first.
   static std::uint64_t didLastState();
 
-  // ---- what cannot be played
+  // ---- what cannot be played, and the end of a list
 
   /// Why the current entry cannot be played: it could not be opened, its length is not known, or it could not
   /// be decoded to its end. Absent when it can be played, and before anything was opened. Observers of
   /// "KW_UPDATE" and "KW_ERROR" find the reason for the entry that the event is about.
   std::optional<Error> trackError() const;
+
+  /// A function that the main loop's next turn calls when the list is over:
+  ///   - list once has played its last entry to the end ("KW_FINISH");
+  ///   - the last entry of list once cannot be played;
+  ///   - no entry can be played, in any mode: all have been tried, one after the other.
+  /// By then the player has stopped. In the last two cases it does so only because there is a function to
+  /// call; without one it goes on as said at `mMode`. For streams there is only the first case. Not called
+  /// when another entry has been started meanwhile.
+  /// The function must not outlive what it captures; an empty one takes it back.
+  void setOnListEnded(std::function<void()> ended) { onListEnded_ = std::move(ended); }
 
   // ---- persistence, in the settings as texts
 
@@ -272,7 +290,7 @@ class VANTREL_EXPORT KWAudioPlayer : public std::enable_shared_from_this<KWAudio
   /// The play mode, a `player::PlayMode`: what follows when a track has ended, and where `didNext` and
   /// `didBefore` go. List once ends after its last entry, with "KW_FINISH". A last entry that cannot be
   /// opened or decoded does not end it: it is passed over like any other, and the list begins again with its
-  /// first entry. Setting the mode also stores it under
+  /// first entry, unless `setOnListEnded` was given a function. Setting the mode also stores it under
   /// "KW_AUDIO_PLAYMODE".
   std::uint64_t mMode() const { return mMode_; }
   void setMMode(std::uint64_t mode);
@@ -300,6 +318,9 @@ class VANTREL_EXPORT KWAudioPlayer : public std::enable_shared_from_this<KWAudio
   void takePlayer(Result<std::unique_ptr<FilePlayer>> opened, float volume);
   void setCurrentPlaying(bool playing);
   void finishTrack();
+  bool atEndOfListOnce() const;
+  bool endsWithFailure();
+  void tellListEnded(std::uint64_t started) const;
   void restore(std::int64_t index, std::uint64_t mode, float progress);
 
   FilePlayerObserver fileObserver();
@@ -320,8 +341,11 @@ class VANTREL_EXPORT KWAudioPlayer : public std::enable_shared_from_this<KWAudio
   std::uint64_t mState_ = 0;
   std::uint64_t mType_ = 0;
   KWNetPlayerDelegate netDelegate_;
-  std::optional<Error> trackError_;  // of the file that was opened last
-  bool ticking_ = false;             // the progress timer is firing, and nothing has suspended it since
+  std::optional<Error> trackError_;    // of the file that was opened last
+  std::set<std::int64_t> unplayable_;  // entries that failed since one last played
+  std::function<void()> onListEnded_;
+  std::uint64_t started_ = 0;  // counts entries, so that one that an observer starts is known
+  bool ticking_ = false;       // the progress timer is firing, and nothing has suspended it since
 };
 
 }  // namespace vantrel

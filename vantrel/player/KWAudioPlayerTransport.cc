@@ -4,6 +4,7 @@
 #include <limits>
 
 #include "vantrel/base/Log.h"
+#include "vantrel/loop/MainQueue.h"
 #include "vantrel/player/KWAudioPlayer.h"
 #include "vantrel/player/PlayerEvents.h"
 #include "vantrel/player/detail/FileAccess.h"
@@ -36,6 +37,8 @@ void KWAudioPlayer::didPlay(std::int64_t index) {
   const auto count = static_cast<std::int64_t>(listCount());
   if (sonyCount_ == 0 || count == 0) return;
   const auto keep = shared_from_this();
+  const auto started = ++started_;
+  if (!trackError_) unplayable_.clear();
   play_index_ = index < 0 ? count - 1 : index >= count ? 0 : index;
   savePlayIndex();
   newRandomIndex(play_index_);
@@ -53,6 +56,7 @@ void KWAudioPlayer::didPlay(std::int64_t index) {
   }
   setLockScreenNowPlayingInfo();
   KWNotice::post_Object(kUpdate);
+  if (mType_ != Streams && started == started_ && trackError_) endsWithFailure();
 }
 
 void KWAudioPlayer::playStream(const MusicOfPhoneMode& entry, float volume) {
@@ -217,19 +221,50 @@ void KWAudioPlayer::audioPlayerDidFinishPlaying_successfully(FilePlayer& /*playe
 
 void KWAudioPlayer::audioPlayerDecodeErrorDidOccur_error(FilePlayer& /*player*/, const Error& error) {
   const auto keep = shared_from_this();
+  const auto started = started_;
   trackError_ = error;
   KWNotice::post_Object(kNote, kNoteError);
   didStop();
   mPlayer_.reset();
+  if (started == started_ && endsWithFailure()) return;
   didNext();
 }
 
 void KWAudioPlayer::finishTrack() {
   if (mMode_ == RepeatOne) return didRepeat();
-  const bool last = nowIndex() >= static_cast<std::int64_t>(listCount()) - 1;
-  if (mMode_ != ListOnce || !last) return didNext();
+  if (!atEndOfListOnce()) return didNext();
+  const auto keep = shared_from_this();
+  const auto started = started_;
   if (const auto entry = mNowItem()) entry->setIsPlaying(false);
   KWNotice::post_Object(kNote, kNoteFinish);
+  tellListEnded(started);
+}
+
+// ---- the end of a list
+
+bool KWAudioPlayer::atEndOfListOnce() const {
+  return mMode_ == ListOnce && nowIndex() >= static_cast<std::int64_t>(listCount()) - 1;
+}
+
+/// The current entry cannot be played. True when that is the end of the list for whoever asked to be told;
+/// then nothing plays any more.
+bool KWAudioPlayer::endsWithFailure() {
+  unplayable_.insert(play_index_);
+  if (!onListEnded_ || (!atEndOfListOnce() && unplayable_.size() < listCount())) return false;
+  didStop();
+  tellListEnded(started_);
+  return true;
+}
+
+/// From the main loop, where the host may do anything; not when an observer has started another entry since.
+void KWAudioPlayer::tellListEnded(std::uint64_t started) const {
+  if (!onListEnded_) return;
+  MainQueue::post([weak = weak_from_this(), started] {
+    const auto self = weak.lock();
+    if (!self || self->started_ != started) return;
+    // A copy: the function may replace itself.
+    if (const auto ended = self->onListEnded_) ended();
+  });
 }
 
 std::optional<Error> KWAudioPlayer::trackError() const {
