@@ -166,7 +166,7 @@ TEST_F(AudioPlayerPersistence, SurvivesAProcess) {
   KWAudioPlayer::sharedMe()->setMMode(3);
   files_->last().moveTo(50);
   advance(1);
-  resetPlayers();
+  KWAudioPlayer::resetForTests();
   KWAudioPlayer::recoveryMusicInfo();
   const auto player = KWAudioPlayer::currentPlayer();
   EXPECT_EQ(player->mNowItem()->mTitle(), "C");

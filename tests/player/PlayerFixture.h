@@ -21,7 +21,6 @@
 #include "vantrel/loop/ManualClock.h"
 #include "vantrel/loop/RunLoop.h"
 #include "vantrel/player/KWAudioPlayer.h"
-#include "vantrel/player/Testing.h"
 
 namespace vantrel::testing {
 
@@ -35,7 +34,7 @@ class PlayerFixture : public ::testing::Test {
   }
 
   ~PlayerFixture() override {
-    resetPlayers();
+    KWAudioPlayer::resetForTests();
     // Retries and releases that are still waiting belong to this test.
     clock_.advance(loop(), std::chrono::seconds(10));
     EXPECT_TRUE(files_->alive().empty());

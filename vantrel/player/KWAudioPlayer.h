@@ -88,6 +88,11 @@ class VANTREL_EXPORT KWAudioPlayer : public std::enable_shared_from_this<KWAudio
   static std::shared_ptr<KWAudioPlayer> initByPaths(const MusicList& paths);
   static std::shared_ptr<KWAudioPlayer> init_2();
 
+  /// For a host's own tests, whose cases share a process: lets the three shared players go and forgets which
+  /// one played last. Settings stay as they are. A player that somebody else holds lives on, but is shared no
+  /// more. Not from inside a player's event.
+  static void resetForTests();
+
   ~KWAudioPlayer();
   KWAudioPlayer(const KWAudioPlayer&) = delete;
   KWAudioPlayer& operator=(const KWAudioPlayer&) = delete;

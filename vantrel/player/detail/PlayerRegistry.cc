@@ -1,7 +1,6 @@
 #include "vantrel/player/detail/PlayerRegistry.h"
 
 #include "vantrel/base/NeverDestroyed.h"
-#include "vantrel/player/Testing.h"
 
 namespace vantrel {
 
@@ -11,7 +10,7 @@ player::detail::PlayerRegistry& player::detail::PlayerRegistry::shared() {
   return *registry;
 }
 
-void testing::resetPlayers() {
+void KWAudioPlayer::resetForTests() {
   using player::detail::PlayerRegistry;
   PlayerRegistry::shared() = PlayerRegistry{};
 }
