@@ -1,4 +1,5 @@
-/* The ring and the queue from C: a producer thread hands words over, the main thread gathers and prints them. */
+/* The ring and the queue from C: a producer thread hands words over, the main thread gathers and prints them.
+ */
 #include <pthread.h>
 #include <stdio.h>
 #include <string.h>

@@ -15,5 +15,6 @@ int main(int count, char** arguments) {
   for (int i = 1; i < count; ++i) list.append(arguments[i]);
   settings.setObject_forKey(runs, "runs");
   settings.setObject_forKey(list, "arguments");
-  return settings.synchronize() ? 0 : 1;  // without this it is written a moment later, at the latest at the end
+  return settings.synchronize() ? 0
+                                : 1;  // without this it is written a moment later, at the latest at the end
 }
