@@ -48,6 +48,7 @@ TEST(ClockTest, EveryDurationOfTheStandardLibraryIsTakenTruncatedAndClamped) {
       {2h, 120min},
       {std::chrono::hours::max(), Duration::max()},
       {std::chrono::hours::min(), Duration::min()},
+      {std::chrono::duration<std::uint64_t>(~0ULL), Duration::max()},
       {std::chrono::duration<std::int64_t, std::pico>(1'999), 1ns},
       {std::chrono::duration<int, std::ratio<1, 60>>(90), 1500ms},
   };

@@ -2,7 +2,6 @@
 
 #include <chrono>
 #include <concepts>
-#include <cstdint>
 #include <ratio>
 
 #include "vantrel/base/Date.h"
@@ -58,13 +57,12 @@ class AnyDuration {
   }
 
   template <std::integral Rep, typename Period>
-  static constexpr Duration inNanoseconds(std::chrono::duration<Rep, Period> duration) {
-    if constexpr (std::ratio_greater_v<Period, std::nano>) {
-      using Wide = std::chrono::duration<std::int64_t, Period>;
-      if (duration > std::chrono::duration_cast<Wide>(Duration::max())) return Duration::max();
-      if (duration < std::chrono::duration_cast<Wide>(Duration::min())) return Duration::min();
-    }
-    return std::chrono::duration_cast<Duration>(duration);
+  requires(std::ratio_divide<Period, std::nano>::den == 1) static constexpr Duration
+      inNanoseconds(std::chrono::duration<Rep, Period> duration) {
+    Duration::rep count = 0;
+    if (!__builtin_mul_overflow(duration.count(), std::ratio_divide<Period, std::nano>::num, &count))
+      return Duration{count};
+    return duration.count() > 0 ? Duration::max() : Duration::min();
   }
 
   Duration value_;
