@@ -38,8 +38,8 @@ void changeTracks(int times, const std::vector<std::string>& paths) {
   for (int i = 0; i < times; ++i) {
     const std::string& path = paths[static_cast<std::size_t>(i) % paths.size()];
     const auto player = i % 2 ? factory.openUrl(path) : factory.openFile(path);
-    ASSERT_NE(player, nullptr) << path;
-    ASSERT_TRUE(player->play());
+    ASSERT_TRUE(player) << path;
+    ASSERT_TRUE((*player)->play());
     RunLoop::main().runFor(5ms);
   }
 }
