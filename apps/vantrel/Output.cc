@@ -146,13 +146,13 @@ vantrel::ValueTree nameAsJson(std::string_view name) {
 
 bool writeJson(const vantrel::ValueTree& value) {
   const auto text = vantrel::json::writePretty(asJson(value));
-  if (!text) message("the value cannot be written as JSON");
+  if (!text) message("cannot be written as JSON: " + text.error().description());
   return text && writeLine(*text);
 }
 
 bool writeJsonLine(const vantrel::ValueTree& value) {
   const auto text = vantrel::json::writeCompact(asJson(value));
-  if (!text) message("the value cannot be written as JSON");
+  if (!text) message("cannot be written as JSON: " + text.error().description());
   return text && writeLine(*text);
 }
 

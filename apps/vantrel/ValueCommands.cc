@@ -15,21 +15,26 @@ using vantrel::ValueTree;
 
 constexpr std::string_view kArchiveKey = "Some Key Value";  // the one of `KWTools`
 
+/// Tells why an input holds nothing to work on.
+int refused(const std::string& path, const vantrel::Error& error) {
+  return failed(nameOfInput(path) + ": " + error.description());
+}
+
 int prettyPrint(const std::string& path) {
   const auto contents = readAll(path);
   if (!contents) return kFailed;
-  const auto value = KWTools::jsonWithData(*contents);
-  if (!value) return failed(nameOfInput(path) + ": not valid JSON");
+  const auto value = vantrel::json::parse(contents->text());
+  if (!value) return refused(path, value.error());
   return writeJson(*value) ? kDone : kFailed;
 }
 
 int pack(const std::string& jsonPath, const std::string& archivePath) {
   const auto contents = readAll(jsonPath);
   if (!contents) return kFailed;
-  const auto value = KWTools::jsonWithData(*contents);
-  if (!value) return failed(nameOfInput(jsonPath) + ": not valid JSON");
-  const auto archive = KWTools::makeDataByDictionary(*value);
-  if (!archive) return failed("an archive cannot hold this value");
+  const auto value = vantrel::json::parse(contents->text());
+  if (!value) return refused(jsonPath, value.error());
+  const auto archive = vantrel::keyedarchive::archive(*value, kArchiveKey);
+  if (!archive) return refused(jsonPath, archive.error());
   OutputFile file(archivePath);
   return file.write(archive->text()) ? file.finish() : kFailed;
 }
@@ -39,7 +44,7 @@ int unpack(const std::string& path) {
   if (!contents) return kFailed;
   // What the operation of the library calls absent may also be a null that is there.
   const auto value = vantrel::keyedarchive::unarchive(*contents, kArchiveKey);
-  if (!value) return failed(nameOfInput(path) + ": not an archive with a value under its key");
+  if (!value) return refused(path, value.error());
   return writeJson(*value) ? kDone : kFailed;
 }
 
