@@ -143,21 +143,21 @@ TEST(AtomicFile, RefusesWhatItMustNotReplace) {
 TEST(AtomicFile, TakesAwayWhatADeadWriterLeftAndNothingOfALivingOne) {
   const ScratchFolder folder;
   folder.put("file", "old");
-  folder.put(".file.tmp", "left over");
+  folder.put(".file.vantrel-tmp", "left over");
   EXPECT_TRUE(replace(folder.at("file"), "new"));
   EXPECT_THAT(folder.names(), ElementsAre("file"));
 
-  const int living = ::open(folder.put(".file.tmp", "of another writer").c_str(), O_RDONLY);
+  const int living = ::open(folder.put(".file.vantrel-tmp", "of another writer").c_str(), O_RDONLY);
   ASSERT_EQ(::flock(living, LOCK_EX), 0);
   EXPECT_TRUE(replace(folder.at("file"), "newest"));
   ::close(living);
   EXPECT_EQ(folder.contentsOf("file"), "newest");
-  EXPECT_EQ(folder.contentsOf(".file.tmp"), "of another writer");
-  fs::remove(folder.at(".file.tmp"));
+  EXPECT_EQ(folder.contentsOf(".file.vantrel-tmp"), "of another writer");
+  fs::remove(folder.at(".file.vantrel-tmp"));
 
-  fs::create_symlink("file", folder.at(".file.tmp"));
+  fs::create_symlink("file", folder.at(".file.vantrel-tmp"));
   EXPECT_TRUE(replace(folder.at("file"), "beside a link"));
-  EXPECT_TRUE(fs::is_symlink(folder.at(".file.tmp")));
+  EXPECT_TRUE(fs::is_symlink(folder.at(".file.vantrel-tmp")));
 }
 
 }  // namespace

@@ -40,25 +40,27 @@ std::string randomName() {
   if (::getrandom(&number, sizeof number, 0) != sizeof number)
     number = static_cast<std::uint64_t>(::getpid());
   char name[40];
-  std::snprintf(name, sizeof name, ".%016llx.tmp", static_cast<unsigned long long>(number));
+  std::snprintf(name, sizeof name, ".%016llx.vantrel-tmp", static_cast<unsigned long long>(number));
   return name;
 }
 
 /// The name while a file is put in its place: the same for every writer, so that what one leaves that is
 /// killed just then is found by the next.
-std::string usualName(const std::string& target) { return "." + target.substr(0, 200) + ".tmp"; }
+std::string usualName(const std::string& target) { return "." + target.substr(0, 200) + ".vantrel-tmp"; }
+
+bool isAt(int folder, const char* name, int file) {
+  struct stat found {};
+  struct stat there {};
+  return ::fstat(file, &found) == 0 && ::fstatat(folder, name, &there, AT_SYMLINK_NOFOLLOW) == 0 &&
+         S_ISREG(there.st_mode) && found.st_dev == there.st_dev && found.st_ino == there.st_ino;
+}
 
 /// Removes what a writer left that is gone: a living one holds the lock. Nobody but who holds the lock of the
 /// file under a name may take it away from there.
 void removeLeftOver(int folder, const std::string& name) {
   const Descriptor file(::openat(folder, name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-  struct stat found {};
-  struct stat there {};
-  const bool isLeft = file && ::flock(file.get(), LOCK_EX | LOCK_NB) == 0 &&
-                      ::fstat(file.get(), &found) == 0 &&
-                      ::fstatat(folder, name.c_str(), &there, AT_SYMLINK_NOFOLLOW) == 0 &&
-                      S_ISREG(there.st_mode) && found.st_dev == there.st_dev && found.st_ino == there.st_ino;
-  if (isLeft) ::unlinkat(folder, name.c_str(), 0);
+  if (file && ::flock(file.get(), LOCK_EX | LOCK_NB) == 0 && isAt(folder, name.c_str(), file.get()))
+    ::unlinkat(folder, name.c_str(), 0);
 }
 
 Error lastError() { return Error::ofSystem(errno == 0 ? EIO : errno); }
@@ -86,7 +88,8 @@ Result<void> AtomicFile::open(mode_t mode) {
     if (!S_ISREG(status.st_mode)) return Error::ofSystem(EINVAL);
     if (::faccessat(folder_.get(), target_.c_str(), W_OK, AT_EACCESS) != 0) return lastError();
   }
-  mode_ = replaces_ ? status.st_mode & 07777 : mode & ~modeMask();
+  if (!replaces_ && errno != ENOENT) return lastError();
+  mode_ = replaces_ ? status.st_mode & 07777 : mode;
   owner_ = status.st_uid;
   group_ = status.st_gid;
 
@@ -96,15 +99,25 @@ Result<void> AtomicFile::open(mode_t mode) {
 /// Where the file system knows files without a name, and where they can be given one.
 bool AtomicFile::openWithoutName() {
   if (::access(kOpenFiles, X_OK) != 0) return false;
-  file_ = Descriptor(::openat(folder_.get(), ".", O_WRONLY | O_TMPFILE | O_CLOEXEC, 0600));
-  return file_ && lock();
+  file_ =
+      Descriptor(::openat(folder_.get(), ".", O_WRONLY | O_TMPFILE | O_CLOEXEC, replaces_ ? 0600 : mode_));
+  if (!file_ || !lock()) return false;
+  // What a new file gets, by the process's mask or the folder's access list, the system knows best.
+  struct stat status {};
+  if (!replaces_ && ::fstat(file_.get(), &status) == 0) mode_ = status.st_mode & 07777;
+  return true;
 }
 
 Result<void> AtomicFile::openWithName() {
+  if (!replaces_) mode_ &= ~modeMask();
   const bool named = takeName([this](const char* name) {
     file_ =
         Descriptor(::openat(folder_.get(), name, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
-    return file_ && lock();
+    if (!file_ || !lock()) return false;
+    // Before it was locked another writer may have taken it for a left-over.
+    if (isAt(folder_.get(), name, file_.get())) return true;
+    errno = EEXIST;
+    return false;
   });
   if (!named) return lastError();
   return {};
@@ -142,8 +155,9 @@ Result<void> AtomicFile::write(std::span<const std::uint8_t> contents) {
 Result<void> AtomicFile::takeOverOwnerAndMode() {
   mode_t mode = mode_;
   if (replaces_ && ::fchown(file_.get(), owner_, group_) != 0) {
-    // Only root may give a file away; the group may be one of the user's own.
-    [[maybe_unused]] const int grouped = ::fchown(file_.get(), static_cast<uid_t>(-1), group_);
+    // Only root may give a file away; the group may be one of the user's own. The rights of a group that is
+    // lost are not another's: its members count as anybody.
+    if (::fchown(file_.get(), static_cast<uid_t>(-1), group_) != 0) mode = (mode & ~070U) | (mode & 07U) << 3;
     mode &= ~static_cast<mode_t>(S_ISUID | S_ISGID);
   }
   if (::fchmod(file_.get(), mode) != 0) return lastError();
@@ -166,7 +180,7 @@ Result<void> AtomicFile::commit() {
   if (Result<void> taken = takeOverOwnerAndMode(); !taken) return taken;
   if (::fsync(file_.get()) != 0) return lastError();
   {
-    // A signal that ends the process must not come between the two names.
+    // A signal that this thread gets must not end the process between the two names.
     const SignalBlock block;
     if (temporary_.empty()) {
       if (Result<void> named = giveName(); !named) return named;

@@ -18,16 +18,17 @@ namespace vantrel {
 ///
 /// - A link keeps leading to its file, also one that leads nowhere yet: the file is made where it leads.
 /// - A file that is replaced keeps its permissions, and its owner where the process may give files away (root
-///   may; for others the new file is theirs, and loses the set-user and set-group bits); access lists and
-///   other extended attributes it loses. A new file gets what the process's file mode mask leaves. What is
-///   being written is readable by nobody else before.
+///   may; for others the new file is theirs, loses the set-user and set-group bits, and a group that cannot
+///   be kept loses its rights); access lists and other extended attributes it loses. A new file gets what the
+///   process's file mode mask, or the folder's access list, leaves. What is being written is readable by
+///   nobody else before.
 /// - Of a file with several names (hard links), this one gets the new contents; the others keep the old.
 /// - A file without the right to write to it is refused, although replacing would not need that right, and so
 ///   is anything but a file (a folder, a pipe, a device), and a folder in which nothing can be created.
 /// - The contents are on the disk before the name leads to them, and the name is when `commit` returns.
 /// - What is never committed leaves nothing behind. Also when the process is killed: until the end it is a
 ///   file without a name, where the file system has such. Killed at the end, or elsewhere, it leaves one
-///   hidden file (".NAME.tmp") that the next writer removes.
+///   hidden file (".NAME.vantrel-tmp") that the next writer removes.
 ///
 /// Threads: one at a time. Two writers of one file do not disturb each other; the last to commit wins.
 class VANTREL_EXPORT AtomicFile {

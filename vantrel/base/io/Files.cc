@@ -166,6 +166,8 @@ Result<Descriptor> openToRead(PathArgument path) {
   if (!name) return name.error();
   Descriptor file(::open(name->c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
   if (!file) return Error::ofSystem(errno);
+  // Only the opening must not wait; a pipe that has a writer is read to its end.
+  if (::fcntl(file.get(), F_SETFL, O_RDONLY) != 0) return Error::ofSystem(errno);
   return file;
 }
 

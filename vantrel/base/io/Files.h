@@ -42,7 +42,7 @@ VANTREL_EXPORT Result<void> readPieces(int descriptor,
 /// circles.
 VANTREL_EXPORT Result<std::filesystem::path> resolved(PathArgument path);
 
-/// Opens for reading without blocking on a pipe that nobody writes to.
+/// Opens for reading; does not wait for somebody to write to a pipe, which then reads as empty.
 VANTREL_EXPORT Result<Descriptor> openToRead(PathArgument path);
 
 /// Writes all of it, or fails in the middle.

@@ -74,7 +74,7 @@ std::string data() { return variableOr("XDG_DATA_HOME", ".local/share"); }
 
 // Of several lines for one name the last counts.
 std::string user(TextArgument name, TextArgument otherwise) {
-  std::string found = below(home(), *otherwise);
+  std::string found = withoutEndSlashes(below(home(), *otherwise));
   const Result<Bytes> settings = files::read(below(config(), "user-dirs.dirs"), kMostSettings);
   if (!settings) return found;
   std::string key = "XDG_";

@@ -31,13 +31,13 @@ TEST(AtomicFileProcesses, WritesUnderAHiddenNameWhereItMust) {
   if (::geteuid() != 0) GTEST_SKIP() << "only root may hide /proc";
   const ScratchFolder folder;
   folder.put("file", "old");
-  folder.put(".file.tmp", "left over");
+  folder.put(".file.vantrel-tmp", "left over");
   const pid_t child = ::fork();
   if (child == 0) {
     if (::chroot(folder.path().c_str()) != 0) ::_exit(1);
     if (!AtomicFile::create("/dropped")->write(bytes("x"))) ::_exit(2);
     auto file = AtomicFile::create("/file");
-    if (!file || !file->write(bytes("new")) || ::access("/.file.tmp", F_OK) != 0) ::_exit(3);
+    if (!file || !file->write(bytes("new")) || ::access("/.file.vantrel-tmp", F_OK) != 0) ::_exit(3);
     auto other = AtomicFile::create("/file");
     if (!other || !other->write(bytes("newest")) || !file->commit() || !other->commit()) ::_exit(4);
     ::_exit(0);
