@@ -161,6 +161,7 @@ void KWAudioPlayer::setMNetPlayer(std::shared_ptr<KWNetPlayer> player) {
 
 void KWAudioPlayer::setMList(std::optional<MusicList> list) {
   unplayable_.clear();
+  trackError_.reset();
   if (list) list = withoutNull(std::move(*list));
   mList_ = std::move(list);
 }
@@ -204,6 +205,8 @@ void KWAudioPlayer::resetPaths(const MusicList& paths) {
     if (mPlayer_) mPlayer_->stop();
     takePlayer(openFile(path), volume);
     if (mPlayer_) mPlayer_->prepareToPlay();
+  } else {
+    trackError_ = whyUnreadable(path);
   }
   setLockScreenNowPlayingInfo();
 }

@@ -184,6 +184,7 @@ void KWAudioPlayer::progressShow() {
     const auto entry = mNowItem();
     const std::optional<std::string> title = entry ? entry->mTitle() : std::nullopt;
     log(LogLevel::Warning, std::string(orNull(title)) + " music duration is 0.");
+    if (trackError_ && endsWithFailure()) return;
     return didNext();
   }
   publishProgress(truncated(now), truncated(end), static_cast<float>(static_cast<float>(now) / end));

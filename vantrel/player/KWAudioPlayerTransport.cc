@@ -69,8 +69,6 @@ void KWAudioPlayer::playStream(const MusicOfPhoneMode& entry, float volume) {
 void KWAudioPlayer::playFile(const MusicOfPhoneMode& entry, float volume) {
   if (mPlayer_) mPlayer_->stop();
   takePlayer(openEntry(entry, mType_, SizeLine::Log), volume);
-  if (mPlayer_ && mPlayer_->duration() == 0)
-    trackError_ = Error::saying(kErrorDomain, NoLength, "has no known length");
   if (mPlayer_) {
     mPlayer_->prepareToPlay();
     mPlayer_->play();
@@ -84,6 +82,7 @@ void KWAudioPlayer::takePlayer(Result<std::unique_ptr<FilePlayer>> opened, float
   trackError_ = opened ? std::nullopt : std::optional(opened.error());
   mPlayer_ = opened ? *std::move(opened) : nullptr;
   if (!mPlayer_) return;
+  if (mPlayer_->duration() == 0) trackError_ = Error::saying(kErrorDomain, NoLength, "has no known length");
   mPlayer_->setVolume(volume);
   mPlayer_->setMeteringEnabled(true);
   mPlayer_->setObserver(fileObserver());
@@ -197,12 +196,11 @@ FilePlayerObserver KWAudioPlayer::fileObserver() {
   // Reports of a player that has been replaced meanwhile are dropped.
   const auto to = [weak = weak_from_this()](auto operation) {
     return [weak, operation](FilePlayer& player, auto&&... details) {
-      auto self = weak.lock();
+      std::optional<KeepForReport<FilePlayer>> reporting;  // outlives what may own the player
+      const auto self = weak.lock();
       if (!self || self->mPlayer_.get() != &player) return;
-      auto reporting = self->mPlayer_;
+      reporting.emplace(self->mPlayer_);
       ((*self).*operation)(player, details...);
-      self.reset();
-      releaseAfterReport(std::move(reporting));
     };
   };
   using Self = KWAudioPlayer;

@@ -15,7 +15,7 @@
 namespace vantrel {
 namespace {
 
-using player::detail::releaseAfterReport;
+using player::detail::KeepForReport;
 
 constexpr std::string_view kStatusKey = "status";
 constexpr std::string_view kLoadedTimeRangesKey = "loadedTimeRanges";
@@ -76,7 +76,7 @@ void KWNetPlayer::openItem(const std::optional<std::string>& address) {
   if (openError_) {
     mAvsset_.reset();
     // Without an item to put in, the earlier one must not play on at the next resume.
-    releaseAfterReport(std::move(mPlayer_));
+    const KeepForReport<StreamPlayer> reporting(std::move(mPlayer_));
   }
   mSongItem_ = mAvsset_;
   if (!mPlayer_) return failItemLater();
@@ -109,12 +109,11 @@ void KWNetPlayer::installObservers() {
   if (!mPlayer_) return;
   // A player may report late, when another one has taken its place.
   const auto report = [weak = weak_from_this(), reporter = mPlayer_.get()](const auto& tell) {
-    auto self = weak.lock();
+    std::optional<KeepForReport<StreamPlayer>> reporting;  // outlives what may own the player
+    const auto self = weak.lock();
     if (!self || self->mPlayer_.get() != reporter) return;
-    auto reporting = self->mPlayer_;
+    reporting.emplace(self->mPlayer_);
     tell(*self);
-    self.reset();
-    releaseAfterReport(std::move(reporting));
   };
   const auto changed = [report](std::string_view key) {
     return [report, key] {

@@ -41,6 +41,11 @@ std::uint64_t readableSize(const std::optional<std::string>& path) {
   return static_cast<std::uint64_t>(status.st_size);
 }
 
+Error whyUnreadable(const std::optional<std::string>& path) {
+  const Result<Descriptor> file = files::openToRead(path);
+  return file ? Error::saying(kErrorDomain, NothingToOpen, "is empty or no file") : file.error();
+}
+
 Opened openEntry(const MusicOfPhoneMode& entry, std::uint64_t sourceType, SizeLine line) {
   if (sourceType == Library) return openUrl(entry.mItem() ? entry.mItem()->assetUrl : std::nullopt);
   if (line == SizeLine::Log) {

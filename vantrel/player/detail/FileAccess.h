@@ -27,6 +27,9 @@ Opened openFile(const std::optional<std::string>& path);
 /// Bytes in a regular file; 0 for an absent path and for what cannot be opened for reading.
 std::uint64_t readableSize(const std::optional<std::string>& path);
 
+/// Why that is 0.
+Error whyUnreadable(const std::optional<std::string>& path);
+
 /// Whether opening a file entry logs its size.
 enum class SizeLine : std::uint8_t { Log, Skip };
 

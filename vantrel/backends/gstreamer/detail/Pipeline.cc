@@ -228,11 +228,16 @@ std::size_t Pipeline::channels() const {
 void Pipeline::setVolume(double volume) { g_object_set(volume_.get(), "volume", volume, nullptr); }
 
 void Pipeline::drainBus() {
-  while (GstMessage* next = gst_bus_pop(bus_.get())) {
+  while (GstMessage* next = gst_bus_peek(bus_.get())) {
     const Owned<GstMessage> message(next);
     const auto type = GST_MESSAGE_TYPE(next);
     std::optional<End> end;
-    if (type == GST_MESSAGE_EOS || type == GST_MESSAGE_ERROR) end = endOf(next);
+    try {
+      if (type == GST_MESSAGE_EOS || type == GST_MESSAGE_ERROR) end = endOf(next);
+    } catch (const std::bad_alloc&) {
+      return;  // it is still there in the next turn
+    }
+    const Owned<GstMessage> taken(gst_bus_pop(bus_.get()));
     if (type == GST_MESSAGE_CLOCK_LOST && GST_STATE_TARGET(playbin_.get()) == GST_STATE_PLAYING) {
       // The pipeline picks another clock on its way back up.
       pause();

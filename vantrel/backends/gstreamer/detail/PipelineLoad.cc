@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <new>
+#include <string_view>
 
 #include "vantrel/backends/gstreamer/detail/Pipeline.h"
 #include "vantrel/loop/RunLoop.h"
@@ -24,6 +25,18 @@ Error openingError(Error told) {
   const bool telling = told.code == GST_STREAM_ERROR_CODEC_NOT_FOUND ||
                        told.code == GST_STREAM_ERROR_DECRYPT || told.code == GST_STREAM_ERROR_DECRYPT_NOKEY;
   return ofStream && !telling ? ownError(GStreamerFilePlayers::NoAudio, "no audio in it") : told;
+}
+
+/// Whether what is missing is for a film's pictures. Containers that hold sound too go by the same names, and
+/// need a demuxer.
+bool wantsPictures(const GstStructure* told, const char* name) {
+  if (name && std::string_view(name).ends_with("demuxer")) return false;
+  const GValue* detail = gst_structure_get_value(told, "detail");
+  if (!detail || !GST_VALUE_HOLDS_CAPS(detail)) return false;
+  const GstCaps* caps = gst_value_get_caps(detail);
+  if (!caps || gst_caps_get_size(caps) == 0) return false;
+  const std::string_view kind = gst_structure_get_name(gst_caps_get_structure(caps, 0));
+  return kind.starts_with("video/") || kind.starts_with("image/");
 }
 
 }  // namespace
@@ -56,6 +69,7 @@ std::optional<Pipeline::End> Pipeline::preroll(Time position) {
   auto failure = waitForAnswer(change == GST_STATE_CHANGE_FAILURE ? Time::zero() : kLongestPreroll);
   if (!failure && position > Time::zero() && seek(position)) failure = waitForAnswer(kLongestPreroll);
   prerolling_ = false;
+  if (!failure) missing_.reset();  // it plays without
   if (failure) failure->error = openingError(*failure->error);
   return failure;
 }
@@ -84,7 +98,9 @@ std::optional<Pipeline::End> Pipeline::waitForAnswer(Time limit) {
 }
 
 void Pipeline::noteMissing(GstMessage* message) {
-  const char* name = gst_structure_get_string(gst_message_get_structure(message), "name");
+  const GstStructure* told = gst_message_get_structure(message);
+  const char* name = gst_structure_get_string(told, "name");
+  if (wantsPictures(told, name)) return;
   missing_ = name ? name : "decoder";
 }
 
