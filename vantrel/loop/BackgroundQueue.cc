@@ -59,7 +59,7 @@ void BackgroundQueue::post(std::function<void()> task) {
   if (task) here().pool->post({&task, 1});
 }
 
-void BackgroundQueue::post(std::vector<std::function<void()>> tasks) {
+void BackgroundQueue::postAll(std::vector<std::function<void()>> tasks) {
   std::erase_if(tasks, [](const auto& task) { return !task; });
   if (!tasks.empty()) here().pool->post(tasks);
 }

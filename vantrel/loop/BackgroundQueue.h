@@ -49,7 +49,7 @@ class VANTREL_EXPORT BackgroundQueue {
   void post(std::function<void()> task);
 
   /// Queues them in their order, all or, where memory runs out, none.
-  void post(std::vector<std::function<void()>> tasks);
+  void postAll(std::vector<std::function<void()>> tasks);
 
   /// Threads alive now that run tasks.
   std::size_t workers() const;

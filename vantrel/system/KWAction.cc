@@ -101,7 +101,7 @@ void KWAction::subTasks_Final(std::vector<Task> tasks, Task final) {
         task = nullptr;  // before the group hears of it
       });
     }
-    BackgroundQueue::shared().post(std::move(members));
+    BackgroundQueue::shared().postAll(std::move(members));
   } catch (...) {
     group->dissolve();
     throw;
