@@ -7,15 +7,15 @@ namespace vantrel {
 
 using std::chrono::duration;
 using std::chrono::duration_cast;
-using std::chrono::floor;
 using std::chrono::seconds;
 using Clock = std::chrono::system_clock;
 
 // Whole seconds and fraction go their own ways: a count of nanoseconds is more than a double holds.
 
 Date Date::of(Clock::time_point moment) {
-  const auto whole = floor<seconds>(moment);
-  return {static_cast<double>(whole.time_since_epoch().count()) + duration<double>(moment - whole).count()};
+  const auto since = moment.time_since_epoch();
+  const auto whole = duration_cast<seconds>(since);
+  return {static_cast<double>(whole.count()) + duration<double>(since - whole).count()};
 }
 
 std::optional<Clock::time_point> Date::timePoint() const {

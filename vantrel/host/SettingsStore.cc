@@ -7,6 +7,7 @@
 
 #include "vantrel/base/Utf8.h"
 #include "vantrel/base/io/StandardFolders.h"
+#include "vantrel/data/PropertyList.h"
 #include "vantrel/data/PropertyListExtent.h"
 #include "vantrel/host/detail/ExitList.h"
 #include "vantrel/host/detail/LiveSettings.h"
@@ -55,7 +56,10 @@ Result<void> SettingsStore::store(const ValueTree& value, TextArgument key) {
   }
   // Below the dictionary of all settings.
   std::optional<Extent> extent = plist::measure(value, 1);
-  if (!extent) return refused(EINVAL, "a property list cannot hold the value");
+  if (!extent) {
+    const Result<Bytes> alone = plist::write(value);
+    return refused(EINVAL, alone ? "nested too deeply" : alone.error().description());
+  }
   *extent += plist::extentOfKey(*key).value_or(Extent::tooMuch());
   if (!state_->hasRoom(*key, value, *extent)) return refused(EFBIG, "no room beside the other settings");
   state_->change(*key, value, *extent);

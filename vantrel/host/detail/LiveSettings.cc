@@ -269,7 +269,7 @@ void LiveSettings::sayWhatIsLost() try {
   }
   say(lines);
 } catch (const std::bad_alloc&) {
-  log("settings: no memory to write them to the end");
+  log(LogLevel::Error, "settings: no memory to write them to the end");
 }
 
 }  // namespace vantrel::host::detail
