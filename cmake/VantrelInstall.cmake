@@ -55,7 +55,8 @@ endfunction()
 # Every public header, and what these include. What stands below a `detail` is nobody's else.
 function(vantrel_public_headers result)
   file(GLOB_RECURSE waiting CONFIGURE_DEPENDS RELATIVE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/vantrel/*.h)
-  list(FILTER waiting EXCLUDE REGEX "/detail/")
+  # HighwayTargets.h is for kernels inside the library.
+  list(FILTER waiting EXCLUDE REGEX "/detail/|/HighwayTargets.h$")
   set(found "")
   while(waiting)
     list(POP_FRONT waiting header)
@@ -129,6 +130,7 @@ foreach(header IN LISTS headers)
 endforeach()
 install(FILES ${PROJECT_SOURCE_DIR}/LICENSE ${PROJECT_SOURCE_DIR}/CHANGELOG.md ${PROJECT_SOURCE_DIR}/README.md
   DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples DESTINATION ${CMAKE_INSTALL_DOCDIR} FILES_MATCHING PATTERN "*.c*")
 
 list(TRANSFORM families PREPEND "vantrel-" OUTPUT_VARIABLE PC_FAMILIES)
 list(JOIN PC_FAMILIES " " PC_FAMILIES)

@@ -19,7 +19,7 @@ int main(int count, char** arguments) {
   Result<ValueTree> document = json::parse(contents->text());
   if (!document) return failed(file, document.error());
 
-  document->setAt({"users", 0, "age"}, 37);
+  if (!document->setAt({"users", 0, "age"}, 37)) return std::cerr << "no list of users\n", 1;
   if (ValueTree* users = document->edit("users")) users->append(ValueTree::dictionary({{"name", "Grace"}}));
   document->remove("draft");
 

@@ -15,6 +15,8 @@ int main(int count, char** arguments) {
   for (int i = 1; i < count; ++i) list.append(arguments[i]);
   settings.setObject_forKey(runs, "runs");
   settings.setObject_forKey(list, "arguments");
-  return settings.synchronize() ? 0
-                                : 1;  // without this it is written a moment later, at the latest at the end
+  // Without this it is written a moment later, at the latest at the end.
+  const Result<void> kept = settings.synchronize();
+  if (!kept) std::cerr << "not kept: " << kept.error().description() << '\n';
+  return kept ? 0 : 1;
 }

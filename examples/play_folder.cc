@@ -14,8 +14,9 @@ int main(int count, char** arguments) {
   if (count != 2) return 2;
   std::set<std::filesystem::path> files;
   std::error_code error;
-  for (const auto& entry : std::filesystem::directory_iterator(arguments[1], error)) files.insert(entry);
-  if (files.empty()) return std::cerr << "no files in " << arguments[1] << '\n', 1;
+  for (const auto& entry : std::filesystem::directory_iterator(arguments[1], error))
+    if (entry.is_regular_file()) files.insert(entry);
+  if (files.empty()) return std::cerr << (error ? error.message() : "no files there") << '\n', 1;
 
   backends::installLinuxHost("play_folder");
   const auto music =

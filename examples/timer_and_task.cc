@@ -1,6 +1,5 @@
 // A timer on the main thread and work in the background whose result comes back to it.
 #include <iostream>
-#include <numeric>
 
 #include "vantrel/loop/BackgroundQueue.h"
 #include "vantrel/loop/MainQueue.h"
