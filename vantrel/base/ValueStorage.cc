@@ -294,7 +294,8 @@ void ValueTree::retain() const noexcept {
 
 void ValueTree::release() noexcept {
   if (cell_.tag == kInArena) return Arena::at(cell_.value.text, cell_.place)->release();
-  Block& block = *cell_.value.block;
+  // What is counted has a block.
+  Block& block = *cell_.value.block;  // NOLINT(clang-analyzer-core.NullDereference)
   if (block.arena != nullptr) return block.arena->release();
   if (dropUser(block)) ValueAccess::destroy(cell_.kind, &block);
 }
