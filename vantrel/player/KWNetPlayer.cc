@@ -76,7 +76,8 @@ void KWNetPlayer::openItem(const std::optional<std::string>& address) {
   if (openError_) {
     mAvsset_.reset();
     // Without an item to put in, the earlier one must not play on at the next resume.
-    const KeepForReport<StreamPlayer> reporting(std::move(mPlayer_));
+    const KeepForReport<StreamPlayer> reporting(mPlayer_);
+    mPlayer_.reset();
   }
   mSongItem_ = mAvsset_;
   if (!mPlayer_) return failItemLater();
