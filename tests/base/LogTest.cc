@@ -47,6 +47,16 @@ TEST(LogTest, ASinkGetsEveryLineWithItsLevel) {
             (decltype(lines){{LogLevel::Debug, "step"}, {LogLevel::Info, "3 news"}, {LogLevel::Error, "4"}}));
 }
 
+TEST(LogTest, AnEmptySinkIsStandardErrorAndAGenericOneGetsTheLevel) {
+  int arguments = 0;
+  const ScopedLogSink generic([&](auto... values) { arguments = sizeof...(values); });
+  log("line");
+  EXPECT_EQ(arguments, 2);
+  const ScopedLogSink empty(nullptr);
+  const ScopedLogSink lines(std::function<void(std::string_view)>{});
+  log("line");
+}
+
 TEST(LogTest, NoOtherThreadIsInASinkWhoseScopeHasEnded) {
   const ScopedLogSink quiet([](std::string_view) {});
   for (int round = 0; round < 50; ++round) {

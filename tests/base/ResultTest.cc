@@ -30,6 +30,8 @@ TEST(Result, MovesWhatCannotBeCopied) {
   const std::optional<std::unique_ptr<int>> taken = std::move(made);
   EXPECT_EQ(**taken, 5);
   EXPECT_EQ(*made, nullptr);
+  const Result<std::shared_ptr<const int>> converted = std::make_unique<int>(6);
+  EXPECT_EQ(**converted, 6);
 }
 
 TEST(Result, CopiesAndResultsOfOtherTypesTellTheSameReason) {
@@ -42,6 +44,16 @@ TEST(Result, CopiesAndResultsOfOtherTypesTellTheSameReason) {
   EXPECT_EQ(nothing.error(), failure.error());
   EXPECT_FALSE(nothing);
   EXPECT_TRUE(Result<void>());
+}
+
+TEST(Result, AFailureThatIsMovedAwayStaysOne) {
+  Result<void> failure = Error{};
+  const Result<void> taken = std::move(failure);
+  EXPECT_FALSE(taken);
+  EXPECT_FALSE(failure);
+  Result<std::string> text = found(false);
+  const Result<std::string> other = std::move(text);
+  EXPECT_EQ(text, other);
 }
 
 }  // namespace

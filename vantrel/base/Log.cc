@@ -157,11 +157,6 @@ void writeToStandardError(LogLevel level, std::string_view line) {
   log(level, line);
 }
 
-LogSink ofEveryLevel(std::function<void(std::string_view)> sink) {
-  if (!sink) return nullptr;
-  return [sink = std::move(sink)](LogLevel, std::string_view line) { sink(line); };
-}
-
 }  // namespace
 
 void log(LogLevel level, std::string_view line) {
@@ -191,8 +186,10 @@ ScopedLogSink::ScopedLogSink(LogSink sink) : installed_(std::make_shared<Install
   Sinks::shared().add(installed_);
 }
 
-ScopedLogSink::ScopedLogSink(std::function<void(std::string_view)> sink)
-    : ScopedLogSink(ofEveryLevel(std::move(sink))) {}
+LogSink ScopedLogSink::ofEveryLevel(std::function<void(std::string_view)> sink) {
+  if (!sink) return nullptr;
+  return [sink = std::move(sink)](LogLevel, std::string_view line) { sink(line); };
+}
 
 ScopedLogSink::~ScopedLogSink() {
   Sinks::shared().remove(installed_);

@@ -1,18 +1,22 @@
 #pragma once
 
+#include <concepts>
 #include <cstdint>
 #include <functional>
 #include <memory>
 #include <string_view>
+#include <utility>
 
 #include "vantrel/base/Export.h"
 
 /// The platform log: one line a call, the text exactly as given, with a level.
 ///
 /// A host's sink gets every line. Without one, warnings and errors go to standard error; the environment
-/// variable VANTREL_LOG (debug, info, warning or error, looked at once) names another lowest level.
+/// variable VANTREL_LOG (debug, info, warning or error, looked at once) names another lowest level. Any other
+/// text there is taken as warning.
 ///
-/// Threads: any; a sink may be called from several threads at once and must guard what it writes to.
+/// Threads: any; a sink may be called from several threads at once and must guard what it writes to. A sink
+/// throws nothing: lines are logged where nobody could catch it.
 namespace vantrel {
 
 namespace detail {
@@ -53,13 +57,17 @@ class VANTREL_EXPORT ScopedLogSink {
  public:
   explicit ScopedLogSink(LogSink sink);
 
-  /// For a sink that does not care for levels.
-  explicit ScopedLogSink(std::function<void(std::string_view line)> sink);
+  /// For a sink that does not care for levels and takes lines alone.
+  template <std::invocable<std::string_view> Sink>
+  requires(!std::constructible_from<LogSink, Sink>) explicit ScopedLogSink(Sink sink)
+      : ScopedLogSink(ofEveryLevel(std::move(sink))) {}
   ~ScopedLogSink();
   ScopedLogSink(const ScopedLogSink&) = delete;
   ScopedLogSink& operator=(const ScopedLogSink&) = delete;
 
  private:
+  static LogSink ofEveryLevel(std::function<void(std::string_view line)> sink);
+
   const std::shared_ptr<detail::InstalledSink> installed_;
 };
 

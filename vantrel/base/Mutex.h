@@ -32,7 +32,6 @@ class VANTREL_THREAD_ANNOTATION(capability("mutex")) Mutex {
  public:
   void lock() VANTREL_ACQUIRE() { mutex_.lock(); }
   void unlock() VANTREL_RELEASE() { mutex_.unlock(); }
-  bool try_lock() VANTREL_THREAD_ANNOTATION(try_acquire_capability(true)) { return mutex_.try_lock(); }
 
  private:
   friend class MutexLock;

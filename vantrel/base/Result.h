@@ -11,6 +11,28 @@
 
 namespace vantrel {
 
+namespace detail {
+
+/// Why there is no value; empty when there is one. Not moved out of: what has failed stays a failure.
+class Reason {
+ public:
+  Reason() = default;
+  explicit Reason(Error error) : error_(std::make_shared<const Error>(std::move(error))) {}
+  Reason(const Reason&) = default;
+  Reason& operator=(const Reason&) = default;
+
+  explicit operator bool() const noexcept { return error_ != nullptr; }
+  const Error& operator*() const noexcept {
+    assert(error_);
+    return *error_;
+  }
+
+ private:
+  std::shared_ptr<const Error> error_;
+};
+
+}  // namespace detail
+
 /// What an operation gives that can fail for a reason: a value, or the `Error` that tells why there is none.
 ///
 ///   const Result<ValueTree> settings = json::parse(text);
@@ -26,8 +48,12 @@ class [[nodiscard]] Result {
  public:
   using value_type = T;
 
-  Result(T value) : value_(std::move(value)) {}
-  Result(Error error) : error_(std::make_shared<const Error>(std::move(error))) {}
+  /// From a value, or from what becomes one without a cast.
+  template <typename Value = T>
+  requires(std::convertible_to<Value, T> && !std::same_as<Value, Result> && !std::same_as<Value, Error>)
+      Result(Value value)
+      : value_(std::move(value)) {}
+  Result(Error error) : reason_(std::move(error)) {}
 
   /// From an operation that failed for the reason of another one.
   template <typename Other>
@@ -50,10 +76,7 @@ class [[nodiscard]] Result {
   T value_or(T otherwise) && { return value_ ? *std::move(value_) : std::move(otherwise); }
 
   /// Why there is no value; only when there is none.
-  const Error& error() const noexcept {
-    assert(error_);
-    return *error_;
-  }
+  const Error& error() const noexcept { return *reason_; }
 
   operator std::optional<T>() const& { return value_; }
   operator std::optional<T>() && { return std::move(value_); }
@@ -72,7 +95,7 @@ class [[nodiscard]] Result {
 
  private:
   std::optional<T> value_;
-  std::shared_ptr<const Error> error_;  ///< null when there is a value
+  detail::Reason reason_;
 };
 
 /// Of an operation that gives nothing but whether it succeeded.
@@ -80,19 +103,16 @@ template <>
 class [[nodiscard]] Result<void> {
  public:
   Result() = default;
-  Result(Error error) : error_(std::make_shared<const Error>(std::move(error))) {}
+  Result(Error error) : reason_(std::move(error)) {}
 
-  explicit operator bool() const noexcept { return !error_; }
-  bool has_value() const noexcept { return !error_; }
+  explicit operator bool() const noexcept { return !reason_; }
+  bool has_value() const noexcept { return !reason_; }
 
   /// Why it failed; only when it did.
-  const Error& error() const noexcept {
-    assert(error_);
-    return *error_;
-  }
+  const Error& error() const noexcept { return *reason_; }
 
  private:
-  std::shared_ptr<const Error> error_;
+  detail::Reason reason_;
 };
 
 }  // namespace vantrel
