@@ -145,6 +145,6 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/package/VantrelConfigVers
 install(FILES ${PROJECT_BINARY_DIR}/package/VantrelConfig.cmake
   ${PROJECT_BINARY_DIR}/package/VantrelConfigVersion.cmake DESTINATION ${package_dir})
 
-if(VANTREL_APPS)
+if(TARGET vantrel_app)
   install(TARGETS vantrel_app RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 endif()

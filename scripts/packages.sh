@@ -26,3 +26,6 @@ bench_packages=(
 
 # For scripts/check.
 check_packages=(clang clang-format clang-tidy libclang-rt-14-dev shellcheck)
+
+# For every other processor that scripts/check_other_processors builds for.
+cross_packages=(libhwy-dev libgtest-dev libgmock-dev)

@@ -49,11 +49,16 @@
 #endif
 #endif
 
-/// Whether the target being compiled is one of Target.h's fast ones, not Highway's emulation.
-#define VANTREL_SIMD_TARGET (HWY_TARGET != HWY_SCALAR && HWY_TARGET != HWY_EMU128)
+/// Whether the target being compiled is one of Target.h's fast ones, not Highway's emulation. The NEON of
+/// 32-bit ARM is none: it lacks the instructions for AES and carry-less products.
+#define VANTREL_SIMD_TARGET (HWY_TARGET != HWY_SCALAR && HWY_TARGET != HWY_EMU128 && !HWY_ARCH_ARM_V7)
 
 /// The `simd::Variants` of a kernel: `plain`, and `function` of each compiled target's namespace. To be used
 /// in the namespace that holds those, inside `#if HWY_ONCE`.
+#if HWY_ARCH_ARM_V7
+#define VANTREL_SIMD_VARIANTS(function, plain) ::vantrel::simd::Variants(plain, nullptr, nullptr, nullptr)
+#else
 #define VANTREL_SIMD_VARIANTS(function, plain)                                           \
   ::vantrel::simd::Variants(plain, HWY_CHOOSE_NEON(function), HWY_CHOOSE_AVX2(function), \
                             HWY_CHOOSE_AVX3_DL(function))
+#endif
