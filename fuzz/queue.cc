@@ -5,7 +5,7 @@
 #include <span>
 #include <string>
 
-#include "tests/buffers/QueueProgram.h"
+#include "fuzz/QueueProgram.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
   const std::string difference = vantrel::tests::runQueueProgram(std::span(bytes, size));

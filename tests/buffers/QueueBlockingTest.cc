@@ -2,8 +2,10 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <string_view>
 
 #include "tests/buffers/QueueSupport.h"
+#include "tests/support/Watchdog.h"
 
 namespace vantrel::tests {
 namespace {
@@ -34,53 +36,51 @@ class Blocked {
   std::vector<std::jthread> threads_;
 };
 
-int put(queue_state* queue) { return queue_put(queue, item(5)); }
-int putTwice(queue_state* queue) { return put(queue) + put(queue); }
-int get(queue_state* queue) {
-  void* out = nullptr;
-  return queue_get(queue, &out);
+/// Does what the letters say: Put, Get, get a number, Open, Flush, flUsh and put. The results add up.
+int act(queue_state* queue, std::string_view script) {
+  int result = 0;
+  for (const char letter : script) {
+    void* out = nullptr;
+    if (letter == 'P') result += queue_put(queue, item(5));
+    if (letter == 'G') result += queue_get(queue, &out);
+    if (letter < 'A') result += queue_get_filtered(queue, &out, selectSame, item(letter - '0'));
+    if (letter == 'O') result += queue_set_new_data(queue, 2);
+    if (letter == 'F') result += queue_flush(queue);
+    if (letter == 'U') result += queue_flush_put(queue, nullptr, item(5));
+  }
+  return result;
 }
-int getTwice(queue_state* queue) { return get(queue) + get(queue); }
-int getSelected(queue_state* queue, std::intptr_t selected) {
-  void* out = nullptr;
-  return queue_get_filtered(queue, &out, selectSame, item(selected));
-}
-int getTwo(queue_state* queue) { return getSelected(queue, 2); }
-int getFour(queue_state* queue) { return getSelected(queue, 4); }
-int open(queue_state* queue) { return queue_set_new_data(queue, 2); }
-int flush(queue_state* queue) { return queue_flush(queue); }
-int flushPut(queue_state* queue) { return queue_flush_put(queue, nullptr, item(5)); }
-int flushPutGet(queue_state* queue) { return flush(queue) + put(queue) + get(queue); }
 
 TEST(QueueBlockingTest, WhoIsWokenByWhat) {
   const struct {
-    int (*act)(queue_state*);
+    const char* script;
     unsigned getters, putters;  // blocked by an empty queue or by one full with 1 and 2
     int result;
     unsigned woken;
     std::vector<std::intptr_t> left;
   } cases[] = {
-      {put, 3, 0, QUEUE_OK, 1, {}},
-      {putTwice, 3, 0, QUEUE_OK, 2, {}},
-      {flushPut, 2, 0, QUEUE_OK, 1, {}},
-      {open, 2, 0, QUEUE_OK, 0, {}},
-      {get, 2, 0, QUEUE_ERR_COUNT, 0, {}},
-      {get, 0, 3, QUEUE_OK, 1, {2, 7}},
-      {getTwice, 0, 3, QUEUE_OK, 2, {7, 7}},
-      {getTwo, 0, 3, QUEUE_OK, 1, {1, 7}},
-      {getFour, 0, 2, QUEUE_ERR_NO_MATCH, 0, {1, 2}},
-      {put, 0, 2, QUEUE_ERR_COUNT, 0, {1, 2}},
-      {open, 0, 2, QUEUE_OK, 0, {1, 2}},
-      {flush, 0, 2, QUEUE_OK, 0, {}},
-      {flushPut, 0, 2, QUEUE_OK, 0, {5}},
-      {flushPutGet, 0, 2, QUEUE_OK, 1, {7}},
+      {"P", 3, 0, QUEUE_OK, 1, {}},
+      {"PP", 3, 0, QUEUE_OK, 2, {}},
+      {"U", 2, 0, QUEUE_OK, 1, {}},
+      {"O", 2, 0, QUEUE_OK, 0, {}},
+      {"G", 2, 0, QUEUE_ERR_COUNT, 0, {}},
+      {"G", 0, 3, QUEUE_OK, 1, {2, 7}},
+      {"GG", 0, 3, QUEUE_OK, 2, {7, 7}},
+      {"2", 0, 3, QUEUE_OK, 1, {1, 7}},
+      {"4", 0, 2, QUEUE_ERR_NO_MATCH, 0, {1, 2}},
+      {"P", 0, 2, QUEUE_ERR_COUNT, 0, {1, 2}},
+      {"O", 0, 2, QUEUE_OK, 0, {1, 2}},
+      {"F", 0, 2, QUEUE_OK, 0, {}},
+      {"U", 0, 2, QUEUE_OK, 0, {5}},
+      {"FPG", 0, 2, QUEUE_OK, 1, {7}},
   };
   for (const auto& each : cases) {
-    SCOPED_TRACE(testing::Message() << "case " << &each - cases);
+    SCOPED_TRACE(testing::Message() << each.script << " with " << each.getters << " getters");
+    const Watchdog watchdog;
     const QueueHandle queue(queue_create_limited(2));
     for (int i = 1; each.putters > 0 && i <= 2; ++i) queue_put(queue.get(), item(i));
     Blocked blocked(queue.get(), each.getters, each.putters);
-    EXPECT_EQ(each.act(queue.get()), each.result);
+    EXPECT_EQ(act(queue.get(), each.script), each.result);
     const unsigned woken = each.woken;
     awaitBlocked(queue.get(), each.getters - std::min(woken, each.getters),
                  each.putters - std::min(woken, each.putters));

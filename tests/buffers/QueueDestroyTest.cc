@@ -5,7 +5,8 @@
 #include <atomic>
 
 #include "tests/buffers/QueueSupport.h"
-#include "tests/buffers/Sanitizers.h"
+#include "tests/support/Sanitizers.h"
+#include "tests/support/Watchdog.h"
 
 namespace vantrel::tests {
 namespace {
@@ -68,12 +69,14 @@ void destroyUnder(const Scene& scene) {
 TEST(QueueDestroyTest, WhoeverIsInsideLeavesFirst) {
   const Scene scenes[] = {{1, 0, 0, 0}, {0, 1, 0, 0}, {0, 3, 2, 0}, {3, 0, 0, 1}, {2, 2, 0, 0}};
   for (const Scene& scene : scenes) {
+    const Watchdog watchdog;
     SCOPED_TRACE(testing::Message() << scene.putters << " putters, " << scene.getters << " getters");
     for (int round = 0; round < kRounds && !testing::Test::HasFailure(); ++round) destroyUnder(scene);
   }
 }
 
 TEST(QueueDestroyTest, TheConsumerThatFindsTheQueueClosedMayDestroyIt) {
+  const Watchdog watchdog;
   for (int round = 0; round < kRounds; ++round) {
     queue_state* const queue = queue_create();
     std::jthread consumer([&] {
@@ -103,6 +106,7 @@ struct Bystander {
 
 TEST(QueueDestroyTest, AMutexThatIsBusyIsTriedAgain) {
   if (kThreadSanitized) GTEST_SKIP() << "destroys a mutex that is waited with";
+  const Watchdog watchdog;
   queue_state* const queue = queue_create();
   Bystander bystander;
   std::jthread thread([&, mutex = queue->mutex] { bystander.wait(mutex); });

@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "tests/buffers/QueueSupport.h"
-#include "tests/buffers/Sanitizers.h"
+#include "tests/support/Sanitizers.h"
 
 namespace vantrel::tests {
 namespace {
@@ -55,28 +55,26 @@ TEST(QueueFailureTest, EveryAllocationOfACreateCanFail) {
     EXPECT_NE(queue, nullptr);
     EXPECT_EQ(AllocationLimit::asked(), 4);
   }
-}
-
-TEST(QueueFailureTest, ACreateWithoutAComparisonAllocatesNothing) {
   const AllocationLimit limit(100);
-  EXPECT_EQ(queue_create_sorted(1, nullptr), nullptr);
+  EXPECT_EQ(queue_create_sorted(1, nullptr), nullptr) << "without a comparison";
   EXPECT_EQ(queue_create_limited_sorted(3, 1, nullptr), nullptr);
   EXPECT_EQ(AllocationLimit::asked(), 0);
 }
 
-int flushPut(queue_state* queue, void* item) { return queue_flush_put(queue, nullptr, item); }
-int flushCompletePut(queue_state* queue, void* item) {
-  return queue_flush_complete_put(
-      queue, [](void*) {}, item);
-}
-
 TEST(QueueFailureTest, EveryAllocationOfAPutCanFailAndLeavesTheQueueAsItWas) {
   using Put = std::function<int(queue_state*, void*)>;
+  const std::pair<Put, bool> puts[] = {
+      {queue_put, false},
+      {queue_put_wait, false},
+      {[](queue_state* queue, void* item) { return queue_flush_put(queue, nullptr, item); }, true},
+      {[](queue_state* queue, void* item) {
+         return queue_flush_complete_put(
+             queue, [](void*) {}, item);
+       },
+       true},
+  };
   for (const auto& create : kCreates) {
-    for (const auto& [put, flushes] : {std::pair<Put, bool>{queue_put, false},
-                                       {queue_put_wait, false},
-                                       {flushPut, true},
-                                       {flushCompletePut, true}}) {
+    for (const auto& [put, flushes] : puts) {
       const QueueHandle queue(create());
       for (int held = 0; held < 3; ++held) {
         const std::vector<std::intptr_t> before = contents(queue);
@@ -105,17 +103,6 @@ void makeMutexChecking(queue_state* queue) {
 // Without a queue, without a mutex that can be locked and, for the gets, without a place for the item.
 TEST(QueueFailureTest, EveryOperationSaysWhatIsMissing) {
   using Queue = queue_state*;
-  const std::function<int(Queue)> operations[] = {
-      queue_lock_internal,
-      queue_flush,
-      [](Queue q) { return queue_flush_complete(q, nullptr); },
-      queue_empty,
-      [](Queue q) { return queue_set_new_data(q, 0); },
-      [](Queue q) { return queue_put(q, item(2)); },
-      [](Queue q) { return queue_put_wait(q, item(2)); },
-      [](Queue q) { return queue_flush_put(q, nullptr, item(2)); },
-      [](Queue q) { return queue_flush_complete_put(q, nullptr, item(2)); },
-  };
   const std::function<int(Queue, void**)> gets[] = {
       queue_get_pre,
       queue_get,
@@ -128,16 +115,20 @@ TEST(QueueFailureTest, EveryOperationSaysWhatIsMissing) {
 
   makeMutexChecking(queue.get());
   ASSERT_EQ(pthread_mutex_lock(queue->mutex), 0);  // a second time would be a deadlock
-  for (const auto& [missing, code] :
+  for (const auto& [q, code] :
        {std::pair<Queue, int>{nullptr, QUEUE_ERR_NULL}, {queue.get(), QUEUE_ERR_LOCK}}) {
-    for (const auto& operation : operations) EXPECT_EQ(operation(missing), code);
+    EXPECT_THAT((std::vector<int>{queue_lock_internal(q), queue_flush(q), queue_flush_complete(q, nullptr),
+                                  queue_empty(q), queue_set_new_data(q, 0), queue_put(q, item(2)),
+                                  queue_put_wait(q, item(2)), queue_flush_put(q, nullptr, item(2)),
+                                  queue_flush_complete_put(q, nullptr, item(2))}),
+                Each(code));
     for (const auto& get : gets) {
       void* out = item(9);
-      EXPECT_EQ(get(missing, &out), code);
+      EXPECT_EQ(get(q, &out), code);
       EXPECT_EQ(out, nullptr);
     }
-    EXPECT_EQ(queue_elements(missing), 65535);
-    EXPECT_EQ(queue_get_new_data(missing), 0);
+    EXPECT_EQ(queue_elements(q), 65535);
+    EXPECT_EQ(queue_get_new_data(q), 0);
   }
   ASSERT_EQ(pthread_mutex_unlock(queue->mutex), 0);
   EXPECT_EQ(queue_get_new_data(queue.get()), 1) << "the refused operation changed nothing";

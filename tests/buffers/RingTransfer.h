@@ -10,9 +10,11 @@
 #include <thread>
 #include <vector>
 
+#include "tests/support/RandomBytes.h"
+#include "tests/support/Watchdog.h"
 #include "vantrel/buffers/KWRing.h"
 
-namespace vantrel {
+namespace vantrel::tests {
 
 /// The bytes that go through a ring between two threads: random ones that start over after a prime number of
 /// bytes, so that what is lost, doubled or swapped is seen, and stand in a row, so that checking is cheap.
@@ -20,10 +22,9 @@ class RingBytes {
  public:
   static constexpr std::uint32_t kMostAtOnce = 9000;
 
-  RingBytes() : bytes_(kPeriod + kMostAtOnce) {
-    std::mt19937 random(1);
-    for (std::size_t i = 0; i < bytes_.size(); ++i)
-      bytes_[i] = i < kPeriod ? static_cast<std::uint8_t>(random()) : bytes_[i - kPeriod];
+  RingBytes() : bytes_(randomBytes(kPeriod)) {
+    const std::vector<std::uint8_t> again(bytes_.begin(), bytes_.begin() + kMostAtOnce);
+    bytes_.insert(bytes_.end(), again.begin(), again.end());
   }
 
   /// The bytes from the given place in the stream on, at least kMostAtOnce.
@@ -54,6 +55,7 @@ struct RingTransfer {
 template <typename Ring>
 void transferThroughRing(const RingTransfer& transfer) {
   SCOPED_TRACE(testing::Message() << "ring of " << transfer.ringSize << ", seed " << transfer.seed);
+  const Watchdog watchdog(20 + static_cast<unsigned>(transfer.total / 10'000'000));
   Ring ring;
   ASSERT_TRUE(ring.ringMakeSize(transfer.ringSize));
   const RingBytes bytes;
@@ -87,4 +89,4 @@ void transferThroughRing(const RingTransfer& transfer) {
   ring.ringRelease();
 }
 
-}  // namespace vantrel
+}  // namespace vantrel::tests

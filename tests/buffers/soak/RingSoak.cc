@@ -1,6 +1,6 @@
 #include "tests/buffers/RingTransfer.h"
 
-namespace vantrel {
+namespace vantrel::tests {
 namespace {
 
 class RingSoak : public testing::TestWithParam<std::uint32_t> {};
@@ -14,4 +14,4 @@ TEST_P(RingSoak, DeliversEveryByteInOrder) {
 }
 
 }  // namespace
-}  // namespace vantrel
+}  // namespace vantrel::tests

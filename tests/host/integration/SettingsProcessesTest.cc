@@ -14,7 +14,7 @@
 #include <thread>
 #include <vector>
 
-#include "tests/buffers/Sanitizers.h"
+#include "tests/support/Sanitizers.h"
 #include "vantrel/base/Log.h"
 #include "vantrel/host/Host.h"
 #include "vantrel/host/SettingsStore.h"

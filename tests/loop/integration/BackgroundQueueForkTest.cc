@@ -7,7 +7,7 @@
 #include <memory>
 #include <thread>
 
-#include "tests/buffers/Sanitizers.h"
+#include "tests/support/Sanitizers.h"
 #include "vantrel/loop/BackgroundQueue.h"
 
 namespace vantrel {
