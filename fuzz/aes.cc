@@ -10,9 +10,9 @@
 namespace {
 
 using namespace vantrel;
-using codec::testing::AesBlock;
-using codec::testing::aesByOpenssl;
-using codec::testing::Way;
+using tests::AesBlock;
+using tests::aesByOpenssl;
+using tests::Way;
 
 void demand(bool holds) {
   if (!holds) std::abort();

@@ -27,7 +27,7 @@ void tryOneTarget(std::string_view input) {
   const Bytes read = KWTools::HexToData(input);
   // What is not UTF-8 counts as the text with replacement characters in it.
   const std::string repaired = text::utf8(text::utf16(input));
-  demand(read == Bytes(codec::testing::hexByStrtol(repaired)));
+  demand(read == Bytes(tests::hexByStrtol(repaired)));
 }
 
 }  // namespace

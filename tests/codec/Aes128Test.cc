@@ -3,38 +3,29 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <random>
-#include <vector>
 
 #include "tests/codec/AesOracle.h"
-#include "tests/codec/EachTarget.h"
+#include "tests/support/EachTarget.h"
+#include "tests/support/RandomBytes.h"
 
-namespace vantrel {
+namespace vantrel::tests {
 namespace {
-
-using codec::testing::AesBlock;
-using codec::testing::aesByOpenssl;
-using codec::testing::Way;
 
 constexpr AesBlock kKey = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15};
 constexpr std::size_t kMost = 1600;
 
 // The bytes lie in one buffer with as much room on both sides, to which the distance leads.
 void agreesWithOpenssl(Way way, std::size_t length, int distance) {
-  std::vector<std::uint8_t> buffer(3 * kMost);
-  std::mt19937 random(static_cast<std::uint32_t>(length));
-  for (auto& byte : buffer) byte = static_cast<std::uint8_t>(random());
-  const std::span<std::uint8_t> from = std::span(buffer).subspan(kMost, length);
-  auto expected = buffer;
-  const auto ciphered = aesByOpenssl(way, kKey, from);
-  std::ranges::copy(ciphered, expected.begin() + kMost + distance);
-  const std::span<std::uint8_t> to = std::span(buffer).subspan(kMost + static_cast<std::size_t>(distance));
+  auto buffer = randomBytes(3 * kMost), expected = buffer;
+  const auto from = std::span(buffer).subspan(kMost, length);
+  const auto to = std::span(buffer).subspan(kMost + static_cast<std::size_t>(distance));
+  std::ranges::copy(aesByOpenssl(way, kKey, from), expected.begin() + kMost + distance);
   ASSERT_TRUE(way == Way::Encrypt ? aes128::encrypt(kKey, from, to) : aes128::decrypt(kKey, from, to));
   ASSERT_EQ(buffer, expected) << length << " bytes, " << distance << " further";
 }
 
 TEST(Aes128, AgreesWithOpensslForEveryOverlap) {
-  codec::testing::onEachTarget([] {
+  onEachTarget([] {
     for (const Way way : {Way::Encrypt, Way::Decrypt}) {
       for (std::size_t length = 0; length <= kMost; length += length < 160 ? 16 : 288) {
         for (const int distance : {0, -1, -16, -1600, 1, 15, 16, 17, 100, 639, 1600})
@@ -56,4 +47,4 @@ TEST(Aes128, RefusesPartsOfBlocksAndResultsThatDoNotFit) {
 }
 
 }  // namespace
-}  // namespace vantrel
+}  // namespace vantrel::tests

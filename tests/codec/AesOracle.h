@@ -9,7 +9,7 @@
 #include <vector>
 
 /// AES-128 by libcrypto, for tests: whole blocks, no chaining, no padding.
-namespace vantrel::codec::testing {
+namespace vantrel::tests {
 
 using AesBlock = std::array<std::uint8_t, 16>;
 
@@ -30,4 +30,4 @@ inline std::vector<std::uint8_t> aesByOpenssl(Way way, const AesBlock& key,
   return result;
 }
 
-}  // namespace vantrel::codec::testing
+}  // namespace vantrel::tests

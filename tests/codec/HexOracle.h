@@ -7,7 +7,7 @@
 #include <vector>
 
 /// Hexadecimal text read the slow and obvious way, through the C library, to hold the real reader against.
-namespace vantrel::codec::testing {
+namespace vantrel::tests {
 
 /// The low bytes of the text's UTF-16 code units; the text has to be valid UTF-8.
 inline std::string lowBytesOfUnits(std::string_view text) {
@@ -38,4 +38,4 @@ inline std::vector<std::uint8_t> hexByStrtol(std::string_view text) {
   return bytes;
 }
 
-}  // namespace vantrel::codec::testing
+}  // namespace vantrel::tests

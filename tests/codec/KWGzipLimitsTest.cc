@@ -1,36 +1,25 @@
 // How much KWGzip takes: its own limit, lengths that zlib cannot count, and memory that is not there.
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <malloc.h>
 #include <sys/mman.h>
-#include <sys/resource.h>
 
-#include <algorithm>
 #include <fstream>
 #include <limits>
 #include <memory>
 #include <string>
 
 #include "tests/codec/GzipStreams.h"
-#include "vantrel/base/Log.h"
+#include "tests/support/LogLines.h"
+#include "tests/support/Sanitizers.h"
+#include "tests/support/ScopedLimit.h"
 #include "vantrel/codec/KWGzip.h"
 
-namespace vantrel {
+namespace vantrel::tests {
 namespace {
 
-using namespace tests;
-using ::testing::ElementsAre;
-using ::testing::Optional;
+using testing::ElementsAre;
+using testing::Optional;
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool kSanitized = true;
-#elif defined(__has_feature)
-constexpr bool kSanitized = __has_feature(address_sanitizer) || __has_feature(thread_sanitizer);
-#else
-constexpr bool kSanitized = false;
-#endif
-
-constexpr std::uint64_t kMebibyte = std::uint64_t{1} << 20;
 constexpr std::uint64_t kMost = std::numeric_limits<std::uint64_t>::max();
 
 /// Zero bytes that take no memory until they are looked at, with `front` in their place at the beginning.
@@ -52,12 +41,11 @@ std::uint64_t status(const std::string& name) {
   throw std::runtime_error(name);
 }
 
-class KWGzipLimitsTest : public ::testing::Test {
+class KWGzipLimitsTest : public testing::Test {
  protected:
   ~KWGzipLimitsTest() override { KWGzip::setUncompressedLimit(KWGzip::kDefaultUncompressedLimit); }
 
-  std::vector<std::string> lines_;
-  ScopedLogSink sink_{[this](std::string_view line) { lines_.emplace_back(line); }};
+  LogLines lines_;
 };
 
 TEST_F(KWGzipLimitsTest, AllowAGibibyteUntilAHostSaysOtherwise) {
@@ -69,8 +57,8 @@ TEST_F(KWGzipLimitsTest, AllowAGibibyteUntilAHostSaysOtherwise) {
 TEST_F(KWGzipLimitsTest, AllowContentsOfJustThatSize) {
   // The sizes lie before, at and behind the points at which the room is enlarged.
   for (std::size_t size : {1U, 2U, 30U, 31U, 32U, 33U, 47U, 48U, 5000U, 100'000U}) {
-    for (const Bytes& data : {zeros(size), randomBytes(size)}) {
-      const Bytes stream = deflated(data, kGzipForm);
+    for (const Bytes& data : {zeros(size), noise(size)}) {
+      const Bytes stream = deflated(data);
       for (std::uint64_t limit : {std::uint64_t{size}, std::uint64_t{size} + 1, kMost - 1, kMost}) {
         KWGzip::setUncompressedLimit(limit);
         EXPECT_THAT(KWGzip::uncompressZippedData(stream), Optional(data)) << size << ' ' << limit;
@@ -82,7 +70,7 @@ TEST_F(KWGzipLimitsTest, AllowContentsOfJustThatSize) {
     }
   }
   KWGzip::setUncompressedLimit(0);
-  EXPECT_THAT(KWGzip::uncompressZippedData(deflated(Bytes(), kGzipForm)), Optional(Bytes()));
+  EXPECT_THAT(KWGzip::uncompressZippedData(deflated(Bytes())), Optional(Bytes()));
 }
 
 TEST_F(KWGzipLimitsTest, HoldTheMemoryOfABombDown) {
@@ -103,14 +91,12 @@ TEST_F(KWGzipLimitsTest, HoldTheMemoryOfABombDown) {
 }
 
 TEST_F(KWGzipLimitsTest, RefuseInputThatZlibCannotCount) {
-  const Bytes stream = deflated(wordy(100), kGzipForm);
+  const Bytes stream = deflated(wordy(100));
   for (std::uint64_t size : {std::uint64_t{1} << 32, (std::uint64_t{1} << 32) + 1, std::uint64_t{5} << 30}) {
-    lines_.clear();
     EXPECT_EQ(KWGzip::uncompressZippedData(vast(size, stream)), std::nullopt) << size;
-    EXPECT_TRUE(lines_.empty());
     EXPECT_EQ(KWGzip::gzipData(vast(size)), std::nullopt) << size;
     EXPECT_THAT(
-        lines_,
+        lines_.take(),
         ElementsAre("+[KWGzip gzipData:]: Error: Can't compress an NSData object of 2^32 bytes or more"));
   }
 }
@@ -118,25 +104,25 @@ TEST_F(KWGzipLimitsTest, RefuseInputThatZlibCannotCount) {
 // One and a half times such a size does not fit 32 bits; what is left of it may be next to nothing.
 TEST_F(KWGzipLimitsTest, ReadStreamsWhoseFirstRoomWrapsAround) {
   KWGzip::setUncompressedLimit(kMebibyte);
-  const Bytes stream = deflated(wordy(100'000), kGzipForm);
+  const Bytes stream = deflated(wordy(100'000));
   for (std::size_t size : {2'863'311'530U, 2'863'311'531U, 2'863'311'532U, 3'000'000'000U, 4'294'967'295U})
     EXPECT_THAT(KWGzip::uncompressZippedData(vast(size, stream)), Optional(wordy(100'000))) << size;
 }
 
 TEST_F(KWGzipLimitsTest, AreAlsoThoseOfMemory) {
   if (kSanitized) GTEST_SKIP() << "these allocators do not fail";
-  const Bytes large = vast(3'000'000'000U, deflated(wordy(100), kGzipForm));
-  rlimit allowed{};
-  ASSERT_EQ(getrlimit(RLIMIT_AS, &allowed), 0);
-  const rlimit tight{status("VmSize") + 64 * kMebibyte, allowed.rlim_max};
-  ASSERT_EQ(setrlimit(RLIMIT_AS, &tight), 0);
-  const auto packed = KWGzip::gzipData(large);
-  const auto unpacked = KWGzip::uncompressZippedData(large.slice(0, 2'000'000'000U));
-  KWGzip::setUncompressedLimit(kMost);
-  const auto unpackedUnlimited = KWGzip::uncompressZippedData(bombOfMebibytes(1024));
-  setrlimit(RLIMIT_AS, &allowed);
+  const Bytes large = vast(3'000'000'000U, deflated(wordy(100)));
+  const Bytes bomb = bombOfMebibytes(1024);
+  std::optional<Bytes> packed, unpacked, unpackedUnlimited;
+  {
+    const ScopedLimit limit(RLIMIT_AS, status("VmSize") + 64 * kMebibyte);
+    packed = KWGzip::gzipData(large);
+    unpacked = KWGzip::uncompressZippedData(large.slice(0, 2'000'000'000U));
+    KWGzip::setUncompressedLimit(kMost);
+    unpackedUnlimited = KWGzip::uncompressZippedData(bomb);
+  }
   EXPECT_EQ(packed, std::nullopt);
-  EXPECT_THAT(lines_,
+  EXPECT_THAT(lines_.take(),
               ElementsAre("+[KWGzip gzipData:]:zlib error while attempting compression: \"Memory could "
                           "not be allocated for processing.\" Message: \"(null)\""));
   EXPECT_EQ(unpacked, std::nullopt);
@@ -144,4 +130,4 @@ TEST_F(KWGzipLimitsTest, AreAlsoThoseOfMemory) {
 }
 
 }  // namespace
-}  // namespace vantrel
+}  // namespace vantrel::tests

@@ -4,7 +4,7 @@
 
 #include "vantrel/base/simd/Target.h"
 
-namespace vantrel::codec::testing {
+namespace vantrel::tests {
 
 /// Runs `test` once with each instruction set that this machine has, the plain one included.
 template <typename Test>
@@ -14,7 +14,8 @@ void onEachTarget(Test test) {
     const simd::ScopedTargetLimit limit(target);
     SCOPED_TRACE(simd::nameOf(target));
     test();
+    if (testing::Test::HasFatalFailure()) return;
   }
 }
 
-}  // namespace vantrel::codec::testing
+}  // namespace vantrel::tests
