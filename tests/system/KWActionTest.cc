@@ -1,12 +1,10 @@
 #include "vantrel/system/KWAction.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <atomic>
 #include <cmath>
 #include <latch>
-#include <limits>
 #include <new>
 #include <string>
 #include <thread>
@@ -14,10 +12,11 @@
 #include <vector>
 
 #include "tests/support/AllocationCounter.h"
+#include "tests/support/Watchdog.h"
 #include "vantrel/loop/ManualClock.h"
 #include "vantrel/loop/RunLoop.h"
 
-namespace vantrel {
+namespace vantrel::tests {
 namespace {
 
 using namespace std::chrono_literals;
@@ -37,6 +36,7 @@ class KWActionTest : public testing::Test {
   }
   void pass(double seconds) { clock.advance(loop, durationOfSeconds(seconds)); }
 
+  const Watchdog watchdog;
   ManualClock clock{Date{1'700'000'000}};
   ScopedClock scope{clock};
   RunLoop& loop = RunLoop::main();
@@ -44,11 +44,14 @@ class KWActionTest : public testing::Test {
   std::vector<Duration> fired;
 };
 
-TEST_F(KWActionTest, MainTaskReturnsBeforeTheTaskRuns) {
+TEST_F(KWActionTest, TasksForTheMainThreadRunAfterTheCall) {
   KWAction::mainTask(note("task"));
+  KWAction::subTasks_Final({}, note("final of nothing"));
+  KWAction::subTasks_Final({}, nullptr);
   EXPECT_THAT(journal, IsEmpty());
-  loop.turn();
-  EXPECT_THAT(journal, ElementsAre("task"));
+  while (loop.turn()) {
+  }
+  EXPECT_THAT(journal, ElementsAre("task", "final of nothing"));
 }
 
 TEST_F(KWActionTest, SubTasksRunOnOtherThreadsAndMayOverlap) {
@@ -81,15 +84,6 @@ TEST_F(KWActionTest, TheFinalTaskRunsOnceOnTheMainThreadAfterAllMembers) {
   EXPECT_EQ(finals, 1);
 }
 
-TEST_F(KWActionTest, TheFinalTaskOfAnEmptyListIsQueuedAtOnce) {
-  KWAction::subTasks_Final({}, note("final"));
-  EXPECT_THAT(journal, IsEmpty());
-  loop.turn();
-  EXPECT_THAT(journal, ElementsAre("final"));
-  KWAction::subTasks_Final({}, nullptr);
-  EXPECT_FALSE(loop.turn());
-}
-
 TEST_F(KWActionTest, WithoutMemoryAGroupIsQueuedWholeOrNotAtAll) {
   int refused = 0;
   for (int successes = 0; successes < 30; ++successes) {
@@ -99,7 +93,7 @@ TEST_F(KWActionTest, WithoutMemoryAGroupIsQueuedWholeOrNotAtAll) {
     KWAction::Task final = [&] { ++finals, loop.stop(); };
     bool queued = true;
     try {
-      const tests::FailingAllocation failing(successes);
+      const FailingAllocation failing(successes);
       KWAction::subTasks_Final(std::move(tasks), std::move(final));
     } catch (const std::bad_alloc&) {
       queued = false;
@@ -114,52 +108,33 @@ TEST_F(KWActionTest, WithoutMemoryAGroupIsQueuedWholeOrNotAtAll) {
   EXPECT_GT(refused, 3);
 }
 
-TEST_F(KWActionTest, ADelayedTaskRunsAtItsMoment) {
-  const struct {
-    double seconds;
-    Duration expected;
-  } cases[] = {
-      {1.5, 1500ms}, {0, 0ns}, {-3, 0ns}, {1.9999e-9, 1ns}, {std::numeric_limits<double>::quiet_NaN(), 0ns}};
-  for (const auto& each : cases) {
+TEST_F(KWActionTest, ADelayedTaskRunsAtItsMomentUnlessItsOwnerIsGone) {
+  for (const auto& [seconds, expected] : {std::pair<double, Duration>{1.5, 1500ms},
+                                          {0, 0ns},
+                                          {-3, 0ns},
+                                          {1.9999e-9, 1ns},
+                                          {std::nan(""), 0ns}}) {
     const Instant start = clock.now();
     std::vector<Duration> ran;
-    KWAction::delay_Task(each.seconds, [&] { ran.push_back(clock.now() - start); });
+    KWAction::delay_Task(seconds, [&] { ran.push_back(clock.now() - start); });
     EXPECT_THAT(ran, IsEmpty());
     pass(5);
-    EXPECT_THAT(ran, ElementsAre(each.expected)) << each.seconds;
+    EXPECT_THAT(ran, ElementsAre(expected)) << seconds;
   }
-}
-
-TEST_F(KWActionTest, ADelayBeyondAllTimeIsNoShortOne) {
-  KWAction::delay_Task(std::numeric_limits<double>::infinity(), note("never"));
+  KWAction::delay_Task(HUGE_VAL, note("never"));
+  KWAction::delay_Task(1, note("gone"), std::make_shared<int>());
   pass(86'400);
   EXPECT_THAT(journal, IsEmpty());
 }
 
-TEST_F(KWActionTest, ADelayedTaskIsDroppedWithItsOwner) {
-  auto owner = std::make_shared<int>();
-  const auto other = std::make_shared<int>();
-  KWAction::delay_Task(1, note("gone"), owner);
-  KWAction::delay_Task(1, note("alive"), other);
-  owner.reset();
-  pass(2);
-  EXPECT_THAT(journal, ElementsAre("alive"));
-}
-
 TEST_F(KWActionTest, TaskOnceRunsTheFirstTaskOfTheProcessAlone) {
-  KWAction::taskOnce(note("A"));
+  KWAction::taskOnce([&] {
+    KWAction::taskOnce(note("within"));  // returns
+    journal.push_back("A");
+  });
   EXPECT_THAT(journal, ElementsAre("A"));
   KWAction::taskOnce(note("B"));
-  KWAction::taskOnce(note("A"));
   EXPECT_THAT(journal, ElementsAre("A"));
-}
-
-TEST_F(KWActionTest, TaskOnceCalledFromItsOwnTaskReturns) {
-  KWAction::taskOnce([&] {
-    KWAction::taskOnce(note("inner"));
-    journal.push_back("outer");
-  });
-  EXPECT_THAT(journal, ElementsAre("outer"));
 }
 
 TEST_F(KWActionTest, TaskOnceWaitsForTheTaskThatRuns) {
@@ -168,7 +143,8 @@ TEST_F(KWActionTest, TaskOnceWaitsForTheTaskThatRuns) {
   std::latch called(kWaiters);
   std::atomic<bool> finished = false;
   std::atomic<int> returnedEarly = 0;
-  std::thread runner([&] {
+  std::vector<std::jthread> threads;
+  threads.emplace_back([&] {
     KWAction::taskOnce([&] {
       started.count_down();
       called.wait();
@@ -176,17 +152,21 @@ TEST_F(KWActionTest, TaskOnceWaitsForTheTaskThatRuns) {
     });
   });
   started.wait();
-  std::vector<std::thread> waiters;
   for (int i = 0; i < kWaiters; ++i) {
-    waiters.emplace_back([&] {
+    threads.emplace_back([&] {
       called.count_down();
       KWAction::taskOnce([] { FAIL(); });
       if (!finished) ++returnedEarly;
     });
   }
-  runner.join();
-  for (std::thread& waiter : waiters) waiter.join();
+  threads.clear();
   EXPECT_EQ(returnedEarly, 0);
+}
+
+TEST_F(KWActionTest, ATaskThatThrowsHasRunAndNobodyWaitsForIt) {
+  EXPECT_THROW(KWAction::taskOnce([] { throw 1; }), int);
+  std::thread([this] { KWAction::taskOnce(note("again")); }).join();
+  EXPECT_THAT(journal, IsEmpty());
 }
 
 TEST_F(KWActionTest, TaskTimesNeitherRunsNorKeepsTheTask) {
@@ -218,17 +198,12 @@ TEST_F(KWActionTest, TheLimiterGrantsOnceTheGapHasPassedSinceTheLastGrant) {
       {3600.25, 0.25, true},    //
       {1e9, HUGE_VAL, false},   //
   };
-  int step = 0;
-  for (const auto& each : steps) {
-    clock.setDate({clock.date().secondsSince1970 + each.wait});
-    EXPECT_EQ(KWAction::setMinExecutionGap(each.gap), each.granted) << "step " << step;
-    ++step;
+  for (const auto& [wait, gap, granted] : steps) {
+    clock.setDate({clock.date().secondsSince1970 + wait});
+    EXPECT_EQ(KWAction::setMinExecutionGap(gap), granted) << "after " << wait << " with " << gap;
   }
-}
-
-TEST_F(KWActionTest, WithoutAGapTheLimiterGrantsTheFirstCall) {
-  EXPECT_TRUE(KWAction::setMinExecutionGap(0));
-  EXPECT_TRUE(KWAction::setMinExecutionGap(0));
+  KWAction::resetForTests();
+  EXPECT_TRUE(KWAction::setMinExecutionGap(0)) << "without a gap the first call, too";
 }
 
 TEST_F(KWActionTest, TheLimiterAndTaskOnceShareTheirFlag) {
@@ -242,89 +217,42 @@ TEST_F(KWActionTest, TheLimiterAndTaskOnceShareTheirFlag) {
   EXPECT_THAT(journal, ElementsAre("first"));
 }
 
-TEST_F(KWActionTest, ATaskThatThrowsHasRunAndNobodyWaitsForIt) {
-  EXPECT_THROW(KWAction::taskOnce([] { throw 1; }), int);
-  std::thread([this] { KWAction::taskOnce(note("again")); }).join();
-  EXPECT_THAT(journal, IsEmpty());
-}
-
-TEST_F(KWActionTest, ATimerIsPausedAndContinued) {
+TEST_F(KWActionTest, ATimerIsPausedContinuedAndStopped) {
   const auto timer = KWAction::timingStart_target_Time(noteTime(), nullptr, 2);
   pass(5);
-  EXPECT_THAT(fired, ElementsAre(2s, 4s));
   KWAction::timingPause(timer);
   pass(2);
   EXPECT_THAT(fired, ElementsAre(2s, 4s));
   KWAction::timingContinue(timer);
   EXPECT_EQ(fired.size(), 2U);  // not before the next turn
   pass(3);
-  EXPECT_THAT(fired, ElementsAre(2s, 4s, 7s, 9s));
+  KWAction::timingContinue(timer);  // fires a running one now and moves its rhythm
+  pass(3);
+  EXPECT_THAT(fired, ElementsAre(2s, 4s, 7s, 9s, 10s, 12s));
   KWAction::timingStop(timer);
-  KWAction::timingContinue(timer);
-  KWAction::timingPause(timer);
+  for (const auto& ended : {timer, std::shared_ptr<Timer>()}) {
+    KWAction::timingContinue(ended);
+    KWAction::timingPause(ended);
+    KWAction::timingStop(ended);
+  }
   pass(10);
-  EXPECT_EQ(fired.size(), 4U);
+  EXPECT_EQ(fired.size(), 6U);
 }
 
-TEST_F(KWActionTest, ContinuingARunningTimerFiresItNowAndMovesItsRhythm) {
-  const auto timer = KWAction::timingStart_target_Time(noteTime(), nullptr, 2);
-  pass(3);
-  KWAction::timingContinue(timer);
-  pass(3);
-  EXPECT_THAT(fired, ElementsAre(2s, 3s, 5s));
-  KWAction::timingStop(timer);
-}
-
-TEST_F(KWActionTest, ATimerKeepsItsTargetUntilItIsStopped) {
+TEST_F(KWActionTest, ATimerKeepsItsTargetUntilItIsStoppedAndDiesWithAWeakOne) {
   auto target = std::make_shared<std::string>("target");
   const std::weak_ptr<std::string> watched = target;
+  const auto dying = KWAction::timingStart_target_Time(noteTime(), watched, 1);
   const auto timer = KWAction::timingStart_target_Time(noteTime(), std::move(target), 1);
   KWAction::timingPause(timer);
-  pass(100);
+  pass(1);
   EXPECT_FALSE(watched.expired());
   KWAction::timingStop(timer);
   EXPECT_TRUE(watched.expired());
-}
-
-TEST_F(KWActionTest, ATimerWithAWeakTargetDiesWithIt) {
-  auto target = std::make_shared<std::string>("target");
-  const auto timer = KWAction::timingStart_target_Time(noteTime(), std::weak_ptr(target), 1);
-  pass(1);
-  target.reset();
-  EXPECT_FALSE(timer->valid());
+  EXPECT_FALSE(dying->valid());
   pass(10);
   EXPECT_THAT(fired, ElementsAre(1s));
 }
 
-TEST_F(KWActionTest, TheActionReceivesItsTimer) {
-  std::shared_ptr<Timer> timer;
-  timer = KWAction::timingStart_target_Time(
-      [&](Timer& own) {
-        EXPECT_EQ(&own, timer.get());
-        fired.push_back(clock.now().sinceStart);
-        KWAction::timingStop(timer);
-      },
-      nullptr, 1);
-  pass(5);
-  EXPECT_THAT(fired, ElementsAre(1s));
-}
-
-TEST_F(KWActionTest, ATimerFiresOnTheLoopOfTheThreadThatMadeIt) {
-  std::thread([&] {
-    RunLoop& own = RunLoop::current();
-    const auto timer = KWAction::timingStart_target_Time(noteTime(), nullptr, 1);
-    clock.advance(own, 3s);
-    KWAction::timingStop(timer);
-  }).join();
-  EXPECT_THAT(fired, ElementsAre(1s, 2s, 3s));
-}
-
-TEST_F(KWActionTest, AbsentTimersAreIgnored) {
-  KWAction::timingPause(nullptr);
-  KWAction::timingContinue(nullptr);
-  KWAction::timingStop(nullptr);
-  EXPECT_EQ(loop.nextDue(), std::nullopt);
-}
-
 }  // namespace
-}  // namespace vantrel
+}  // namespace vantrel::tests

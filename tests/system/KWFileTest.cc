@@ -2,20 +2,18 @@
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <clocale>
-#include <csignal>
 #include <cstdlib>
 #include <filesystem>
+#include <sstream>
 
+#include "tests/support/ScopedHost.h"
+#include "tests/support/ScopedLimit.h"
 #include "tests/support/ScratchFolder.h"
-#include "vantrel/host/Host.h"
 
-namespace vantrel {
+namespace vantrel::tests {
 namespace {
 
 namespace fs = std::filesystem;
@@ -39,61 +37,34 @@ class KWFileTest : public testing::Test {
     return folder_.put(name, contents);
   }
 
-  static std::string read(const std::string& path) { return tests::contentsOf(path); }
+  static std::string read(const std::string& path) { return contentsOf(path); }
 
-  const tests::ScratchFolder folder_;
+  const ScratchFolder folder_;
   const std::string& root_ = folder_.path();
 };
 
-/// No file may grow past `bytes` as long as it lives: what a full disk does, without one.
-class ScopedFileLimit {
- public:
-  explicit ScopedFileLimit(rlim_t bytes) : signalBefore_(std::signal(SIGXFSZ, SIG_IGN)) {
-    getrlimit(RLIMIT_FSIZE, &before_);
-    const rlimit limit{bytes, before_.rlim_max};
-    setrlimit(RLIMIT_FSIZE, &limit);
-  }
-  ~ScopedFileLimit() {
-    setrlimit(RLIMIT_FSIZE, &before_);
-    std::signal(SIGXFSZ, signalBefore_);
-  }
-
- private:
-  rlimit before_{};
-  void (*signalBefore_)(int);
-};
-
-TEST_F(KWFileTest, CreatesAnEmptyFileWithTheFoldersAboveIt) {
-  EXPECT_TRUE(KWFile::createPath(at("x/y/x")));  // the last name occurs earlier in the path too
-  EXPECT_TRUE(fs::is_regular_file(at("x/y/x")));
-  EXPECT_EQ(fs::file_size(at("x/y/x")), 0u);
-}
-
-TEST_F(KWFileTest, CreatingEmptiesAnExistingFileAndLeavesAFolder) {
-  write("file", "contents");
+TEST_F(KWFileTest, CreatesAnEmptyFileWithTheFoldersAboveItAndLeavesAFolder) {
   write("folder/kept", "contents");
-  EXPECT_TRUE(KWFile::createPath(at("file")));
-  EXPECT_EQ(read(at("file")), "");
-  EXPECT_TRUE(KWFile::createPath(at("folder")));
+  for (const char* name : {"x/y/x", "x/y/x", "folder", "folder/new"})  // a name may occur twice in a path
+    EXPECT_TRUE(KWFile::createPath(at(name))) << name;
+  EXPECT_EQ(read(at("x/y/x")), "");
   EXPECT_EQ(read(at("folder/kept")), "contents");
-}
-
-TEST_F(KWFileTest, CreatingFailsBelowAFile) {
-  write("file", "contents");
-  EXPECT_FALSE(KWFile::createPath(at("file/below/it")));
-  EXPECT_EQ(read(at("file")), "contents");
+  EXPECT_FALSE(KWFile::createPath(at("folder/kept/below/it")));
+  EXPECT_EQ(read(at("folder/kept")), "contents");
+  EXPECT_TRUE(KWFile::createPath(at("folder/kept")));
+  EXPECT_EQ(read(at("folder/kept")), "");
+  EXPECT_EQ(KWFile::subPaths(root_)->size(), 6U);
 }
 
 TEST_F(KWFileTest, CreatesBelowTheStandardFolderOnce) {
-  const std::string folder = KWFile::createOn_MiddlePath_File(kCaches, "a/b", std::nullopt);
-  EXPECT_EQ(folder, at("home/.cache/a/b"));
+  const std::string folder = at("home/.cache/a/b");
+  EXPECT_EQ(KWFile::createOn_MiddlePath_File(kCaches, "a/b", std::nullopt), folder);
   EXPECT_TRUE(fs::is_directory(folder));
-  const std::string file = KWFile::createOn_MiddlePath_File(kCaches, "a/b", "c");
-  EXPECT_EQ(file, folder + "/c");
-  EXPECT_EQ(KWFile::sizeOfFile(file), 0);
-  write("home/.cache/a/b/c", "kept");
-  EXPECT_EQ(KWFile::createOn_MiddlePath_File(kCaches, "a/b", "c"), file);
-  EXPECT_EQ(read(file), "kept");
+  for (const char* contents : {"", "kept"}) {
+    EXPECT_EQ(KWFile::createOn_MiddlePath_File(kCaches, "a/b", "c"), folder + "/c");
+    EXPECT_EQ(read(folder + "/c"), contents);
+    write("home/.cache/a/b/c", "kept");
+  }
   EXPECT_TRUE(fs::exists(KWFile::createOn_MiddlePath_File(kSupport, std::nullopt, "d")));
 }
 
@@ -108,6 +79,9 @@ TEST_F(KWFileTest, ComposesPathsAndFindsWhatIsThere) {
   EXPECT_EQ(KWFile::findPath_MiddlePath_File(kUser, "a", std::nullopt), at("home/a"));
   fs::create_symlink("nowhere", at("home/a/dangling"));
   EXPECT_EQ(KWFile::findPath_MiddlePath_File(kUser, "a", "dangling"), std::nullopt);
+  EXPECT_EQ(KWFile::sizeOfFile(at("home/a/dangling")), 0);
+  EXPECT_EQ(KWFile::sizeOfFile(write("home/a/nowhere", "abc")), 3);
+  EXPECT_EQ(KWFile::sizeOfFile(at("home/a/dangling")), 3) << "the size of what a link leads to";
 }
 
 TEST_F(KWFileTest, StandardFoldersHaveNumbers) {
@@ -115,34 +89,25 @@ TEST_F(KWFileTest, StandardFoldersHaveNumbers) {
         "XDG_DOCUMENTS_DIR=\"$HOME/1\"\nXDG_DESKTOP_DIR=\"$HOME/2\"\nXDG_DOWNLOAD_DIR=\"$HOME/3\"\n"
         "XDG_VIDEOS_DIR=\"$HOME/4\"\nXDG_MUSIC_DIR=\"$HOME/5\"\nXDG_PICTURES_DIR=\"$HOME/6\"\n"
         "XDG_PUBLICSHARE_DIR=\"$HOME/7\"");
-  const std::pair<std::uint64_t, const char*> kFolders[] = {
+  const std::pair<std::uint64_t, const char*> folders[] = {
       {5, "/.config"}, {13, "/.cache"}, {14, "/.local/share"},
       {9, "/1"},       {12, "/2"},      {15, "/3"},
       {17, "/4"},      {18, "/5"},      {19, "/6"},
       {21, "/7"},      {7, ""},         {0, ""}};
-  for (const auto& [base, folder] : kFolders)
+  for (const auto& [base, folder] : folders)
     EXPECT_EQ(KWFile::listPath_MiddlePath_File(base, "", std::nullopt), at("home") + folder);
 }
 
 TEST_F(KWFileTest, SizesForPeople) {
-  const std::pair<std::int64_t, const char*> kSizes[] = {
-      {0, "0.00Kb"},
-      {500, "0.49Kb"},
-      {-2048, "-2.00Kb"},
-      {1'048'575, "1024.00Kb"},
-      {1'048'576, "1.00Mb"},
-      {1'572'864, "1.50Mb"},
-      {1'073'741'823, "1024.00Mb"},
-      {1'073'741'824, "1.00Gb"},
-      {std::int64_t{1} << 40, "1.00Tb"},
-      {std::int64_t{3} << 40, "3.00Tb"},
-      {(std::int64_t{1} << 50) - 1, "1024.00Tb"},
-      {std::int64_t{1} << 50, "-1"},
-      {std::numeric_limits<std::int64_t>::max(), "-1"},
-      // -976562500 in single precision.
-      {-1'000'000'000'000, "-976562496.00Kb"},
-  };
-  for (const auto& [bytes, text] : kSizes) EXPECT_EQ(KWFile::fileByte(bytes), text) << bytes;
+  // The last is -976562500 in single precision.
+  std::istringstream sizes(
+      "0 0.00Kb 500 0.49Kb -2048 -2.00Kb 1048575 1024.00Kb 1048576 1.00Mb 1572864 1.50Mb "
+      "1073741823 1024.00Mb 1073741824 1.00Gb 1099511627776 1.00Tb 3298534883328 3.00Tb "
+      "1125899906842623 1024.00Tb 1125899906842624 -1 9223372036854775807 -1 "
+      "-1000000000000 -976562496.00Kb");
+  std::int64_t bytes = 0;
+  for (std::string text; sizes >> bytes >> text;) EXPECT_EQ(KWFile::fileByte(bytes), text) << bytes;
+  EXPECT_EQ(bytes, -1'000'000'000'000);
 }
 
 TEST_F(KWFileTest, RenamingReplacesWhatIsThere) {
@@ -183,17 +148,13 @@ TEST_F(KWFileTest, ListsAndRemovesTreesDeeperThanAnyPathCanName) {
   }
   ::close(folder);
   // Nor may a descriptor be needed for each level.
-  rlimit before{};
-  getrlimit(RLIMIT_NOFILE, &before);
-  const rlimit few{kDepth / 2, before.rlim_max};
-  setrlimit(RLIMIT_NOFILE, &few);
+  const ScopedLimit few(RLIMIT_NOFILE, kDepth / 2);
   const auto paths = KWFile::subPaths(at("deep"));
   ASSERT_TRUE(paths);
   EXPECT_EQ(paths->size(), std::size_t{kDepth});
   EXPECT_EQ(paths->back().size(), kDepth * (name.size() + 1) - 1);
   EXPECT_TRUE(KWFile::removePath(at("deep")));
   EXPECT_FALSE(fs::exists(at("deep")));
-  setrlimit(RLIMIT_NOFILE, &before);
 }
 
 TEST_F(KWFileTest, ListsEverythingBelowAFolderWithoutFollowingLinks) {
@@ -211,13 +172,6 @@ TEST_F(KWFileTest, ListsEverythingBelowAFolderWithoutFollowingLinks) {
   EXPECT_EQ(KWFile::subPaths(at("none")), std::nullopt);
   EXPECT_TRUE(KWFile::removePath(at("tree/bytes\xff")));
   EXPECT_TRUE(KWFile::removePath(at("tree")));
-}
-
-TEST_F(KWFileTest, AppendingToAFullDiskLeavesTheOldContents) {
-  write("file", "old contents");
-  const ScopedFileLimit limit(50'000);
-  KWFile::writeData_endFile(Bytes(std::vector<std::uint8_t>(100'000, 'x')), at("file"));
-  EXPECT_EQ(read(at("file")), "old contents");
 }
 
 TEST_F(KWFileTest, OnlyFilesAreWrittenAndRead) {
@@ -241,6 +195,9 @@ TEST_F(KWFileTest, AppendsToExistingFilesOnlyAndReplacesAny) {
   EXPECT_EQ(read(at("file")), "EF");
   KWFile::writeData_endFile(Bytes::copyOf("CD"), at("none"));
   EXPECT_FALSE(fs::exists(at("none")));
+  const ScopedLimit disk(RLIMIT_FSIZE, 50'000);
+  KWFile::writeData_endFile(Bytes(std::vector<std::uint8_t>(100'000, 'x')), at("file"));
+  EXPECT_EQ(read(at("file")), "EF") << "a full disk leaves the old contents";
 }
 
 TEST_F(KWFileTest, FindsResourcesOfTheApplication) {
@@ -249,16 +206,13 @@ TEST_F(KWFileTest, FindsResourcesOfTheApplication) {
   write("secret", "");
   Host host;
   host.bundle = std::make_shared<Bundle>(at("resources"));
-  const auto before = Host::install(host);
+  const ScopedHost installed(host);
   EXPECT_EQ(KWFile::find("picture.png"), at("resources/picture.png"));
-  EXPECT_EQ(KWFile::find("none.png"), std::nullopt);
-  EXPECT_EQ(KWFile::find("../secret"), std::nullopt);
-  EXPECT_EQ(KWFile::find("picture.png\0x"s), std::nullopt);
+  for (const std::string& name : {"none.png"s, "../secret"s, "picture.png\0x"s})
+    EXPECT_EQ(KWFile::find(name), std::nullopt) << name;
   EXPECT_EQ(KWFile::find_File("de.lproj", "texts"), at("resources/de.lproj/texts"));
-  EXPECT_EQ(KWFile::find_File("de.lproj", "none"), "");
-  EXPECT_EQ(KWFile::find_File("fr.lproj", "texts"), "");
-  EXPECT_EQ(KWFile::find_File("..", "secret"), "");
-  Host::install(*before);
+  for (const auto& [folder, name] : {std::pair{"de.lproj", "none"}, {"fr.lproj", "texts"}, {"..", "secret"}})
+    EXPECT_EQ(KWFile::find_File(folder, name), "") << folder;
 }
 
 TEST_F(KWFileTest, ReadsJsonAndText) {
@@ -273,15 +227,6 @@ TEST_F(KWFileTest, ReadsJsonAndText) {
   EXPECT_EQ(KWFile::stringPath(write("text", text)), text);
   EXPECT_EQ(KWFile::stringPath(write("empty", "")), "");
   EXPECT_EQ(KWFile::stringPath(write("latin", "caf\xe9")), std::nullopt);
-}
-
-TEST_F(KWFileTest, TellsSizes) {
-  EXPECT_EQ(KWFile::sizeOfFile(write("three", "abc")), 3);
-  EXPECT_EQ(KWFile::sizeOfFile(at("none")), 0);
-  fs::create_symlink("three", at("link"));
-  EXPECT_EQ(KWFile::sizeOfFile(at("link")), 3);
-  fs::create_symlink("loop", at("loop"));
-  EXPECT_EQ(KWFile::sizeOfFile(at("loop")), 0);
 }
 
 TEST_F(KWFileTest, AbsentPathsEmptyOnesAndThoseWithNulBytesNameNothing) {
@@ -308,4 +253,4 @@ TEST_F(KWFileTest, AbsentPathsEmptyOnesAndThoseWithNulBytesNameNothing) {
 }
 
 }  // namespace
-}  // namespace vantrel
+}  // namespace vantrel::tests
