@@ -55,7 +55,7 @@ struct RingTransfer {
 template <typename Ring>
 void transferThroughRing(const RingTransfer& transfer) {
   SCOPED_TRACE(testing::Message() << "ring of " << transfer.ringSize << ", seed " << transfer.seed);
-  const Watchdog watchdog(20 + static_cast<unsigned>(transfer.total / 10'000'000));
+  const Watchdog watchdog(20 + static_cast<unsigned>(transfer.total / 50'000'000));
   Ring ring;
   ASSERT_TRUE(ring.ringMakeSize(transfer.ringSize));
   const RingBytes bytes;
