@@ -18,41 +18,32 @@ using namespace std::chrono_literals;
 
 TEST(ClockTest, SecondsBecomeTruncatedAndClampedNanoseconds) {
   constexpr double kInfinity = std::numeric_limits<double>::infinity();
-  const struct {
-    double seconds;
-    Duration expected;
-  } cases[] = {
-      {0, 0ns},
-      {1.5, 1500ms},
-      {-2, -2s},
-      {1.9e-9, 1ns},
-      {-1.9e-9, -1ns},
-      {1e300, Duration::max()},
-      {-1e300, Duration::min()},
-      {9.3e9, Duration::max()},
-      {kInfinity, Duration::max()},
-      {-kInfinity, Duration::min()},
-      {std::nan(""), 0ns},
-  };
-  for (const auto& each : cases) EXPECT_EQ(durationOfSeconds(each.seconds), each.expected) << each.seconds;
+  const std::pair<double, Duration> cases[] = {{0, 0ns},
+                                               {1.5, 1500ms},
+                                               {-2, -2s},
+                                               {1.9e-9, 1ns},
+                                               {-1.9e-9, -1ns},
+                                               {std::nan(""), 0ns},
+                                               {1e300, Duration::max()},
+                                               {-1e300, Duration::min()},
+                                               {9.3e9, Duration::max()},
+                                               {kInfinity, Duration::max()},
+                                               {-kInfinity, Duration::min()}};
+  for (const auto& [number, expected] : cases) EXPECT_EQ(durationOfSeconds(number), expected) << number;
 }
 
 TEST(ClockTest, EveryDurationOfTheStandardLibraryIsTakenTruncatedAndClamped) {
-  const struct {
-    AnyDuration taken;
-    Duration expected;
-  } cases[] = {
+  const std::pair<AnyDuration, Duration> cases[] = {
       {0.5s, 500ms},
       {-1.5ms, -1500us},
-      {std::chrono::duration<float>(1e30f), Duration::max()},
       {2h, 120min},
+      {std::chrono::duration<float>(1e30f), Duration::max()},
       {std::chrono::hours::max(), Duration::max()},
       {std::chrono::hours::min(), Duration::min()},
       {std::chrono::duration<std::uint64_t>(~0ULL), Duration::max()},
       {std::chrono::duration<std::int64_t, std::pico>(1'999), 1ns},
-      {std::chrono::duration<int, std::ratio<1, 60>>(90), 1500ms},
-  };
-  for (const auto& each : cases) EXPECT_EQ(Duration{each.taken}, each.expected);
+      {std::chrono::duration<int, std::ratio<1, 60>>(90), 1500ms}};
+  for (const auto& [taken, expected] : cases) EXPECT_EQ(Duration{taken}, expected);
 }
 
 TEST(ClockTest, WhatWouldOverflowIsTheLastInstantOrTheLongestDuration) {
@@ -78,13 +69,6 @@ TEST(ClockTest, TheClockInForceIsTheInnermostScope) {
   EXPECT_EQ(&Clock::current(), &Clock::system());
 }
 
-TEST(ClockTest, TheSystemClockIsMonotonicAndKnowsTheCentury) {
-  const Instant before = Clock::system().now();
-  EXPECT_LE(before, Clock::system().now());
-  EXPECT_GT(Clock::system().date().secondsSince1970, 1'600'000'000);
-  EXPECT_FALSE(Clock::system().standsStill());
-}
-
 TEST(ManualClockTest, JumpMovesBothTimesAndRunsNothing) {
   ManualClock clock(Date{1000});
   RunLoop loop(&clock);
@@ -96,31 +80,6 @@ TEST(ManualClockTest, JumpMovesBothTimesAndRunsNothing) {
   EXPECT_FALSE(fired);
   clock.jump(-1s);
   EXPECT_EQ(clock.now(), Instant{2500ms});
-}
-
-TEST(ManualClockTest, TheCalendarCanBeSetAlone) {
-  ManualClock clock(Date{1000});
-  clock.jump(1s);
-  clock.setDate(Date{50});
-  EXPECT_EQ(clock.date().secondsSince1970, 50);
-  EXPECT_EQ(clock.now(), Instant{1s});
-  clock.jump(2s);
-  EXPECT_EQ(clock.date().secondsSince1970, 52);
-}
-
-TEST(ManualClockTest, AdvanceStopsAtEveryDueMomentOnTheWay) {
-  ManualClock clock;
-  RunLoop loop(&clock);
-  std::vector<Instant> seen;
-  loop.at(Instant{3s}, [&] { seen.push_back(clock.now()); });
-  loop.at(Instant{1s}, [&] {
-    seen.push_back(clock.now());
-    loop.at(Instant{2s}, [&] { seen.push_back(clock.now()); });
-  });
-  loop.at(Instant{6s}, [&] { seen.push_back(clock.now()); });
-  clock.advance(loop, 5s);
-  EXPECT_EQ(seen, (std::vector{Instant{1s}, Instant{2s}, Instant{3s}}));
-  EXPECT_EQ(clock.now(), Instant{5s});
 }
 
 TEST(ManualClockTest, AdvanceGivesUpALoopThatStaysBusyWithoutTimePassing) {

@@ -6,16 +6,17 @@
 #include <algorithm>
 #include <atomic>
 #include <latch>
+#include <map>
 #include <new>
 #include <optional>
 #include <random>
-#include <stdexcept>
 #include <string>
 #include <thread>
 #include <utility>
 #include <vector>
 
 #include "tests/support/AllocationCounter.h"
+#include "tests/support/Scene.h"
 #include "vantrel/loop/ManualClock.h"
 #include "vantrel/loop/RunLoop.h"
 #include "vantrel/loop/detail/NameHash.h"
@@ -24,6 +25,7 @@ namespace vantrel {
 namespace {
 
 using testing::ElementsAre;
+using tests::Word;
 
 class NotificationBusTest : public testing::Test {
  protected:
@@ -35,15 +37,74 @@ class NotificationBusTest : public testing::Test {
   std::vector<std::string> journal;
 };
 
-TEST_F(NotificationBusTest, ObserversOfTheNameAreCalledInOrderThenThoseOfAll) {
-  const auto all = bus.addForAll(note("all"));
-  const auto a = bus.add("x", note("a"));
-  const auto other = bus.add("y", note("other"));
-  const auto b = bus.add("x", note("b"));
-  bus.post("x");
-  EXPECT_THAT(journal, ElementsAre("a", "b", "all"));
-  bus.post("nobody");
-  EXPECT_THAT(journal, ElementsAre("a", "b", "all", "all"));
+/// A bus with observers of "x" (but for those of all, or of an event that is named); with owners by name.
+struct BusScene : tests::Scene {
+  BusScene() {
+    verbs["add"] = [this](const Word& word) { kept[word.name] = bus->add(event(word.detail), action(word)); };
+    verbs["all"] = [this](const Word& word) { kept[word.name] = bus->addForAll(action(word)); };
+    verbs["end"] = [this](const Word& word) { kept[word.name].reset(); };
+    verbs["move"] = [this](const Word& word) { kept[word.detail] = std::move(kept[word.name]); };
+    verbs["own"] = [this](const Word& word) { bus->add("x", action(word), ownerOf(word)); };
+    verbs["own-y"] = [this](const Word& word) { bus->add("y", action(word), ownerOf(word)); };
+    verbs["remove"] = [this](const Word& word) { bus->remove(event(word.detail), known[word.name]); };
+    verbs["die"] = [this](const Word& word) { owners[word.name].reset(); };
+    verbs["post"] = [this](const Word& word) {
+      try {
+        bus->post(event(word.name));
+        note("|");
+      } catch (int) {
+        note("thrown");
+      }
+    };
+    verbs["change"] = [this](const Word&) { static_cast<void>(bus->add("z", [](const Notification&) {})); };
+    verbs["turn"] = [](const Word&) { RunLoop::main().turn(); };
+    verbs["destroy"] = [this](const Word&) { bus.reset(); };
+  }
+
+  static std::string event(const std::string& name) { return name.empty() ? "x" : name; }
+
+  NotificationBus::Action action(const Word& word) {
+    return [call = callback(word)](const Notification&) { call(); };
+  }
+
+  std::weak_ptr<int> ownerOf(const Word& word) {
+    if (!owners.contains(word.detail)) owners[word.detail] = std::make_shared<int>();
+    return known[word.detail] = owners[word.detail];
+  }
+
+  std::unique_ptr<NotificationBus> bus = std::make_unique<NotificationBus>();
+  std::map<std::string, NotificationBus::Subscription> kept;
+  std::map<std::string, std::shared_ptr<int>> owners;
+  std::map<std::string, std::weak_ptr<int>> known;
+};
+
+TEST(NotificationBusScenes, GoAsToldHere) {
+  const tests::SceneCase scenes[] = {
+      {"observers of the name are called in order, then those of all",
+       "all:all add:a add:other:y add:b post post:nobody", "a b all | all |"},
+      {"a subscription ends when it is reset, replaced or destroyed",
+       "add:a add:b post add:b end:a end:a post alive:a", "a b | b | gone"},
+      {"and lives on where it is moved", "add:a move:a:c post end:a post end:c post", "a | a | |"},
+      {"an observer may remove itself, and its action stays whole while it runs",
+       "add:a{end:a alive:a} add:b post post turn alive:a", "a alive b | b | gone"},
+      {"one removed during a delivery is not called in it", "add:a{end:b end:all} add:b all:all add:c post",
+       "a c |"},
+      {"one added during a delivery waits for the next event", "add:a{end:a add:b all:c} post post",
+       "a | b c |"},
+      {"owned registrations end by removal of their name alone",
+       "own:x1:me own:x2:me own-y:y:me own:other:you remove:me remove:me:unknown post post:y", "other | y |"},
+      {"a dead owner is never called, and its registration is cleared at the next change",
+       "own:a:me post die:me alive:a post post alive:a change alive:a own:b:me post",
+       "a | alive | | alive gone |"},
+      {"such as a removal", "own:a:me die:me remove:me alive:a", "gone"},
+      {"an owner that dies during the delivery is not called",
+       "own:a:me{die:you die:me alive:b} own:b:you post post", "a alive | |"},
+      {"what an observer throws reaches the poster and changes nothing",
+       "add:a{throw} add:b post alive:a end:a alive:a post", "a thrown alive gone b |"},
+      {"a bus may die inside its own delivery, before its subscriptions",
+       "add:a{destroy alive:a} add:b own:c:me die:me post", "a alive |"},
+  };
+  for (const auto& [title, script, told] : scenes) EXPECT_EQ(BusScene().play(script), told) << title;
 }
 
 TEST_F(NotificationBusTest, AnEventCarriesItsNameObjectAndUserInformation) {
@@ -110,21 +171,6 @@ TEST_F(NotificationBusTest, ManyKeepTheirOrderWhicheverIsRemovedAndEachCostsAbou
   EXPECT_EQ(called, expected);
 }
 
-TEST_F(NotificationBusTest, WhatAnObserverThrowsReachesThePosterAndChangesNothing) {
-  const auto captured = std::make_shared<bool>(true);
-  auto first = bus.add("x", [captured](const Notification&) {
-    if (*captured) throw std::runtime_error("thrown");
-  });
-  const auto second = bus.add("x", note("second"));
-  EXPECT_THROW(bus.post("x"), std::runtime_error);
-  EXPECT_THAT(journal, ElementsAre());
-  *captured = false;
-  bus.post("x");
-  EXPECT_THAT(journal, ElementsAre("second"));
-  first.reset();
-  EXPECT_EQ(captured.use_count(), 1);
-}
-
 TEST_F(NotificationBusTest, WithoutMemoryAnAddDoesNothingAndARemovalIsFinishedLater) {
   const auto captured = std::make_shared<int>();
   auto ended = bus.add("x", [this, captured](const Notification&) { journal.push_back("ended"); });
@@ -140,67 +186,6 @@ TEST_F(NotificationBusTest, WithoutMemoryAnAddDoesNothingAndARemovalIsFinishedLa
   EXPECT_EQ(captured.use_count(), 2);
   const auto change = bus.add("y", note("other"));
   EXPECT_EQ(captured.use_count(), 1);
-}
-
-TEST_F(NotificationBusTest, ASubscriptionEndsWhenResetReplacedOrDestroyed) {
-  auto first = bus.add("x", note("first"));
-  {
-    const auto second = bus.add("x", note("second"));
-    bus.post("x");
-  }
-  bus.post("x");
-  EXPECT_THAT(journal, ElementsAre("first", "second", "first"));
-  auto moved = std::move(first);
-  bus.post("x");
-  moved = bus.add("x", note("third"));
-  bus.post("x");
-  moved.reset();
-  moved.reset();
-  bus.post("x");
-  EXPECT_THAT(journal, ElementsAre("first", "second", "first", "first", "third"));
-}
-
-TEST_F(NotificationBusTest, AnObserverMayRemoveItself) {
-  NotificationBus::Subscription own;
-  const auto captured = std::make_shared<int>();
-  own = bus.add("x", [&, captured](const Notification&) {
-    own.reset();
-    EXPECT_GT(captured.use_count(), 1);  // the action stays whole while it runs
-    journal.push_back("self");
-  });
-  const auto next = bus.add("x", note("next"));
-  bus.post("x");
-  bus.post("x");
-  EXPECT_THAT(journal, ElementsAre("self", "next", "next"));
-  RunLoop::main().turn();
-  EXPECT_EQ(captured.use_count(), 1);
-}
-
-TEST_F(NotificationBusTest, AnObserverRemovedDuringADeliveryIsNotCalledInIt) {
-  NotificationBus::Subscription next;
-  NotificationBus::Subscription all;
-  const auto first = bus.add("x", [&](const Notification&) {
-    next.reset();
-    all.reset();
-  });
-  next = bus.add("x", note("removed"));
-  all = bus.addForAll(note("removed"));
-  const auto last = bus.add("x", note("last"));
-  bus.post("x");
-  EXPECT_THAT(journal, ElementsAre("last"));
-}
-
-TEST_F(NotificationBusTest, AnObserverAddedDuringADeliveryWaitsForTheNextEvent) {
-  std::vector<NotificationBus::Subscription> added;
-  const auto adder = bus.add("x", [&](const Notification&) {
-    if (!added.empty()) return;
-    added.push_back(bus.add("x", note("added")));
-    added.push_back(bus.addForAll(note("added for all")));
-  });
-  bus.post("x");
-  EXPECT_THAT(journal, ElementsAre());
-  bus.post("x");
-  EXPECT_THAT(journal, ElementsAre("added", "added for all"));
 }
 
 TEST_F(NotificationBusTest, PostsNestToAnyDepthWithChangesOnTheWay) {
@@ -225,73 +210,16 @@ TEST_F(NotificationBusTest, PostsNestToAnyDepthWithChangesOnTheWay) {
   EXPECT_THAT(journal, ElementsAre());
 }
 
-TEST_F(NotificationBusTest, OwnedRegistrationsEndByRemovalOfTheirNameAlone) {
-  const auto owner = std::make_shared<int>();
-  const auto other = std::make_shared<int>();
-  bus.add("x", note("x1"), owner);
-  bus.add("x", note("x2"), owner);
-  bus.add("y", note("y"), owner);
-  bus.add("x", note("other"), other);
-  bus.remove("x", owner);
-  bus.remove("unknown", owner);
-  bus.post("x");
-  bus.post("y");
-  EXPECT_THAT(journal, ElementsAre("other", "y"));
-}
-
-TEST_F(NotificationBusTest, ADeadOwnerIsNeverCalledAndItsRegistrationIsCleared) {
+TEST_F(NotificationBusTest, AnOwnerLivesUntilItsActionReturns) {
   auto owner = std::make_shared<int>();
-  const auto captured = std::make_shared<int>();
-  bus.add(
-      "x", [this, captured](const Notification&) { journal.push_back("owned"); }, owner);
-  bus.post("x");
-  owner.reset();
-  EXPECT_EQ(captured.use_count(), 2);
-  bus.post("x");
-  bus.post("x");
-  EXPECT_THAT(journal, ElementsAre("owned"));
-  const auto change = bus.add("y", note("other"));
-  EXPECT_EQ(captured.use_count(), 1);
-  bus.add("x", note("never owned"), std::weak_ptr<int>());
-  bus.post("x");
-  EXPECT_THAT(journal, ElementsAre("owned"));
-}
-
-TEST_F(NotificationBusTest, AnOwnerThatDiesDuringTheDeliveryIsNotCalledAndOneThatRunsLivesToTheEnd) {
-  auto later = std::make_shared<int>();
-  auto running = std::make_shared<int>();
-  const std::weak_ptr<int> watched = running;
-  bus.add(
-      "x",
-      [&](const Notification&) {
-        later.reset();
-        running.reset();
-        EXPECT_FALSE(watched.expired());
-        journal.push_back("running");
-      },
-      running);
-  bus.add("x", note("later"), later);
+  const std::weak_ptr<int> watched = owner;
+  const auto action = [&](const Notification&) {
+    owner.reset();
+    EXPECT_FALSE(watched.expired());
+  };
+  bus.add("x", action, owner);
   bus.post("x");
   EXPECT_TRUE(watched.expired());
-  EXPECT_THAT(journal, ElementsAre("running"));
-}
-
-class RemovesItself : public std::enable_shared_from_this<RemovesItself> {
- public:
-  explicit RemovesItself(NotificationBus& bus) : bus_(bus) {}
-  ~RemovesItself() { bus_.remove("x", weak_from_this()); }
-
- private:
-  NotificationBus& bus_;
-};
-
-TEST_F(NotificationBusTest, AnOwnerRemovesItselfFromItsDestructor) {
-  auto owner = std::make_shared<RemovesItself>(bus);
-  const auto captured = std::make_shared<int>();
-  bus.add(
-      "x", [captured](const Notification&) {}, owner);
-  owner.reset();
-  EXPECT_EQ(captured.use_count(), 1);
 }
 
 TEST_F(NotificationBusTest, WhatAnActionCapturedMayUseTheBusWhenItDies) {
@@ -301,26 +229,6 @@ TEST_F(NotificationBusTest, WhatAnActionCapturedMayUseTheBusWhenItDies) {
   outer.reset();
   bus.post("x");
   EXPECT_THAT(journal, ElementsAre());
-}
-
-TEST_F(NotificationBusTest, ABusMayDieInsideItsOwnDeliveryAndBeforeItsSubscriptions) {
-  auto dying = std::make_unique<NotificationBus>();
-  auto owner = std::make_shared<int>();
-  const auto first = dying->add("x", [&](const Notification&) { dying.reset(); });
-  const auto second = dying->add("x", note("second"));
-  dying->add("x", note("owned"), owner);
-  owner.reset();
-  dying->post("x");
-  EXPECT_EQ(dying, nullptr);
-  EXPECT_THAT(journal, ElementsAre());
-}
-
-TEST_F(NotificationBusTest, EmptyActionsRegisterNothing) {
-  const auto owner = std::make_shared<int>();
-  const auto a = bus.add("x", nullptr);
-  const auto b = bus.addForAll(nullptr);
-  bus.add("x", nullptr, owner);
-  bus.post("x");
 }
 
 TEST(NotificationBusThreadsTest, TwoThreadsPostWhileAThirdAddsAndRemoves) {

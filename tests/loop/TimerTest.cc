@@ -1,210 +1,128 @@
 #include "vantrel/loop/Timer.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdio>
+#include <map>
 #include <thread>
-#include <vector>
 
+#include "tests/support/Scene.h"
 #include "vantrel/loop/ManualClock.h"
 
 namespace vantrel {
 namespace {
 
 using namespace std::chrono_literals;
-using testing::ElementsAre;
-using testing::IsEmpty;
+using tests::Word;
 
-class TimerTest : public testing::Test {
- protected:
-  Timer::Action note() {
-    return [this](Timer&) { fired.push_back(clock.now().sinceStart); };
+Duration seconds(const Word& word) { return durationOfSeconds(word.number()); }
+
+/// Repeating timers, which tell at which second they fire; nobody keeps them but "keep".
+struct TimerScene : tests::Scene {
+  TimerScene() {
+    verbs["every"] = [this](const Word& word) {
+      timers[word.name] = Timer::repeating(seconds(word), action(word));
+    };
+    verbs["own"] = [this](const Word& word) {
+      timers[word.name] = Timer::repeating(seconds(word), action(word), owner);
+    };
+    verbs["die"] = [this](const Word&) { owner.reset(); };
+    verbs["owner"] = [this](const Word&) { note(known.expired() ? "dead" : "living"); };
+    verbs["keep"] = [this](const Word& word) { kept = timers[word.name].lock(); };
+    verbs["jump"] = [this](const Word& word) { clock.jump(seconds(word)); };
+    verbs["turn"] = [this](const Word&) { loop.turn(); };
+    verbs["advance"] = [this](const Word& word) { clock.advance(loop, seconds(word)); };
+    verbs["move"] = [this](const Word& word) { timer(word)->setNextFire(Instant{seconds(word)}); };
+    verbs["delay"] = [this](const Word& word) { timer(word)->setNextFire(clock.now() + seconds(word)); };
+    verbs["fire"] = [this](const Word& word) { timer(word)->fireNow(); };
+    verbs["suspend"] = [this](const Word& word) { timer(word)->suspend(); };
+    verbs["end"] = [this](const Word& word) { timer(word)->invalidate(); };
+    verbs["valid"] = [this](const Word& word) {
+      note(!timer(word) ? "freed" : timer(word)->valid() ? "valid" : "ended");
+    };
+    verbs["due"] = [this](const Word&) { note(loop.nextDue() ? "due" : "never"); };
   }
+  ~TimerScene() {
+    for (const auto& [name, timer] : timers) {
+      if (const auto living = timer.lock()) living->invalidate();
+    }
+  }
+
+  Timer::Action action(const Word& word) {
+    return [call = callback(word, [this] { return "@" + now(); })](Timer&) { call(); };
+  }
+
+  std::string now() const {
+    char text[40];
+    std::snprintf(text, sizeof text, "%.12g", std::chrono::duration<double>(clock.now().sinceStart).count());
+    return text;
+  }
+
+  std::shared_ptr<Timer> timer(const Word& word) { return timers[word.name].lock(); }
 
   ManualClock clock;
   ScopedClock scope{clock};
   RunLoop& loop = RunLoop::current();
-  std::vector<Duration> fired;
+  std::map<std::string, std::weak_ptr<Timer>> timers;
+  std::shared_ptr<Timer> kept;
+  std::shared_ptr<int> owner = std::make_shared<int>();
+  const std::weak_ptr<int> known = owner;
 };
 
-TEST_F(TimerTest, FiresEveryIntervalUntilInvalidatedThoughNobodyKeepsIt) {
-  const std::weak_ptr<Timer> timer = Timer::repeating(2s, note());
-  clock.advance(loop, 7s);
-  EXPECT_THAT(fired, ElementsAre(2s, 4s, 6s));
-  ASSERT_FALSE(timer.expired());
-  timer.lock()->invalidate();
-  EXPECT_TRUE(timer.expired());
-  clock.advance(loop, 7s);
-  EXPECT_EQ(fired.size(), 3U);
-  EXPECT_EQ(loop.nextDue(), std::nullopt);
-}
-
-TEST_F(TimerTest, ALateFiringComesOnceAndTheRhythmKeepsItsPhase) {
-  const struct {
-    Duration stall;
-    std::vector<Duration> expected;
-  } cases[] = {
-      {1500ms, {1500ms, 2s, 3s}},
-      {3500ms, {3500ms, 4s, 5s}},
-      {3s, {3s, 4s, 5s}},  // late by whole intervals: the one at this very moment is this one
-      {2999999999ns, {2999999999ns, 3s, 4s}},
+TEST(TimerScenes, GoAsToldHere) {
+  const tests::SceneCase scenes[] = {
+      {"a timer fires every interval until it is ended, though nobody keeps it",
+       "every:t:2 advance:7 valid:t end:t valid:t alive:t advance:7 due",
+       "t@2 t@4 t@6 valid freed gone never"},
+      {"a late firing comes once, and the rhythm keeps its phase", "every:t:1 jump:1.5 turn advance:2",
+       "t@1.5 t@2 t@3"},
+      {"however late", "every:t:1 jump:3.5 turn advance:2", "t@3.5 t@4 t@5"},
+      {"late by whole intervals, the firing of this very moment is this one",
+       "every:t:1 jump:3 turn advance:2", "t@3 t@4 t@5"},
+      {"which is not that of a moment later", "every:t:1 jump:2.999999999 turn advance:2",
+       "t@2.999999999 t@3 t@4"},
+      // That of 2 s comes at 3.5, that of 3 s is skipped; that of 4 s comes at 6, that of 5 s is skipped.
+      {"an action that takes longer than the interval skips firings", "every:t:1{jump:2.5} advance:5",
+       "t@1 t@3.5 t@6"},
+      {"the next firing can be moved, and the interval counts from there",
+       "every:t:2 advance:3 move:t:3.5 advance:3 fire:t advance:2", "t@2 t@3.5 t@5.5 t@6 t@8"},
+      // 2^63 ns are 9223372036.854775808 s, so the seconds counted from there end in .145224192.
+      {"one moved into the far past comes once and keeps its phase",
+       "jump:100 every:t:1 move:t:-1e30 advance:2", "t@100 t@100.145224192 t@101.145224192"},
+      {"a suspended one stays alive and silent", "every:t:1 suspend:t due advance:86400 valid:t",
+       "never valid"},
+      {"one that is ended never fires again, whatever is asked",
+       "every:t:1 keep:t end:t valid:t alive:t move:t:0 fire:t suspend:t end:t advance:5 due",
+       "ended gone never"},
+      {"an action may end its own timer", "every:t:1{end:t alive:t} advance:3 valid:t", "t@1 alive freed"},
+      {"or move it", "every:t:1{delay:t:5} advance:8", "t@1 t@6"},
+      {"or suspend it", "every:t:1{suspend:t} advance:3 valid:t", "t@1 valid"},
+      {"a timer dies with its owner", "own:t:1 keep:t advance:1 valid:t die valid:t advance:5 alive:t due",
+       "t@1 valid ended gone never"},
+      {"which lives until the action returns", "own:t:1{die owner} advance:1 owner", "t@1 living dead"},
+      {"an interval beyond all time never fires", "every:t:1e30 advance:86400 due", "never"},
   };
-  for (const auto& each : cases) {
-    fired.clear();
-    const Duration start = clock.now().sinceStart;
-    const auto timer = Timer::repeating(1s, note());
-    clock.jump(each.stall);
-    loop.turn();
-    clock.advance(loop, 2s);
-    timer->invalidate();
-    for (Duration& moment : fired) moment -= start;
-    EXPECT_EQ(fired, each.expected) << each.stall.count();
-    clock.advance(loop, 1s);
-  }
+  for (const auto& [title, script, told] : scenes) EXPECT_EQ(TimerScene().play(script), told) << title;
 }
 
-TEST_F(TimerTest, AnActionThatTakesLongerThanTheIntervalSkipsFirings) {
-  const auto timer = Timer::repeating(1s, [this](Timer&) {
-    fired.push_back(clock.now().sinceStart);
-    clock.jump(2500ms);
-  });
-  clock.advance(loop, 5s);
-  timer->invalidate();
-  // That of 2 s comes at 3.5, that of 3 s is skipped; that of 4 s comes at 6, that of 5 s is skipped.
-  EXPECT_THAT(fired, ElementsAre(1s, 3500ms, 6s));
-}
-
-TEST_F(TimerTest, TheNextFiringCanBeMovedAndTheIntervalCountsFromThere) {
-  const auto timer = Timer::repeating(2s, note());
-  clock.advance(loop, 3s);
-  timer->setNextFire(Instant{3500ms});
-  clock.advance(loop, 3s);
-  EXPECT_THAT(fired, ElementsAre(2s, 3500ms, 5500ms));
-  timer->fireNow();
-  clock.advance(loop, 2s);
-  timer->invalidate();
-  EXPECT_THAT(fired, ElementsAre(2s, 3500ms, 5500ms, 6s, 8s));
-}
-
-TEST_F(TimerTest, AFiringMovedIntoTheFarPastComesOnceAndKeepsItsPhase) {
-  clock.jump(100s);
-  const auto timer = Timer::repeating(1s, note());
-  timer->setNextFire(Instant{Duration::min()});
-  clock.advance(loop, 2s);
-  timer->invalidate();
-  // 2^63 ns are 9223372036.854775808 s, so the seconds counted from there end in .145224192.
-  EXPECT_THAT(fired, ElementsAre(100s, 100145224192ns, 101145224192ns));
-}
-
-TEST_F(TimerTest, ASuspendedTimerStaysAliveAndSilent) {
-  const std::weak_ptr<Timer> timer = Timer::repeating(1s, note());
-  timer.lock()->suspend();
-  EXPECT_EQ(loop.nextDue(), std::nullopt);
-  clock.advance(loop, 24h);
-  EXPECT_THAT(fired, IsEmpty());
-  ASSERT_FALSE(timer.expired());
-  EXPECT_TRUE(timer.lock()->valid());
-  timer.lock()->invalidate();
-}
-
-TEST_F(TimerTest, AnInvalidatedTimerNeverFiresAgainWhateverIsAsked) {
-  auto captured = std::make_shared<int>();
-  const auto timer = Timer::repeating(1s, [captured](Timer&) { FAIL(); });
-  timer->invalidate();
-  EXPECT_FALSE(timer->valid());
-  EXPECT_EQ(captured.use_count(), 1);
-  timer->setNextFire(clock.now());
-  timer->fireNow();
-  timer->suspend();
-  timer->invalidate();
-  clock.advance(loop, 5s);
-  EXPECT_EQ(loop.nextDue(), std::nullopt);
-}
-
-TEST_F(TimerTest, AnActionMayEndSuspendOrMoveItsOwnTimer) {
-  const auto ending = Timer::repeating(1s, [this](Timer& timer) {
-    fired.push_back(clock.now().sinceStart);
-    timer.invalidate();
-  });
-  clock.advance(loop, 3s);
-  EXPECT_THAT(fired, ElementsAre(1s));
-  EXPECT_FALSE(ending->valid());
-
-  fired.clear();
-  const auto moving = Timer::repeating(1s, [this](Timer& timer) {
-    fired.push_back(clock.now().sinceStart);
-    if (fired.size() == 1) {
-      timer.setNextFire(clock.now() + 5s);
-    } else {
-      timer.suspend();
-    }
-  });
-  clock.advance(loop, 20s);
-  EXPECT_THAT(fired, ElementsAre(4s, 9s));
-  moving->invalidate();
-}
-
-TEST_F(TimerTest, ATimerDiesWithItsOwner) {
-  auto owner = std::make_shared<int>();
-  auto captured = std::make_shared<int>();
-  const auto timer = Timer::repeating(
-      1s, [this, captured](Timer&) { fired.push_back(clock.now().sinceStart); }, owner);
-  clock.advance(loop, 1s);
-  EXPECT_TRUE(timer->valid());
-  owner.reset();
-  EXPECT_FALSE(timer->valid());
-  clock.advance(loop, 5s);
-  EXPECT_THAT(fired, ElementsAre(1s));
-  EXPECT_EQ(captured.use_count(), 1);
-  EXPECT_EQ(loop.nextDue(), std::nullopt);
-}
-
-TEST_F(TimerTest, TheOwnerLivesUntilTheActionReturns) {
-  auto owner = std::make_shared<int>(1);
-  const std::weak_ptr<int> watched = owner;
-  const auto timer = Timer::repeating(
-      1s,
-      [&](Timer&) {
-        owner.reset();
-        EXPECT_FALSE(watched.expired());
-      },
-      owner);
-  clock.advance(loop, 1s);
-  EXPECT_TRUE(watched.expired());
-}
-
-TEST_F(TimerTest, AnIntervalOfNothingCountsAsATenthOfAMillisecond) {
+TEST(TimerTest, AnIntervalOfNothingCountsAsATenthOfAMillisecond) {
+  ManualClock clock;
+  const ScopedClock scope(clock);
   for (const Duration interval : {Duration(0), Duration(-5s), Duration(1), Duration(100us)}) {
-    fired.clear();
-    const auto timer = Timer::repeating(interval, note());
-    clock.advance(loop, 1ms);
+    int fired = 0;
+    const auto timer = Timer::repeating(interval, [&](Timer&) { ++fired; });
+    clock.advance(RunLoop::current(), 1ms);
     timer->invalidate();
-    EXPECT_EQ(fired.size(), 10U) << interval.count();
+    EXPECT_EQ(fired, 10) << interval.count();
   }
 }
 
-TEST_F(TimerTest, AnIntervalBeyondAllTimeNeverFires) {
-  const auto timer = Timer::repeating(Duration::max(), note());
-  clock.advance(loop, 24h);
-  EXPECT_THAT(fired, IsEmpty());
-  timer->invalidate();
-}
-
-TEST_F(TimerTest, ATimerThatOutlivesItsLoopIsHarmless) {
+TEST(TimerTest, ATimerThatOutlivesItsLoopIsHarmless) {
   std::shared_ptr<Timer> timer;
   std::thread([&] { timer = Timer::repeating(1s, [](Timer&) { FAIL(); }); }).join();
-  timer->setNextFire(clock.now());
+  timer->setNextFire({});
   timer->invalidate();
   EXPECT_FALSE(timer->valid());
-}
-
-TEST_F(TimerTest, TenMinutesOfTimersRunThroughWithoutWaiting) {
-  const auto fast = Timer::repeating(10ms, note());
-  const auto slow = Timer::repeating(1min, note());
-  clock.advance(loop, 10min);
-  fast->invalidate();
-  slow->invalidate();
-  EXPECT_EQ(fired.size(), 60'000U + 10U);
 }
 
 }  // namespace
