@@ -6,6 +6,7 @@
 #include <string>
 
 #include "tests/data/PlistFiles.h"
+#include "tests/support/Words.h"
 #include "vantrel/data/PropertyListExtent.h"
 
 namespace vantrel {
@@ -13,6 +14,7 @@ namespace {
 
 using test::bytesOfHex;
 using test::PlistFile;
+using tests::words;
 
 // 1 January 2001, where a property list counts from.
 constexpr double k2001 = 978307200;
@@ -50,27 +52,20 @@ const Scalar kScalars[] = {
     {Date{-1}, "33c1cd27e440800000"},
     {Bytes(std::vector<std::uint8_t>{0x00, 0xff, 0x10}), "4300ff10"},
     {Bytes(), "40"},
-    {"hi", "526869"},
+    {"hi\x7f", "5368697f"},
     {"", "50"},
     {"abcdefghijklmno", "5f100f6162636465666768696a6b6c6d6e6f"},
     {"ü€𝄞", "6400fc20acd834dd1e"},
 };
 
-TEST(PropertyList, WritesScalarsByteForByteAsAnIndependentWriter) {
-  for (const Scalar& scalar : kScalars) {
-    const auto written = plist::write(scalar.value);
-    ASSERT_TRUE(written) << scalar.object;
-    EXPECT_EQ(*written, bytesOfHex(oneObject(scalar.object))) << scalar.object;
-    EXPECT_GE(plist::extentOf(scalar.value).bytes + 40, written->size()) << scalar.object;
-  }
-}
-
-TEST(PropertyList, ReadsScalarsWithTheirKind) {
-  for (const Scalar& scalar : kScalars) {
-    const auto read = plist::parse(bytesOfHex(oneObject(scalar.object)));
-    ASSERT_TRUE(read) << scalar.object;
-    EXPECT_EQ(*read, scalar.value) << scalar.object;
-    EXPECT_EQ(read->kind(), scalar.value.kind()) << scalar.object;
+TEST(PropertyList, ReadsAndWritesScalarsByteForByteAsAnIndependentWriter) {
+  for (const auto& [value, object] : kScalars) {
+    const Bytes file = bytesOfHex(oneObject(object));
+    EXPECT_EQ(plist::write(value), file) << object;
+    EXPECT_GE(plist::extentOf(value).bytes + 40, file.size()) << object;
+    const auto read = plist::parse(file);
+    ASSERT_EQ(read, value) << object;
+    EXPECT_EQ(read->kind(), value.kind()) << object;
   }
 }
 
@@ -82,45 +77,22 @@ TEST(PropertyList, ReadsFormsThatItDoesNotWrite) {
       {"hi", "5f12000000026869"},                            // count wider than needed
       {ValueTree::dictionary({{"CF$UID", 300}}), "81012c"},  // a UID by itself
   };
-  for (const Scalar& form : forms) {
-    const auto read = plist::parse(bytesOfHex(oneObject(form.object)));
-    ASSERT_TRUE(read) << form.object;
-    EXPECT_EQ(*read, form.value) << form.object;
+  for (const auto& [value, object] : forms) {
+    EXPECT_EQ(plist::parse(bytesOfHex(oneObject(object))), value) << object;
   }
-}
-
-TEST(PropertyList, ReadsContainersOfAnIndependentWriter) {
-  EXPECT_EQ(plist::parse(bytesOfHex("62706c6973743030a40102010310015161a0080d0f110000000000000101"
-                                    "000000000000000400000000000000000000000000000012")),
-            ValueTree::list({1, "a", 1, ValueTree::list()}));
-  EXPECT_EQ(
-      plist::parse(bytesOfHex("62706c6973743030d201020304516151621001d105065163a207080908080d0f1113"
-                              "16181b1c000000000000010100000000000000090000000000000000000000000000001d")),
-      ValueTree::dictionary(
-          {{"a", 1}, {"b", ValueTree::dictionary({{"c", ValueTree::list({true, false})}})}}));
   EXPECT_EQ(plist::parse(PlistFile().addReferences({1, 2}, 0xC0).add("\x09").add("\x51x").finish()),
             ValueTree::list({true, "x"}))
       << "a set";
 }
 
-TEST(PropertyList, KeepsATreeOfEveryKindOverWritingAndReading) {
+TEST(PropertyList, KeepsManyValuesOverWritingAndReading) {
   ValueTree many = ValueTree::list();
   for (int i = 0; i < 70'000; ++i) many.append(i % 3 == 0 ? ValueTree(i) : ValueTree(std::to_string(i)));
-  const ValueTree tree = ValueTree::dictionary({{"many", many},
-                                                {"one", 1},
-                                                {"real one", 1.0},
-                                                {"yes", true},
-                                                {"Größe", Date{k2001 + 0.25}},
-                                                {"", Bytes::copyOf("data")},
-                                                {"empty", ValueTree::dictionary()}});
+  const ValueTree tree = ValueTree::dictionary({{"many", many}, {"", ValueTree::dictionary()}});
   const auto written = plist::write(tree);
   ASSERT_TRUE(written);
   EXPECT_GE(plist::extentOf(tree).bytes + 40, written->size());
-  const auto read = plist::parse(*written);
-  ASSERT_TRUE(read);
-  EXPECT_EQ(*read, tree);
-  EXPECT_EQ((*read)["one"].kind(), ValueTree::Kind::Integer);
-  EXPECT_EQ((*read)["real one"].kind(), ValueTree::Kind::Floating);
+  EXPECT_EQ(plist::parse(*written), tree);
 }
 
 TEST(PropertyList, WritesEqualStringsOnce) {
@@ -147,41 +119,29 @@ TEST(PropertyList, RefusesToWriteWhatItCannotHold) {
 }
 
 TEST(PropertyList, RefusesMalformedObjects) {
-  const char* objects[] = {
-      "00",                                  // null
-      "0f",                                  // padding
-      "0a",                                  // no such simple object
-      "15ffffffffffffffffffffffffffffffff",  // an integer of 32 bytes
-      "1400000000000000010000000000000000",  // 2^64
-      "14fffffffffffffffe0000000000000000",  // below int64
-      "13000000",                            // cut off
-      "213c00",                              // a real of 2 bytes
-      "323fc00000",                          // a date of 4 bytes
-      "5180",                                // not ASCII
-      "61d834",                              // lone high surrogate
-      "61dd1e",                              // lone low surrogate
-      "62dd1ed834",                          // the wrong way round
-      "5568656c6c",                          // shorter than its count
-      "5f137fffffffffffffff6161",            // count past everything
-      "6f13800000000000000061",              // doubled, it would wrap
-      "5f090161",                            // count is no integer
-      "af",                                  // count is missing
-      "7161",
-      "b0",
-      "e0",
-      "f0",  // no such kinds
-      "d1",
-      "a101",                                // references missing and out of range
-      "8f00000000000000000000000000000001",  // a UID of 16 bytes
+  const std::pair<const char*, const char*> objects[] = {
+      {"no such kinds", "00 0f 0a 7161 b0 e0 f0"},
+      {"an integer of 32 bytes, 2^64, below int64, cut off",
+       "15ffffffffffffffffffffffffffffffff 1400000000000000010000000000000000 "
+       "14fffffffffffffffe0000000000000000 13000000"},
+      {"a real of 2 bytes, a date of 4, a UID of 16", "213c00 323fc00000 8f00000000000000000000000000000001"},
+      {"not ASCII; surrogates alone and the wrong way round", "5180 61d834 61dd1e 62dd1ed834"},
+      {"shorter than its count, past everything, doubled, no integer, missing",
+       "5568656c6c 5f137fffffffffffffff6161 6f13800000000000000061 5f090161 af"},
+      {"references missing and out of range", "d1 a101"},
   };
-  for (const char* object : objects) EXPECT_FALSE(plist::parse(bytesOfHex(oneObject(object)))) << object;
+  for (const auto& [why, list] : objects) {
+    for (const std::string& object : words(list)) {
+      EXPECT_FALSE(plist::parse(bytesOfHex(oneObject(object)))) << why << ": " << object;
+    }
+  }
 }
 
 TEST(PropertyList, RefusesDamagedFiles) {
   const Bytes sound = PlistFile().addReferences({1, 1}).add("\x51x").finish();
   ASSERT_TRUE(plist::parse(sound));
   for (std::size_t length = 0; length < sound.size(); ++length) {
-    EXPECT_FALSE(plist::parse(sound.slice(0, length))) << "cut to " << length;
+    EXPECT_FALSE(plist::parse(Bytes::copyOf(sound.slice(0, length).text()))) << "cut to " << length;
   }
   // Position in the trailer, and a value that cannot be there.
   const std::pair<std::size_t, std::uint8_t> lies[] = {
@@ -193,12 +153,7 @@ TEST(PropertyList, RefusesDamagedFiles) {
   }
 }
 
-TEST(PropertyList, RefusesKeysThatAreNoStrings) {
-  EXPECT_FALSE(plist::parse(PlistFile().addReferences({1, 1}, 0xD0, 1).add("\x09").finish()));
-}
-
 TEST(PropertyList, RefusesContainersThatHoldThemselves) {
-  EXPECT_FALSE(plist::parse(PlistFile().addReferences({0}).finish()));
   EXPECT_FALSE(plist::parse(PlistFile().addReferences({1}).addReferences({2}).addReferences({1}).finish()));
 }
 
@@ -293,7 +248,7 @@ TEST(PropertyList, ReadsXmlInFormsThatPeopleWrite) {
       {"<string/>", ""},
       {" <!-- - -- > --> <integer> +7\n</integer> ", 7},
       {"<integer>-9223372036854775808</integer>", std::numeric_limits<std::int64_t>::min()},
-      {"<real>+1e2</real>", 100.0},
+      {"<real> +1e2\n</real>", 100.0},
       {"<real>-inf</real>", -std::numeric_limits<double>::infinity()},
       {"<true></true >", true},
       {"<data>\n AP\t8= </data>", Bytes(std::vector<std::uint8_t>{0x00, 0xff})},
@@ -309,51 +264,28 @@ TEST(PropertyList, ReadsXmlInFormsThatPeopleWrite) {
 }
 
 TEST(PropertyList, RefusesXmlThatIsNone) {
-  const std::string_view values[] = {"",
-                                     "<true/><true/>",
-                                     "<array>",
-                                     "<array></dict>",
-                                     "</array>",
-                                     "<array><string>a</array>",
-                                     "text",
-                                     "<null/>",
-                                     "<true>x</true>",
-                                     "<key>k</key>",
-                                     "<dict><true/></dict>",
-                                     "<dict><key>k</key></dict>",
-                                     "<dict><key>k</key><key>l</key><true/></dict>",
-                                     "<array><key>k</key></array>",
-                                     "<string>&own;</string>",
-                                     "<string>&#0;</string>",
-                                     "<string>&#xD800;</string>",
-                                     "<string>&#x110000;</string>",
-                                     "<string>&#99999999999;</string>",
-                                     "<string>&#;</string>",
-                                     "<string>&amp</string>",
-                                     "<string><![CDATA[x</string>",
-                                     "<string><!-- x</string>",
-                                     "<string>\xff</string>",
-                                     "<integer/>",
-                                     "<integer>1.5</integer>",
-                                     "<integer>18446744073709551616</integer>",
-                                     "<integer>-9223372036854775809</integer>",
-                                     "<integer>--1</integer>",
-                                     "<real>one</real>",
-                                     "<real/>",
-                                     "<date>2023-02-29T00:00:00Z</date>",
-                                     "<date>2024-02-29T24:00:00Z</date>",
-                                     "<date>2024-02-29</date>",
-                                     "<data>A</data>",
-                                     "<data>AP8</data>",
-                                     "<data>A===</data>",
-                                     "<data>AP=8</data>",
-                                     "<data>A*==</data>"};
-  for (const std::string_view value : values)
-    EXPECT_FALSE(plist::parse(Bytes::copyOf(xmlOf(value)))) << value;
-  const std::string sound = xmlOf("<true/>");
-  const std::string documents[] = {"<true/>", sound + "x", "<plist><true/>",
-                                   "<?xml encoding='latin-1'?>" + sound,
-                                   "<!DOCTYPE plist [<!ENTITY own 'x'>]>" + sound};
+  // Contents of a tag, each between white space.
+  const std::pair<std::string, const char*> contents[] = {
+      {"true", "x <true/>"},
+      {"array", "</dict> <string>a</array> <key>k</key> <null/> text &#32;"},
+      {"dict", "<true/> <key>k</key> <key>k</key><key>l</key><true/>"},
+      {"string", "&own; &#0; &#xD800; &#x110000; &#99999999999; &#; &amp & <![CDATA[x <!--x <!- \xff"},
+      {"integer", "1.5 18446744073709551616 -9223372036854775809 --1"},
+      {"real", "one 1e &#32;"},
+      {"date", "2023-02-29T00:00:00Z 2024-02-29T24:00:00Z 2024-02-29 2024-02-29T00:00:00"},
+      {"data", "A AP8 A=== AP=8 A*=="}};
+  std::vector<std::string> documents = words(
+      "<true/> <plist> <plist/> </plist> <plist><true/> <plist></array></plist> <plist><key>k</key></plist> "
+      "<plist><integer/></plist> <plist><real/></plist> <plist><true/></plist>x <plist><array> <plist><a b "
+      "<!--");
+  for (const auto& [tag, list] : contents) {
+    for (const std::string& inside : words(list)) {
+      documents.push_back(xmlOf("<" + tag + ">" + inside + "</" + tag + ">"));
+    }
+  }
+  for (const char* const start : {"<?xml encoding='latin-1'?>", "<!DOCTYPE plist [<!ENTITY own 'x'>]>"}) {
+    documents.push_back(start + xmlOf("<true/>"));
+  }
   for (const std::string& document : documents) {
     EXPECT_FALSE(plist::parse(Bytes::copyOf(document))) << document;
   }

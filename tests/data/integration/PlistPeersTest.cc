@@ -4,59 +4,46 @@
 #endif
 
 #include <cstdio>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 
+#include "tests/support/ScratchFolder.h"
+#include "vantrel/data/Json.h"
 #include "vantrel/data/KeyedArchive.h"
 #include "vantrel/data/PropertyList.h"
 
 namespace vantrel {
 namespace {
 
-namespace fs = std::filesystem;
-
 class PlistPeersTest : public testing::Test {
  protected:
-  PlistPeersTest() {
-    std::string name = (fs::temp_directory_path() / "plist.XXXXXX").string();
-    folder_ = mkdtemp(name.data());
-    file_ = folder_ / "file";
-  }
-  ~PlistPeersTest() override { fs::remove_all(folder_); }
-
-  void put(const Bytes& contents) const { std::ofstream(file_, std::ios::binary) << contents.text(); }
-
-  Bytes contents() const {
-    std::ifstream stream(file_, std::ios::binary);
-    return Bytes(std::vector<std::uint8_t>(std::istreambuf_iterator<char>(stream), {}));
-  }
+  void put(const Bytes& contents) const { folder_.put("file", std::string(contents.text())); }
+  Bytes contents() const { return Bytes::copyOf(folder_.contentsOf("file")); }
 
   /// Runs a Python program that finds the file's path in `file`; whether it came to its end.
   bool python(const std::string& program) const {
-    const std::string text = "import datetime, plistlib, struct\nfile = '" + file_.string() + "'\n" + program;
+    const std::string text =
+        "import datetime, json, plistlib\nfile = '" + folder_.at("file") + "'\n" + program;
     std::FILE* input = popen("python3 -", "w");
     if (!input) return false;
     std::fwrite(text.data(), 1, text.size(), input);
     return pclose(input) == 0;
   }
 
-  fs::path folder_;
-  fs::path file_;
+  const tests::ScratchFolder folder_;
 };
 
-// The same value twice: as Python's plistlib knows it, and as ours.
-constexpr const char* kInPython = R"(
-value = {
-    'text': 'a', 'text again': 'a', 'Ω': 'ü€𝄞', 'empty': '', 'long': 'x' * 70000,
-    'zero': 0, 'byte': 255, 'short': 65535, 'int': 2**32 - 1, 'long int': 2**32, 'max': 2**63 - 1,
-    'unsigned': 2**64 - 1, 'minus': -1, 'min': -2**63, 'one': 1, 'real one': 1.0, 'real': -0.1,
-    'yes': True, 'no': False, 'data': bytes(range(256)), 'no data': b'',
+// What both sides read; what JSON has no form for each adds by itself.
+const std::string kJson = R"({
+  "text": "a", "text again": "a", "Ω": "ü€𝄞", "empty": "", "zero": 0, "byte": 255, "short": 65535,
+  "int": 4294967295, "long int": 4294967296, "max": 9223372036854775807, "unsigned": 18446744073709551615,
+  "minus": -1, "min": -9223372036854775808, "one": 1, "real one": 1.0, "real": -0.1, "yes": true, "no": false,
+  "list": [[], {}, [1, [2, [3]]]]})";
+
+const std::string kInPython = "value = json.loads('''" + kJson + R"(''')
+value.update({
+    'long': 'x' * 70000, 'many': list(range(1000)), 'data': bytes(range(256)), 'no data': b'',
     'date': datetime.datetime(2024, 2, 29, 12, 30, 15, 500000), 'early': datetime.datetime(1969, 12, 31, 23, 59, 59),
-    'list': [[], {}, [1, [2, [3]]]], 'many': list(range(1000)),
-}
+})
 def same(a, b):
     if type(a) is not type(b): return False
     if type(a) is dict: return a.keys() == b.keys() and all(same(a[k], b[k]) for k in a)
@@ -65,55 +52,33 @@ def same(a, b):
 )";
 
 ValueTree valueInOurs() {
-  std::vector<std::uint8_t> every(256);
-  for (std::size_t i = 0; i < every.size(); ++i) every[i] = static_cast<std::uint8_t>(i);
-  ValueTree many = ValueTree::list();
-  for (int i = 0; i < 1000; ++i) many.append(i);
-  return ValueTree::dictionary({
-      {"text", "a"},
-      {"text again", "a"},
-      {"Ω", "ü€𝄞"},
-      {"empty", ""},
-      {"long", std::string(70'000, 'x')},
-      {"zero", 0},
-      {"byte", 255},
-      {"short", 65535},
-      {"int", 4294967295},
-      {"long int", 4294967296},
-      {"max", std::int64_t{9223372036854775807}},
-      {"unsigned", std::uint64_t{18446744073709551615U}},
-      {"minus", -1},
-      {"min", std::numeric_limits<std::int64_t>::min()},
-      {"one", 1},
-      {"real one", 1.0},
-      {"real", -0.1},
-      {"yes", true},
-      {"no", false},
-      {"data", Bytes(std::move(every))},
-      {"no data", Bytes()},
-      {"date", Date{1709209815.5}},
-      {"early", Date{-1}},
-      {"list", ValueTree::list({ValueTree::list(), ValueTree::dictionary(),
-                                ValueTree::list({1, ValueTree::list({2, ValueTree::list({3})})})})},
-      {"many", std::move(many)},
-  });
+  ValueTree value = *json::parse(kJson);
+  std::vector<std::uint8_t> every;
+  for (int i = 0; i < 256; ++i) every.push_back(static_cast<std::uint8_t>(i));
+  for (int i = 0; i < 1000; ++i) value.setAt({"many", i}, i);
+  value.set("long", std::string(70'000, 'x'));
+  value.set("data", Bytes(std::move(every)));
+  value.set("no data", Bytes());
+  value.set("date", Date{1709209815.5});
+  value.set("early", Date{-1});
+  return value;
 }
 
 TEST_F(PlistPeersTest, PythonReadsOurPropertyLists) {
   const auto written = plist::write(valueInOurs());
   ASSERT_TRUE(written);
   put(*written);
-  EXPECT_TRUE(python(std::string(kInPython) + "assert same(plistlib.load(open(file, 'rb')), value)\n"));
+  EXPECT_TRUE(python(kInPython + "assert same(plistlib.load(open(file, 'rb')), value)\n"));
 }
 
 TEST_F(PlistPeersTest, WeReadPropertyListsOfPython) {
   for (const char* form : {"BINARY", "XML"}) {
     // XML has whole seconds alone.
-    ASSERT_TRUE(python(std::string(kInPython) + "value['date'] = value['date'].replace(microsecond=0)\n" +
+    ASSERT_TRUE(python(kInPython + "value['date'] = value['date'].replace(microsecond=0)\n" +
                        "plistlib.dump(value, open(file, 'wb'), fmt=plistlib.FMT_" + form + ")\n"));
     ValueTree expected = valueInOurs();
     expected.set("date", Date{1709209815});
-    const std::optional<ValueTree> read = plist::parse(contents());
+    const auto read = plist::parse(contents());
     ASSERT_EQ(read, expected) << form;
     EXPECT_EQ((*read)["real one"].kind(), ValueTree::Kind::Floating) << form;
   }
@@ -170,13 +135,13 @@ TEST_F(PlistPeersTest, PythonReadsOurArchives) {
   const auto archived = keyedarchive::archive(valueInOurs(), "Some Key Value");
   ASSERT_TRUE(archived);
   put(*archived);
-  EXPECT_TRUE(python(std::string(kInPython) + kArchiving +
-                     "assert same(unarchive(plistlib.load(open(file, 'rb'))), value)\n"));
+  EXPECT_TRUE(
+      python(kInPython + kArchiving + "assert same(unarchive(plistlib.load(open(file, 'rb'))), value)\n"));
 }
 
 TEST_F(PlistPeersTest, WeReadArchivesOfPython) {
   for (const char* mutability : {"False", "True"}) {
-    ASSERT_TRUE(python(std::string(kInPython) + kArchiving + "plistlib.dump(archive(value, " + mutability +
+    ASSERT_TRUE(python(kInPython + kArchiving + "plistlib.dump(archive(value, " + mutability +
                        "), open(file, 'wb'), fmt=plistlib.FMT_BINARY)\n"));
     EXPECT_EQ(keyedarchive::unarchive(contents(), "Some Key Value"), valueInOurs()) << mutability;
   }
