@@ -8,7 +8,6 @@
 #include <random>
 #include <sstream>
 #include <string>
-#include <thread>
 #include <type_traits>
 #include <vector>
 
@@ -40,102 +39,59 @@ TEST(ValueTree, GivesAValueOnlyAsItsOwnKind) {
                               ValueTree::dictionary({{"k", 1}})};
   for (std::size_t i = 0; i < std::size(values); ++i) {
     const ValueTree& value = values[i];
-    EXPECT_EQ(value.kind(), static_cast<Kind>(i));
-    EXPECT_EQ(value.asBoolean().has_value(), value.kind() == Kind::Boolean);
-    EXPECT_EQ(value.asInteger().has_value(), value.kind() == Kind::Integer);
-    EXPECT_EQ(value.asDouble().has_value(), value.kind() == Kind::Integer || value.kind() == Kind::Floating);
-    EXPECT_EQ(value.asString().has_value(), value.kind() == Kind::String);
-    EXPECT_EQ(value.asDate().has_value(), value.kind() == Kind::Date);
-    EXPECT_EQ(value.asData().has_value(), value.kind() == Kind::Data);
-    EXPECT_EQ(value.items().size(), value.kind() == Kind::List ? 1u : 0u);
-    EXPECT_EQ(value.members().size(), value.kind() == Kind::Dictionary ? 1u : 0u);
+    const Kind kind = static_cast<Kind>(i);
+    EXPECT_EQ(value.kind(), kind);
+    EXPECT_EQ(value.asBoolean().has_value(), kind == Kind::Boolean);
+    EXPECT_EQ(value.asInteger().has_value(), kind == Kind::Integer);
+    EXPECT_EQ(value.asDouble().has_value(), kind == Kind::Integer || kind == Kind::Floating);
+    EXPECT_EQ(value.asString().has_value(), kind == Kind::String);
+    EXPECT_EQ(value.asDate().has_value(), kind == Kind::Date);
+    EXPECT_EQ(value.asData().has_value(), kind == Kind::Data);
+    EXPECT_EQ(value.items().size(), kind == Kind::List ? 1u : 0u);
+    EXPECT_EQ(value.members().size(), kind == Kind::Dictionary ? 1u : 0u);
     for (std::size_t j = 0; j < std::size(values); ++j)
       EXPECT_EQ(value == values[j], i == j) << i << ' ' << j;
+    // What is not there is null, and what only containers take is ignored.
+    EXPECT_EQ(value[1].kind(), Kind::Null);
+    EXPECT_EQ(value[""].kind(), Kind::Null);
+    EXPECT_EQ(value.find("key"), nullptr);
+    ValueTree changed = value;
+    EXPECT_FALSE(changed.remove("key"));
+    const bool takesKeys = kind == Kind::Dictionary || kind == Kind::Null;
+    EXPECT_TRUE(takesKeys || !changed.set("key", 1));
+    const bool takesItems = kind == Kind::List || kind == Kind::Null;
+    if (!takesItems) changed.append(1);
+    EXPECT_EQ(changed, value);
   }
   EXPECT_EQ(values[6].asData()->text(), "data");
   EXPECT_EQ(ValueTree(static_cast<const char*>(nullptr)), ValueTree());
 }
 
-TEST(ValueTree, HoldsAllOfInt64AndUint64) {
-  constexpr auto lowest = std::numeric_limits<std::int64_t>::min();
-  constexpr auto highest = std::numeric_limits<std::uint64_t>::max();
-  EXPECT_EQ(ValueTree(lowest).asInteger(), lowest);
-  EXPECT_EQ(ValueTree(lowest).asUnsigned(), std::nullopt);
-  EXPECT_EQ(ValueTree(highest).asUnsigned(), highest);
-  EXPECT_EQ(ValueTree(highest).asInteger(), std::nullopt);
-  EXPECT_EQ(ValueTree(highest).asDouble(), 18446744073709551616.0);
-  EXPECT_EQ(ValueTree(lowest).asDouble(), -9223372036854775808.0);
-}
+enum Unscoped { kNegative = -3 };
 
 TEST(ValueTree, ComparesNumbersByTheirExactValue) {
-  const struct {
-    ValueTree a, b;
-    bool equal;
-  } cases[] = {
-      {1, 1.0, true},
-      {-0.0, 0, true},
-      {-1, std::numeric_limits<std::uint64_t>::max(), false},
-      {9007199254740993, 9007199254740992.0, false},
-      {std::numeric_limits<std::int64_t>::max(), 9223372036854775808.0, false},
-      {9223372036854775808u, 9223372036854775808.0, true},
-      {std::numeric_limits<std::uint64_t>::max(), 18446744073709551616.0, false},
-      {0, std::nan(""), false},
-      {std::nan(""), std::nan(""), true},
-      {1, true, false},
-      {1, 1.5, false},
-  };
-  for (const auto& [a, b, equal] : cases) {
-    EXPECT_EQ(a == b, equal);
-    EXPECT_EQ(b == a, equal);
-  }
-}
-
-TEST(ValueTree, DictionariesKeepTheOrderOfFirstSettingAndCompareWithoutIt) {
-  ValueTree one;
-  for (const char* key : {"b", "a", "c", "b"}) one.set(key, key);
-  ASSERT_EQ(one.size(), 3u);
-  std::string order;
-  for (const auto& [key, value] : one.members()) {
-    order += key;
-    EXPECT_EQ(value.asString(), key);
-  }
-  EXPECT_EQ(order, "bac");
-  EXPECT_EQ(one, ValueTree::dictionary({{"a", "a"}, {"b", "b"}, {"c", "c"}}));
-  EXPECT_FALSE(one == ValueTree::dictionary({{"a", "a"}, {"b", "b"}, {"d", "c"}}));
-  EXPECT_FALSE(one == ValueTree::dictionary({{"a", "a"}, {"b", "b"}}));
-}
-
-TEST(ValueTree, WhatIsNotThereIsNull) {
-  const ValueTree list = ValueTree::list({1});
-  EXPECT_EQ(list[1].kind(), Kind::Null);
-  EXPECT_EQ(list["key"].kind(), Kind::Null);
-  EXPECT_EQ(list.find("key"), nullptr);
-  EXPECT_EQ(ValueTree::dictionary().find(""), nullptr);
-}
-
-TEST(ValueTree, OtherKindsIgnoreWhatOnlyContainersTake) {
-  ValueTree text("text");
-  text.append(1);
-  text.set("k", 1);
-  EXPECT_FALSE(text.remove("k"));
-  EXPECT_EQ(text, ValueTree("text"));
-  ValueTree list = ValueTree::list();
-  list.set("k", 1);
-  EXPECT_EQ(list, ValueTree::list());
-}
-
-TEST(ValueTree, ChangingACopyLeavesTheOriginal) {
-  const ValueTree original =
-      ValueTree::dictionary({{"list", ValueTree::list({1, "a text beyond fourteen bytes"})}, {"n", 1}});
-  ValueTree copy = original;
-  copy.set("n", 2);
-  ValueTree list = copy["list"];
-  list.append(3);
-  copy.set("list", list);
-  EXPECT_TRUE(copy.remove("n"));
-  EXPECT_EQ(original["n"], ValueTree(1));
-  EXPECT_EQ(original["list"].size(), 2u);
-  EXPECT_EQ(copy, ValueTree::dictionary({{"list", ValueTree::list({1, "a text beyond fourteen bytes", 3})}}));
+  constexpr auto kLowest = std::numeric_limits<std::int64_t>::min();
+  constexpr auto kHighest = std::numeric_limits<std::uint64_t>::max();
+  const std::pair<ValueTree, ValueTree> equal[] = {{1, 1.0},
+                                                   {-0.0, 0},
+                                                   {9223372036854775808u, 9223372036854775808.0},
+                                                   {kLowest, -9223372036854775808.0},
+                                                   {std::nan(""), std::nan("")}};
+  for (const auto& [a, b] : equal) EXPECT_TRUE(a == b && b == a) << a;
+  const std::pair<ValueTree, ValueTree> different[] = {
+      {-1, kHighest},
+      {9007199254740993, 9007199254740992.0},
+      {std::numeric_limits<std::int64_t>::max(), 9223372036854775808.0},
+      {kHighest, 18446744073709551616.0},
+      {0, std::nan("")},
+      {1, true},
+      {1, 1.5}};
+  for (const auto& [a, b] : different) EXPECT_FALSE(a == b || b == a) << a;
+  EXPECT_EQ(ValueTree(kNegative).asInteger(), -3);
+  EXPECT_EQ(ValueTree(kLowest).asUnsigned(), std::nullopt);
+  EXPECT_EQ(ValueTree(kHighest).asUnsigned(), kHighest);
+  EXPECT_EQ(ValueTree(kHighest).asInteger(), std::nullopt);
+  EXPECT_EQ(ValueTree(kHighest).asDouble(), 18446744073709551616.0);
 }
 
 TEST(ValueTree, TakesPartsOfItself) {
@@ -153,18 +109,15 @@ TEST(ValueTree, TakesPartsOfItself) {
   EXPECT_EQ(list[10], list[0]);
 }
 
-TEST(ValueTree, LargeDictionariesFindReplaceAndRemove) {
+TEST(ValueTree, LargeDictionariesFindAndRemove) {
   ValueTree tree;
   constexpr int kCount = 100'000;
   for (int i = 0; i < kCount; ++i) tree.set("key " + std::to_string(i), i);
-  for (int i = 0; i < kCount; i += 2) tree.set("key " + std::to_string(i), -i);
-  ASSERT_EQ(tree.size(), static_cast<std::size_t>(kCount));
-  for (int i = 0; i < kCount; ++i)
-    ASSERT_EQ(tree["key " + std::to_string(i)], ValueTree(i % 2 == 0 ? -i : i));
   // So many that moving what stands behind each would take minutes.
   for (int i = 0; i < kCount; i += 3) ASSERT_TRUE(tree.remove("key " + std::to_string(i)));
-  EXPECT_FALSE(tree.remove("key 0"));
-  for (int i = 0; i < kCount; ++i) ASSERT_EQ(tree.find("key " + std::to_string(i)) == nullptr, i % 3 == 0);
+  for (int i = 0; i < kCount; ++i) {
+    ASSERT_EQ(tree["key " + std::to_string(i)], i % 3 == 0 ? ValueTree() : ValueTree(i));
+  }
 }
 
 TEST(ValueTree, DictionariesAreWhatSettingAndRemovingMakesOfThem) {
@@ -253,24 +206,17 @@ TEST(ValueTree, NestedValuesAreFoundAndChangedWhereTheyStand) {
   EXPECT_EQ(tree, ValueTree(5));
 }
 
-enum Unscoped { kNegative = -3 };
 enum class Scoped { One };
 
-TEST(ValueTree, TakesNothingForWhatItIsNot) {
-  EXPECT_EQ(ValueTree(kNegative).asInteger(), -3);
-  static_assert(!std::is_convertible_v<char, ValueTree> && !std::is_convertible_v<wchar_t, ValueTree> &&
-                !std::is_convertible_v<char8_t, ValueTree> &&
-                !std::is_convertible_v<const char8_t*, ValueTree>);
-  static_assert(!std::is_convertible_v<int*, ValueTree> && !std::is_convertible_v<void (*)(), ValueTree> &&
-                !std::is_convertible_v<Scoped, ValueTree> &&
-                !std::is_convertible_v<int std::string::*, ValueTree>);
-  static_assert(!std::is_convertible_v<std::vector<bool>::reference, ValueTree>);
-  static_assert(!std::is_convertible_v<char, ValueTree::Step> &&
-                !std::is_convertible_v<bool, ValueTree::Step> &&
-                !std::is_convertible_v<double, ValueTree::Step>);
-  static_assert(std::is_convertible_v<char*, ValueTree> && std::is_convertible_v<char*, ValueTree::Step> &&
-                std::is_convertible_v<std::uint8_t, ValueTree>);
-}
+template <typename To, typename... From>
+constexpr bool kTakesAll = (std::is_convertible_v<From, To> && ...);
+template <typename To, typename... From>
+constexpr bool kTakesNone = !(std::is_convertible_v<From, To> || ...);
+
+static_assert(kTakesAll<ValueTree, char*, std::uint8_t, Unscoped> && kTakesAll<ValueTree::Step, char*, int>);
+static_assert(kTakesNone<ValueTree, char, wchar_t, char8_t, const char8_t*, int*, void (*)(), Scoped,
+                         int std::string::*, std::vector<bool>::reference>);
+static_assert(kTakesNone<ValueTree::Step, char, bool, double>);
 
 TEST(ValueTree, ANullTextIsNullAndNamesNothing) {
   const char* const none = nullptr;
@@ -294,18 +240,6 @@ TEST(ValueTree, IsPrintedOnOneLine) {
                           ValueTree::dictionary({{"a", ValueTree::list({1, 2})}, {"b\t", 3}})});
   EXPECT_EQ(out.str(), R"([null,true,17,2.0,0.1,nan,"q\"\n\u0001é",date(1.5),data(4 bytes),[],)"
                        R"({"a":[1,2],"b\t":3}])");
-}
-
-TEST(ValueTree, RemovesDownToNothing) {
-  ValueTree tree;
-  for (int i = 0; i < 40; ++i) tree.set(std::to_string(i), i);
-  for (int i = 0; i < 40; ++i) {
-    EXPECT_TRUE(tree.remove(std::to_string((i * 7) % 40)));
-    EXPECT_EQ(tree.find(std::to_string((i * 7) % 40)), nullptr);
-    const int next = ((i + 1) * 7) % 40;
-    EXPECT_EQ(tree[std::to_string(next)], i < 39 ? ValueTree(next) : ValueTree());
-  }
-  EXPECT_EQ(tree, ValueTree::dictionary());
 }
 
 TEST(ValueTree, IsCopiedComparedAndDestroyedAtAnyDepth) {
@@ -332,21 +266,6 @@ TEST(ValueTree, SmallValuesAllocateNothing) {
   EXPECT_EQ(rebuilt, before + 1);
   dictionary.set("position", "replaced");
   EXPECT_EQ(tests::allocationsOfThisThread(), rebuilt);
-}
-
-TEST(ValueTree, CopiesBelongToAnyThread) {
-  const ValueTree shared = tower(100);
-  auto work = [copy = shared] {
-    for (int i = 0; i < 1'000; ++i) {
-      ValueTree mine = copy;
-      mine.set("mine", i);
-      if (mine == copy) ADD_FAILURE();
-    }
-  };
-  std::thread first(work), second(work);
-  first.join();
-  second.join();
-  EXPECT_EQ(shared, tower(100));
 }
 
 }  // namespace

@@ -1,14 +1,15 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/eventfd.h>
-#include <sys/resource.h>
 #include <unistd.h>
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "tests/support/ScopedLimit.h"
 #include "vantrel/base/Log.h"
 #include "vantrel/loop/RunLoop.h"
 
@@ -36,15 +37,12 @@ TEST(LoopDescriptorsTest, WithoutAnyLeftTasksAndTimersGoOnAndWatchesWorkOnceTher
   // With descriptors first: a sanitizer needs some when it meets a type for the first time.
   EXPECT_TRUE(runs(*std::make_unique<RunLoop>()));
   log("before");
-  rlimit before{};
-  getrlimit(RLIMIT_NOFILE, &before);
-  const rlimit none{3, before.rlim_max};
-  setrlimit(RLIMIT_NOFILE, &none);
+  std::optional<tests::ScopedLimit> none(std::in_place, RLIMIT_NOFILE, 3);
   RunLoop loop;
   EXPECT_FALSE(runs(loop));
   EXPECT_EQ(loop.pollDescriptor(), -1);
   EXPECT_GT(loop.pollTimeout(), 0) << "no post could wake a poll that waits for ever";
-  setrlimit(RLIMIT_NOFILE, &before);
+  none.reset();
   EXPECT_THAT(lines, ElementsAre("before", HasSubstr("Too many open files")));
   EXPECT_TRUE(runs(loop));
 }

@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -7,18 +6,12 @@
 #include <memory>
 #include <thread>
 
+#include "tests/support/Child.h"
 #include "tests/support/Sanitizers.h"
 #include "vantrel/loop/BackgroundQueue.h"
 
 namespace vantrel {
 namespace {
-
-/// What the process ended with; -1 when a signal ended it, as the alarm does that ends one that hangs.
-int resultOf(pid_t child) {
-  int status = 0;
-  const bool ended = waitpid(child, &status, 0) == child && WIFEXITED(status);
-  return ended ? WEXITSTATUS(status) : -1;
-}
 
 void runOne(BackgroundQueue& queue) {
   std::latch ran(1);
@@ -44,7 +37,7 @@ TEST(BackgroundQueueForkTest, AChildMayUseAndDestroyWhatWasMadeBeforeTheFork) {
       BackgroundQueue::shared().post([] { _exit(7); });
       std::exit(1);
     }
-    EXPECT_EQ(resultOf(child), 7);
+    EXPECT_EQ(tests::resultOf(child), 7);
   }
 }
 
@@ -62,7 +55,7 @@ TEST(BackgroundQueueForkTest, AChildOfATaskEndsWithItAndRunsNoTaskOfTheParent) {
     forked.count_down();
   });
   forked.wait();
-  EXPECT_EQ(resultOf(child), 7);
+  EXPECT_EQ(tests::resultOf(child), 7);
 }
 
 }  // namespace

@@ -1,13 +1,13 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/eventfd.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <functional>
 #include <thread>
 
+#include "tests/support/Child.h"
 #include "vantrel/base/Log.h"
 #include "vantrel/loop/MainQueue.h"
 #include "vantrel/loop/RunLoop.h"
@@ -20,16 +20,7 @@ bool readable(int descriptor) {
   return ::poll(&poll, 1, 0) == 1;
 }
 
-/// Whether `body` is true in a forked child, which is ended when it hangs.
-bool trueInChild(const std::function<bool()>& body) {
-  const pid_t child = fork();
-  if (child == 0) {
-    alarm(30);
-    _exit(body() ? 0 : 1);
-  }
-  int status = 0;
-  return waitpid(child, &status, 0) == child && WIFEXITED(status) && WEXITSTATUS(status) == 0;
-}
+bool trueInChild(const std::function<bool()>& body) { return tests::resultOf(tests::startChild(body)) == 0; }
 
 TEST(LoopForkTest, TheLoopOfTheForkingThreadGoesOnInBothAndNeitherWakesTheOther) {
   RunLoop loop;

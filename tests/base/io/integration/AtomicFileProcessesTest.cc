@@ -5,6 +5,7 @@
 #include <csignal>
 #include <random>
 
+#include "tests/support/Child.h"
 #include "tests/support/ScratchFolder.h"
 #include "vantrel/base/io/AtomicFile.h"
 
@@ -32,19 +33,16 @@ TEST(AtomicFileProcesses, WritesUnderAHiddenNameWhereItMust) {
   const ScratchFolder folder;
   folder.put("file", "old");
   folder.put(".file.vantrel-tmp", "left over");
-  const pid_t child = ::fork();
-  if (child == 0) {
-    if (::chroot(folder.path().c_str()) != 0) ::_exit(1);
-    if (!AtomicFile::create("/dropped")->write(bytes("x"))) ::_exit(2);
-    auto file = AtomicFile::create("/file");
-    if (!file || !file->write(bytes("new")) || ::access("/.file.vantrel-tmp", F_OK) != 0) ::_exit(3);
-    auto other = AtomicFile::create("/file");
-    if (!other || !other->write(bytes("newest")) || !file->commit() || !other->commit()) ::_exit(4);
-    ::_exit(0);
-  }
-  int status = 0;
-  ASSERT_EQ(::waitpid(child, &status, 0), child);
-  EXPECT_EQ(status, 0);
+  EXPECT_EQ(tests::resultOf(tests::startChild([&] {
+              if (::chroot(folder.path().c_str()) != 0 || !AtomicFile::create("/dropped")->write(bytes("x")))
+                return false;
+              auto file = AtomicFile::create("/file");
+              if (!file || !file->write(bytes("new")) || ::access("/.file.vantrel-tmp", F_OK) != 0)
+                return false;
+              auto other = AtomicFile::create("/file");
+              return other && other->write(bytes("newest")) && file->commit() && other->commit();
+            })),
+            0);
   EXPECT_EQ(folder.contentsOf("file"), "newest");
   EXPECT_THAT(folder.names(), ElementsAre("file"));
 }
@@ -56,13 +54,11 @@ TEST(AtomicFileProcesses, ASignalAtAnyMomentLeavesTheOldOrTheNewFileAlone) {
   for (int round = 0; round < 200; ++round) {
     int started[2];
     ASSERT_EQ(::pipe(started), 0);
-    const pid_t child = ::fork();
-    if (child == 0) {
-      while (replace(file, "new")) {
-        if (::write(started[1], "x", 1) != 1) break;
+    const pid_t child = tests::startChild([&] {
+      while (replace(file, "new") && ::write(started[1], "x", 1) == 1) {
       }
-      ::_exit(1);
-    }
+      return false;
+    });
     char byte = 0;
     ASSERT_EQ(::read(started[0], &byte, 1), 1);
     for (std::uint32_t turns = random() % 100'000; turns > 0; --turns) asm volatile("");
@@ -82,18 +78,13 @@ TEST(AtomicFileProcesses, WritersOfOneFileDoNotDisturbEachOther) {
   const std::string file = folder.put("file", "old");
   pid_t children[3];
   for (pid_t& child : children) {
-    child = ::fork();
-    if (child != 0) continue;
-    for (int round = 0; round < 2000; ++round) {
-      if (!replace(file, "new")) ::_exit(1);
-    }
-    ::_exit(0);
+    child = tests::startChild([&] {
+      int round = 0;
+      while (round < 2000 && replace(file, "new")) ++round;
+      return round == 2000;
+    });
   }
-  for (const pid_t child : children) {
-    int status = 0;
-    ASSERT_EQ(::waitpid(child, &status, 0), child);
-    EXPECT_EQ(status, 0);
-  }
+  for (const pid_t child : children) EXPECT_EQ(tests::resultOf(child), 0);
   EXPECT_EQ(folder.contentsOf("file"), "new");
   EXPECT_THAT(folder.names(), ElementsAre("file"));
 }
