@@ -1,20 +1,20 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
-#include <functional>
 #include <memory>
+#include <optional>
 #include <random>
 #include <string>
-#include <thread>
-#include <vector>
 
+#include "tests/support/Child.h"
 #include "tests/support/Sanitizers.h"
+#include "tests/support/ScopedLimit.h"
+#include "tests/support/ScratchFolder.h"
 #include "vantrel/base/Log.h"
 #include "vantrel/host/Host.h"
 #include "vantrel/host/SettingsStore.h"
@@ -23,38 +23,21 @@ namespace vantrel {
 namespace {
 
 namespace fs = std::filesystem;
+using tests::resultOf;
+using tests::startChild;
 
 class SettingsProcessesTest : public testing::Test {
  protected:
-  SettingsProcessesTest() {
-    // In memory where there is such a folder: a write takes less time than the moments of the kills spread
-    // over.
-    const fs::path parent = fs::exists("/dev/shm") ? fs::path("/dev/shm") : fs::temp_directory_path();
-    std::string name = (parent / "settings.XXXXXX").string();
-    folder_ = mkdtemp(name.data());
-    file_ = folder_ / "settings.plist";
-  }
-  ~SettingsProcessesTest() override { fs::remove_all(folder_); }
-
-  /// Runs `body` in a process of its own, which ends with its result and without any clean-up.
-  static pid_t start(const std::function<bool()>& body) {
-    const pid_t child = fork();
-    if (child == 0) _exit(body() ? 0 : 1);
-    return child;
-  }
-
-  static bool endedWell(pid_t child) {
-    int status = 0;
-    return waitpid(child, &status, 0) == child && WIFEXITED(status) && WEXITSTATUS(status) == 0;
-  }
-
-  fs::path folder_;
-  fs::path file_;
+  // In memory where there is such a folder: a write takes less time than the moments of the kills spread
+  // over.
+  const tests::ScratchFolder folder_{fs::exists("/dev/shm") ? fs::path("/dev/shm")
+                                                            : fs::temp_directory_path()};
+  const fs::path file_ = folder_.at("settings.plist");
 };
 
 TEST_F(SettingsProcessesTest, ProcessesThatWriteAtOnceLoseNoKeyOfEachOther) {
   const auto writer = [this](const std::string& name) {
-    return start([this, name] {
+    return startChild([this, name] {
       SettingsStore store(file_);
       for (int i = 0; i < 100; ++i) {
         EXPECT_TRUE(store.setObject_forKey(i, name + std::to_string(i)));
@@ -64,7 +47,7 @@ TEST_F(SettingsProcessesTest, ProcessesThatWriteAtOnceLoseNoKeyOfEachOther) {
     });
   };
   const pid_t children[] = {writer("a"), writer("b"), writer("c")};
-  for (const pid_t child : children) EXPECT_TRUE(endedWell(child));
+  for (const pid_t child : children) EXPECT_EQ(resultOf(child), 0);
   const ValueTree all = SettingsStore(file_).all();
   EXPECT_EQ(all.size(), 300u);
   for (const char* name : {"a", "b", "c"}) {
@@ -90,7 +73,7 @@ TEST_F(SettingsProcessesTest, AWriterKilledAtAnyMomentLeavesTheOldOrTheNewFile) 
   for (int round = 0; round < 500 && (round < 50 || std::chrono::steady_clock::now() < patience); ++round) {
     int report[2];
     ASSERT_EQ(pipe(report), 0);
-    const pid_t child = start([&] {
+    const pid_t child = startChild([&] {
       SettingsStore store(file_);
       for (std::int64_t number = last + 1;; ++number) {
         EXPECT_TRUE(store.setObject_forKey(copiesOf(static_cast<int>(number)), "numbers"));
@@ -120,35 +103,27 @@ TEST_F(SettingsProcessesTest, AWriterKilledAtAnyMomentLeavesTheOldOrTheNewFile) 
     ASSERT_THAT(last, testing::AnyOf(acknowledged, acknowledged + 1)) << "round " << round;
     ASSERT_EQ(numbers, copiesOf(static_cast<int>(last))) << "round " << round;
   }
-  std::size_t files = 0;
-  for (const auto& entry : fs::directory_iterator(folder_)) files += entry.is_regular_file() ? 1 : 0;
-  EXPECT_LE(files, 2u) << "the settings and at most one left-over";
+  EXPECT_LE(folder_.names().size(), 2u) << "the settings and at most one left-over";
 }
 
 TEST_F(SettingsProcessesTest, AFullDiskKeepsTheOldFileAndTheChangesInMemory) {
   EXPECT_TRUE(SettingsStore(file_).setObject_forKey("old", "key"));
-  const pid_t child = start([this] {
+  const pid_t child = startChild([this] {
     const ScopedLogSink quiet([](std::string_view) {});
-    std::signal(SIGXFSZ, SIG_IGN);
-    rlimit limit{};
-    getrlimit(RLIMIT_FSIZE, &limit);
-    const rlim_t before = limit.rlim_cur;
-    limit.rlim_cur = 4096;
-    setrlimit(RLIMIT_FSIZE, &limit);
+    std::optional<tests::ScopedLimit> full(std::in_place, RLIMIT_FSIZE, 4096);
     SettingsStore store(file_);
     EXPECT_TRUE(store.setObject_forKey(std::string(10'000, 'x'), "large"));
     const bool refused = !store.synchronize() && store.objectForKey("large").has_value() &&
                          SettingsStore(file_).all() == ValueTree::dictionary({{"key", "old"}});
-    limit.rlim_cur = before;
-    setrlimit(RLIMIT_FSIZE, &limit);
+    full.reset();
     return refused && store.synchronize();
   });
-  EXPECT_TRUE(endedWell(child));
+  EXPECT_EQ(resultOf(child), 0);
   EXPECT_EQ(SettingsStore(file_).all().size(), 2u);
 }
 
 TEST_F(SettingsProcessesTest, ANormalExitWritesWhatIsPendingWherever) {
-  setenv("XDG_CONFIG_HOME", folder_.c_str(), 1);
+  setenv("XDG_CONFIG_HOME", folder_.path().c_str(), 1);
   const pid_t child = fork();
   if (child == 0) {
     Host::install({});
@@ -158,9 +133,9 @@ TEST_F(SettingsProcessesTest, ANormalExitWritesWhatIsPendingWherever) {
     std::atexit([] { EXPECT_TRUE(Host::current().settings->setObject_forKey("at exit", "late")); });
     std::exit(0);
   }
-  EXPECT_TRUE(endedWell(child));
+  EXPECT_EQ(resultOf(child), 0);
   EXPECT_EQ(SettingsStore(file_).objectForKey("key"), ValueTree("never destroyed"));
-  const SettingsStore ofHost(folder_ / "vantrel" / "settings.plist");
+  const SettingsStore ofHost(folder_.at("vantrel/settings.plist"));
   EXPECT_EQ(ofHost.objectForKey("key"), ValueTree("of the host"));
   EXPECT_EQ(ofHost.objectForKey("late"), ValueTree("at exit"));
   unsetenv("XDG_CONFIG_HOME");
@@ -175,7 +150,7 @@ TEST_F(SettingsProcessesTest, AForkMayDestroyTheStoreAndExit) {
     store.reset();
     std::exit(0);
   }
-  EXPECT_TRUE(endedWell(child));
+  EXPECT_EQ(resultOf(child), 0);
   EXPECT_TRUE(store->synchronize());
   EXPECT_EQ(SettingsStore(file_).objectForKey("key"), ValueTree("of the parent"));
 }
