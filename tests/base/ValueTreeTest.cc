@@ -28,15 +28,10 @@ ValueTree tower(int levels) {
 }
 
 TEST(ValueTree, GivesAValueOnlyAsItsOwnKind) {
-  const ValueTree values[] = {nullptr,
-                              true,
-                              1,
-                              1.5,
-                              "text",
-                              Date{2},
-                              Bytes::copyOf("data"),
-                              ValueTree::list({1}),
-                              ValueTree::dictionary({{"k", 1}})};
+  const ValueTree list = ValueTree::list({1});
+  const ValueTree dictionary = ValueTree::dictionary({{"k", 1}});
+  const ValueTree values[] = {nullptr, true,      1, 1.5, "text", Date{2}, Bytes::copyOf("data"),
+                              list,    dictionary};
   for (std::size_t i = 0; i < std::size(values); ++i) {
     const ValueTree& value = values[i];
     const Kind kind = static_cast<Kind>(i);
@@ -49,8 +44,7 @@ TEST(ValueTree, GivesAValueOnlyAsItsOwnKind) {
     EXPECT_EQ(value.asData().has_value(), kind == Kind::Data);
     EXPECT_EQ(value.items().size(), kind == Kind::List ? 1u : 0u);
     EXPECT_EQ(value.members().size(), kind == Kind::Dictionary ? 1u : 0u);
-    for (std::size_t j = 0; j < std::size(values); ++j)
-      EXPECT_EQ(value == values[j], i == j) << i << ' ' << j;
+    for (const ValueTree& other : values) EXPECT_EQ(value == other, &value == &other) << value << other;
     // What is not there is null, and what only containers take is ignored.
     EXPECT_EQ(value[1].kind(), Kind::Null);
     EXPECT_EQ(value[""].kind(), Kind::Null);
@@ -72,21 +66,17 @@ enum Unscoped { kNegative = -3 };
 TEST(ValueTree, ComparesNumbersByTheirExactValue) {
   constexpr auto kLowest = std::numeric_limits<std::int64_t>::min();
   constexpr auto kHighest = std::numeric_limits<std::uint64_t>::max();
-  const std::pair<ValueTree, ValueTree> equal[] = {{1, 1.0},
-                                                   {-0.0, 0},
-                                                   {9223372036854775808u, 9223372036854775808.0},
-                                                   {kLowest, -9223372036854775808.0},
-                                                   {std::nan(""), std::nan("")}};
-  for (const auto& [a, b] : equal) EXPECT_TRUE(a == b && b == a) << a;
-  const std::pair<ValueTree, ValueTree> different[] = {
-      {-1, kHighest},
-      {9007199254740993, 9007199254740992.0},
-      {std::numeric_limits<std::int64_t>::max(), 9223372036854775808.0},
-      {kHighest, 18446744073709551616.0},
-      {0, std::nan("")},
-      {1, true},
-      {1, 1.5}};
-  for (const auto& [a, b] : different) EXPECT_FALSE(a == b || b == a) << a;
+  using Pair = std::pair<ValueTree, ValueTree>;
+  for (const auto& [a, b] : {Pair(1, 1.0), Pair(-0.0, 0), Pair(9223372036854775808u, 9223372036854775808.0),
+                             Pair(kLowest, -9223372036854775808.0), Pair(std::nan(""), std::nan(""))}) {
+    EXPECT_TRUE(a == b && b == a) << a;
+  }
+  for (const auto& [a, b] :
+       {Pair(-1, kHighest), Pair(9007199254740993, 9007199254740992.0),
+        Pair(std::numeric_limits<std::int64_t>::max(), 9223372036854775808.0),
+        Pair(kHighest, 18446744073709551616.0), Pair(0, std::nan("")), Pair(1, true), Pair(1, 1.5)}) {
+    EXPECT_FALSE(a == b || b == a) << a;
+  }
   EXPECT_EQ(ValueTree(kNegative).asInteger(), -3);
   EXPECT_EQ(ValueTree(kLowest).asUnsigned(), std::nullopt);
   EXPECT_EQ(ValueTree(kHighest).asUnsigned(), kHighest);

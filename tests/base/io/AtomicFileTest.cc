@@ -53,10 +53,10 @@ TEST(AtomicFile, AppearsWholeAndLeavesNothingWhenDropped) {
   EXPECT_THAT(folder.names(), ElementsAre("file"));
 }
 
-TEST(AtomicFile, LinksKeepLeadingToTheirFile) {
+TEST(AtomicFile, LinksKeepLeadingToTheirFileAndOtherNamesOfItToTheOldContents) {
   const ScratchFolder folder;
   fs::create_directory(folder.at("below"));
-  folder.put("below/file", "old");
+  fs::create_hard_link(folder.put("below/file", "old"), folder.at("other"));
   const std::pair<const char*, std::string> kLinks[] = {{"link", "below/file"},
                                                         {"chain", folder.at("link")},
                                                         {"dangling", "below/new"},
@@ -68,6 +68,7 @@ TEST(AtomicFile, LinksKeepLeadingToTheirFile) {
     EXPECT_EQ(folder.contentsOf(link), link);
   }
   EXPECT_EQ(folder.contentsOf("below/file"), "chain");
+  EXPECT_EQ(folder.contentsOf("other"), "old");
   EXPECT_EQ(folder.contentsOf("above"), "below/up");
   EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(folder.at("below/new"))));
 }
@@ -99,14 +100,6 @@ TEST(AtomicFile, KeepsTheModeAndTheOwner) {
   EXPECT_TRUE(replace(file, "by nobody"));
   EXPECT_EQ(statusOf(file).st_uid, AsOrdinaryUser::kNobody);
   EXPECT_EQ(modeOf(file), 0777u);
-}
-
-TEST(AtomicFile, OtherNamesOfAFileKeepTheOldContents) {
-  const ScratchFolder folder;
-  fs::create_hard_link(folder.put("one", "old"), folder.at("other"));
-  EXPECT_TRUE(replace(folder.at("one"), "new"));
-  EXPECT_EQ(folder.contentsOf("one"), "new");
-  EXPECT_EQ(folder.contentsOf("other"), "old");
 }
 
 TEST(AtomicFile, RefusesWhatItMustNotReplace) {

@@ -51,6 +51,7 @@ TEST(Files, ReadsNoMoreThanTheBound) {
   EXPECT_EQ(text(files::read(file, 99'999)), failure(EFBIG));
   EXPECT_EQ(text(files::read(folder.put("empty", ""), 0)), "");
   EXPECT_EQ(text(files::read("/proc/self/status", 10)), failure(EFBIG));
+  EXPECT_EQ(text(files::read("/proc/self/mem")), failure(EIO)) << "opened, but not read";
   fs::resize_file(file, std::uintmax_t{1} << 40);
   EXPECT_EQ(text(files::read(file)), failure(EFBIG));
 }
