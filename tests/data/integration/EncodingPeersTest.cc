@@ -1,13 +1,13 @@
 #include <gtest/gtest.h>
 
-#include <unistd.h>
-
 #include <cstdint>
 #include <cstdio>
 #include <fstream>
 #include <optional>
 #include <string>
 
+#include "tests/data/PlistFiles.h"
+#include "tests/support/ScratchFolder.h"
 #include "vantrel/data/TextEncoding.h"
 
 namespace vantrel {
@@ -53,33 +53,25 @@ for lead in [*range(0x21, 0x49), *range(0x4A, 0x7E)]:
 for code in (b'~~', b'~', b'a~', b'~{VP~}~', b'~{VP~}'): show(O + 0xA05, code, text_of(code, 'hz'))
 )";
 
-std::string bytesOf(const std::string& hex) {
-  std::string bytes;
-  for (std::size_t i = 0; i + 1 < hex.size(); i += 2) {
-    bytes += static_cast<char>(std::stoi(hex.substr(i, 2), nullptr, 16));
-  }
-  return bytes;
-}
-
 TEST(EncodingPeers, ReadsEachCodeAsPythonDoes) {
-  const std::string file = testing::TempDir() + "encodings." + std::to_string(getpid());
-  std::FILE* const python = popen(("python3 - > " + file).c_str(), "w");
+  const tests::ScratchFolder folder;
+  std::FILE* const python = popen(("python3 - > " + folder.at("encodings")).c_str(), "w");
   ASSERT_NE(python, nullptr);
   std::fputs(kProgram, python);
   ASSERT_EQ(pclose(python), 0);
 
-  std::ifstream lines(file);
+  std::ifstream lines(folder.at("encodings"));
   std::string number, code, text;
   int count = 0;
   while (lines >> number >> code >> text) {
-    const auto decoded = text::decode(Bytes::copyOf(bytesOf(code)), std::stoull(number, nullptr, 16));
+    const auto decoded = text::decode(test::bytesOfHex(code), std::stoull(number, nullptr, 16));
     // Both end in a dot, so that none is empty.
-    const auto expected = text == "-" ? std::nullopt : std::optional(bytesOf(text));
+    const auto expected =
+        text == "-" ? std::nullopt : std::optional(std::string(test::bytesOfHex(text).text()));
     EXPECT_EQ(decoded, expected) << number << ' ' << code;
     ++count;
   }
   EXPECT_GT(count, 6'000);
-  std::remove(file.c_str());
 }
 
 }  // namespace
