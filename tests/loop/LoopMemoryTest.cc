@@ -90,19 +90,23 @@ TEST_F(LoopMemoryTest, APreparedTaskIsQueuedOnceBehindTheOthersWhereThereIsMemor
   EXPECT_EQ(ran.size(), 51U);
 }
 
-TEST_F(LoopMemoryTest, ReadyDescriptorsAreServedAllInTheEnd) {
-  std::vector<int> descriptors;
-  for (int i = 0; i < 90; ++i) {
-    const int each = descriptors.emplace_back(eventfd(1, EFD_CLOEXEC));
-    ASSERT_TRUE(loop.watch(each, RunLoop::Interest::Read, [this, each] {
-      ran.push_back(each);
-      loop.unwatch(each);
-    }));
+TEST_F(LoopMemoryTest, ReadyDescriptorsAreServedInOneTurnOrAllInTheEnd) {
+  for (const bool isThereMemory : {true, false}) {
+    ran.clear();
+    std::vector<int> descriptors;
+    for (int i = 0; i < 90; ++i) {
+      const int each = descriptors.emplace_back(eventfd(1, EFD_CLOEXEC));
+      ASSERT_TRUE(loop.watch(each, RunLoop::Interest::Read, [this, each] {
+        ran.push_back(each);
+        loop.unwatch(each);
+      }));
+    }
+    EXPECT_TRUE(isThereMemory ? loop.turn() : turnWithoutMemory());
+    while (!isThereMemory && turnWithoutMemory()) {
+    }
+    EXPECT_THAT(ran, testing::UnorderedElementsAreArray(descriptors));
+    for (const int each : descriptors) close(each);
   }
-  while (turnWithoutMemory()) {
-  }
-  EXPECT_THAT(ran, testing::UnorderedElementsAreArray(descriptors));
-  for (const int each : descriptors) close(each);
 }
 
 TEST_F(LoopMemoryTest, AWatchThatFindsNoMemoryLeavesTheOneBefore) {
