@@ -1,15 +1,25 @@
 // What outlives the process.
 
-#include "tests/player/PlayerFixture.h"
-#include "vantrel/player/detail/PlayerRegistry.h"
+#include "tests/player/PlayerScenes.h"
 
 namespace vantrel::testing {
 namespace {
 
-class AudioPlayerPersistence : public PlayerFixture {
+class AudioPlayerPersistence : public PlayerScenes {
  protected:
   void store(const char* key, const ValueTree& value) {
-    ASSERT_TRUE(settings()->setObject_forKey(value, key));
+    ASSERT_TRUE(settings_->setObject_forKey(value, key));
+  }
+
+  /// What restoring this index, progress and mode tells.
+  std::string recovered(const std::string& script, const char* index, const char* progress,
+                        const char* mode) {
+    forget();
+    script_.run(script);
+    store("KW_AUDIO_PLAYINDEX", index);
+    store("KW_AUDIO_PLAYPROGRESS", progress);
+    store("KW_AUDIO_PLAYMODE", mode);
+    return toldBy("| recover");
   }
 };
 
@@ -24,19 +34,12 @@ TEST_F(AudioPlayerPersistence, StoresTheModeAsText) {
   EXPECT_EQ(KWAudioPlayer::getPlayMode(), std::nullopt);
 }
 
-TEST_F(AudioPlayerPersistence, StoresZeroWhenThereIsNoPlayer) {
-  KWAudioPlayer::savePlayIndex();
-  EXPECT_EQ(stored("KW_AUDIO_PLAYINDEX"), "0");
-}
-
 TEST_F(AudioPlayerPersistence, StoresTheIndexOfThePlayerThatPlayedLast) {
-  addSongs("AB");
-  const auto library = KWAudioPlayer::sharedMe();
-  const auto files = KWAudioPlayer::sharedMeByPaths(fileList("CDE"));
-  library->didPlay(1);
-  files->didPlay(2);
+  KWAudioPlayer::savePlayIndex();
+  EXPECT_EQ(stored("KW_AUDIO_PLAYINDEX"), "0") << "without a player";
+  script_.run("library:AB play:1 files:CDE play:2");
   EXPECT_EQ(stored("KW_AUDIO_PLAYINDEX"), "1");
-  files->didPlay(2);
+  script_.run("play:2");
   EXPECT_EQ(stored("KW_AUDIO_PLAYINDEX"), "2");
 }
 
@@ -74,104 +77,59 @@ TEST_F(AudioPlayerPersistence, ReadsTheProgressAsTheLeadingNumberOfATextOrNumber
   }
 }
 
-TEST_F(AudioPlayerPersistence, RestoresTheTrackOfTheLibraryPaused) {
-  addSongs("AB");
-  const auto player = KWAudioPlayer::sharedMe();
-  store("KW_AUDIO_PLAYINDEX", "1");
-  store("KW_AUDIO_PLAYPROGRESS", "0.50");
-  store("KW_AUDIO_PLAYMODE", "2");
-  (*player->mList())[1]->setIsPlaying(true);
-  journal_.take();
-  KWAudioPlayer::recoveryMusicInfo();
-  EXPECT_THAT(
-      journal_.take(),
-      ElementsAre("url-A: stop", "url-B: volume 0.3", "url-B: metering", "url-B: seek 100",
-                  "KW_AU_PROGRESS {TIME_NOW=01:40 TIME_END=03:20 PROGRESS=0.5}", "KW_AU_NOTE KW_PAUSE"));
-  EXPECT_EQ(player->mMode(), 2u);
-  EXPECT_EQ(player->play_index(), 1);
-  EXPECT_EQ(player->mState(), 0u);
-  EXPECT_EQ(player->mNowItem()->mTitle(), "B");
-  EXPECT_FALSE(player->mNowItem()->isPlaying());
-  EXPECT_FALSE(files_->last().playing());
-  EXPECT_EQ(KWAudioPlayer::currentType(), 3u);
-  player->didContinue();
-  EXPECT_TRUE(files_->last().playing());
-}
-
-TEST_F(AudioPlayerPersistence, RestoresAFileAtItsStartWithoutTheSizeLine) {
-  KWAudioPlayer::sharedMeByPaths(fileList("AB"))->didPlay(0);
-  store("KW_AUDIO_PLAYINDEX", "1");
-  store("KW_AUDIO_PLAYPROGRESS", "0.50");
-  journal_.take();
-  KWAudioPlayer::recoveryMusicInfo();
-  EXPECT_THAT(journal_.take(), ElementsAre("A: stop", "B: volume 0.3", "B: metering", "B: seek 0",
-                                           "KW_AU_PROGRESS {TIME_NOW=00:00 TIME_END=03:20 PROGRESS=0}",
-                                           "KW_AU_NOTE KW_PAUSE"));
-}
-
-TEST_F(AudioPlayerPersistence, RestoresOfAStreamOnlyWhatIsRemembered) {
-  const auto player = KWAudioPlayer::sharedMe_2();
-  player->setNetPaths(streamList("AB"));
-  player->didPlay(0);
-  store("KW_AUDIO_PLAYINDEX", "1");
-  store("KW_AUDIO_PLAYMODE", "3");
-  journal_.take();
-  KWAudioPlayer::recoveryMusicInfo();
-  EXPECT_THAT(journal_.take(), IsEmpty());
-  EXPECT_EQ(player->mNowItem()->mTitle(), "B");
-  EXPECT_EQ(player->play_index(), 1);
-  EXPECT_EQ(player->mMode(), 3u);
+TEST_F(AudioPlayerPersistence, RestoresTheTrackPaused) {
+  const struct {
+    const char *script, *index, *told, *stands;
+  } cases[] = {{"library:AB play:1 play:0 stop", "1",
+                "url-A: stop, url-B: volume 0.3, url-B: metering, url-B: seek 100, "
+                "KW_AU_PROGRESS {TIME_NOW=01:40 TIME_END=03:20 PROGRESS=0.5}, KW_AU_NOTE KW_PAUSE",
+                "stopped B@1 [] (paused)"},
+               {"files:AB play:0", "1",
+                "A: stop, B: volume 0.3, B: metering, B: seek 0, "
+                "KW_AU_PROGRESS {TIME_NOW=00:00 TIME_END=03:20 PROGRESS=0}, KW_AU_NOTE KW_PAUSE",
+                "playing B@1 [A] (playing)"},
+               {"streams:AB play:0", "1", "", "paused B@1 [A] (playing)"}};
+  for (const auto& [script, index, told, stands] : cases) {
+    EXPECT_EQ(recovered(script, index, "0.50", "2"), told);
+    EXPECT_EQ(standing(), stands);
+    EXPECT_EQ(player_->mMode(), 2u);
+  }
 }
 
 TEST_F(AudioPlayerPersistence, RestoresTheFirstTrackFromItsStartWhenTheListHasShrunk) {
-  addSongs("AB");
-  const auto player = KWAudioPlayer::sharedMe();
-  store("KW_AUDIO_PLAYPROGRESS", "0.50");
   for (const char* index : {"2", "-1", "2147483647"}) {
-    store("KW_AUDIO_PLAYINDEX", index);
-    journal_.take();
-    KWAudioPlayer::recoveryMusicInfo();
-    EXPECT_THAT(journal_.take(), ::testing::Contains("url-A: seek 0")) << index;
-    EXPECT_EQ(player->play_index(), 0);
-    store("KW_AUDIO_PLAYPROGRESS", "0.50");
+    EXPECT_THAT(recovered("library:AB", index, "0.50", "0"), ::testing::HasSubstr("url-A: seek 0")) << index;
+    EXPECT_EQ(player_->play_index(), 0);
   }
 }
 
 TEST_F(AudioPlayerPersistence, RestoresNothingWithoutPlayerOrList) {
-  KWAudioPlayer::recoveryMusicInfo();
-  EXPECT_THAT(journal_.take(), IsEmpty());
+  EXPECT_EQ(recovered("", "0", "0.50", "2"), "");
   player::detail::PlayerRegistry::shared().PLAYER_TYPE = 1;
-  store("KW_AUDIO_PLAYMODE", "2");
-  KWAudioPlayer::recoveryMusicInfo();
-  EXPECT_THAT(journal_.take(), IsEmpty());
+  EXPECT_EQ(toldBy("| recover"), "");
   EXPECT_EQ(KWAudioPlayer::sharedMe_1()->mMode(), 0u);
 }
 
 TEST_F(AudioPlayerPersistence, PassesOverARememberedTrackThatCannotBeOpened) {
-  addSongs("AB");
-  const auto player = KWAudioPlayer::sharedMe();
-  journal_.take();
+  script_.run("library:AB");
   files_->failNextOpen();
-  KWAudioPlayer::recoveryMusicInfo();
-  EXPECT_THAT(journal_.take(),
-              ElementsAre("url-A: stop", "log: A music duration is 0.", "log: did play volume:0.50",
-                          "url-B: volume 0.5", "url-B: metering", "url-B: prepare", "url-B: play",
-                          "KW_AU_NOTE KW_PLAY", "KW_UPDATE", "KW_AU_NOTE KW_PAUSE"));
+  EXPECT_EQ(
+      toldBy("| recover"),
+      "url-A: stop, log: A music duration is 0., log: did play volume:0.50, url-B: volume 0.5, "
+      "url-B: metering, url-B: prepare, url-B: play, KW_AU_NOTE KW_PLAY, KW_UPDATE, KW_AU_NOTE KW_PAUSE");
 }
 
 TEST_F(AudioPlayerPersistence, SurvivesAProcess) {
-  addSongs("ABC");
-  KWAudioPlayer::sharedMe()->didPlay(1);
-  KWAudioPlayer::sharedMe()->didPlay(2);
-  KWAudioPlayer::sharedMe()->setMMode(3);
-  files_->last().moveTo(50);
-  advance(1);
+  script_.run("library:ABC play:1 play:2 mode:3 move-to:50 wait:1");
   KWAudioPlayer::resetForTests();
   KWAudioPlayer::recoveryMusicInfo();
-  const auto player = KWAudioPlayer::currentPlayer();
-  EXPECT_EQ(player->mNowItem()->mTitle(), "C");
-  EXPECT_EQ(player->mMode(), 3u);
+  player_ = KWAudioPlayer::currentPlayer();
+  EXPECT_EQ(standing(), "stopped C@2 [] (stopped)");
+  EXPECT_EQ(player_->mMode(), 3u);
   EXPECT_EQ(files_->last().currentTime(), 50);
+  EXPECT_EQ(KWAudioPlayer::currentType(), 3u);
+  script_.run("continue");
+  EXPECT_TRUE(files_->last().playing());
 }
 
 }  // namespace

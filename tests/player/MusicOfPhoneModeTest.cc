@@ -1,5 +1,6 @@
 #include "vantrel/player/MusicOfPhoneMode.h"
 
+#include <cmath>
 #include <limits>
 
 #include "tests/player/PlayerFixture.h"
@@ -15,22 +16,13 @@ class SongItem : public PlayerFixture {
   MusicOfPhoneMode entry_;
 };
 
-TEST_F(SongItem, IsEmptyWhenNew) {
-  EXPECT_FALSE(entry_.isPlaying());
-  EXPECT_EQ(entry_.mTime(), 0u);
-  EXPECT_EQ(entry_.storedTime(), 0u);
-  EXPECT_EQ(entry_.mIndex(), 0);
-  EXPECT_FALSE(entry_.mItem() || entry_.mPath() || entry_.mUrl() || entry_.mImgUrl() || entry_.mTitle() ||
-               entry_.mArtist() || entry_.mImage() || entry_.mMediaItem());
-}
-
 TEST_F(SongItem, TakesTitleAndArtistOfItsSong) {
+  EXPECT_FALSE(entry_.isPlaying() || entry_.mItem() || entry_.mPath() || entry_.mUrl() || entry_.mImgUrl() ||
+               entry_.mTitle() || entry_.mArtist() || entry_.mImage() || entry_.mMediaItem());
+  EXPECT_EQ(entry_.mTime() + entry_.storedTime(), 0u);
   entry_.setMItem(share(FakeMusicLibrary::song("Title", "Artist", "url")));
   EXPECT_EQ(entry_.mTitle(), "Title");
   EXPECT_EQ(entry_.mArtist(), "Artist");
-}
-
-TEST_F(SongItem, NamesWhatASongDoesNotTellUnknow) {
   for (const auto& item : {share({}), std::shared_ptr<const MediaItem>()}) {
     entry_.setMItem(item);
     EXPECT_EQ(entry_.mTitle(), "Unknow");
@@ -38,30 +30,19 @@ TEST_F(SongItem, NamesWhatASongDoesNotTellUnknow) {
   }
 }
 
-TEST_F(SongItem, RendersArtworkAt80PointsAndKeepsItWhenTheNextSongHasNone) {
-  MediaItem song;
-  song.artwork = std::make_shared<FakeArtwork>();
-  entry_.setMItem(share(song));
-  ASSERT_TRUE(entry_.mImage());
-  const auto image = entry_.mImage();
-  EXPECT_EQ(image->width, 80u);
-  EXPECT_EQ(image->height, 80u);
-  entry_.setMItem(share({}));
-  EXPECT_EQ(entry_.mImage(), image);
-}
-
-TEST_F(SongItem, GivesArtworkAtAnySizeAndLeavesItsImageAlone) {
-  EXPECT_FALSE(entry_.getImage({10, 20}));
-  entry_.setMItem(share({}));
+TEST_F(SongItem, RendersArtworkAt80PointsKeepsItAndGivesAnySize) {
   EXPECT_FALSE(entry_.getImage({10, 20}));
   MediaItem song;
   song.artwork = std::make_shared<FakeArtwork>();
   entry_.setMItem(share(song));
-  const auto image = entry_.getImage({10, 20});
-  ASSERT_TRUE(image);
-  EXPECT_EQ(image->width, 10u);
-  EXPECT_EQ(image->height, 20u);
-  EXPECT_EQ(entry_.mImage()->width, 80u);
+  const auto kept = entry_.mImage();
+  const auto other = entry_.getImage({10, 20});
+  ASSERT_TRUE(kept && other);
+  EXPECT_EQ(std::pair(kept->width, kept->height), std::pair(80u, 80u));
+  EXPECT_EQ(std::pair(other->width, other->height), std::pair(10u, 20u));
+  entry_.setMItem(share({}));
+  EXPECT_EQ(entry_.mImage(), kept) << "the next song has none";
+  EXPECT_FALSE(entry_.getImage({10, 20}));
 }
 
 TEST_F(SongItem, IsTitledByTheLastComponentOfItsPath) {
@@ -105,21 +86,17 @@ TEST_F(SongItem, StoresAddressesPercentDecoded) {
 }
 
 TEST_F(SongItem, ReadsItsLengthFromTheAssetAnewEveryTime) {
-  files_->put("url", {.duration = 183.7});
   entry_.setMItem(share(FakeMusicLibrary::song("T", "A", "url")));
-  EXPECT_EQ(entry_.mTime(), 183u);
-  files_->put("url", {.duration = 59.9});
-  EXPECT_EQ(entry_.mTime(), 59u);
-  EXPECT_EQ(files_->opened(), 2);
+  for (const double length : {183.7, 59.9}) {
+    files_->put("url", {.duration = length});
+    EXPECT_EQ(entry_.mTime(), std::floor(length));
+  }
+  EXPECT_EQ(files_->asked(), 2);
   EXPECT_TRUE(files_->alive().empty());
-}
-
-TEST_F(SongItem, ReadsNoLengthOfAFileEntryWhateverWasStored) {
-  entry_.setMPath(writeFile("A.mp3", "A"));
-  files_->put("A");
-  entry_.setMTime(200);
-  EXPECT_EQ(entry_.mTime(), 0u);
-  EXPECT_EQ(entry_.storedTime(), 200u);
+  const auto file = fileList("A").front();
+  file->setMTime(200);
+  EXPECT_EQ(file->mTime(), 0u);
+  EXPECT_EQ(file->storedTime(), 200u);
 }
 
 TEST_F(SongItem, ClampsLengthsTo32Bits) {
@@ -141,10 +118,10 @@ TEST_F(SongItem, HasNoLengthWhereNothingCanBeOpened) {
   EXPECT_EQ(entry_.songTimeIpod(std::nullopt), 0u);
   EXPECT_EQ(entry_.songTimeIpod("unknown"), 0u);
   files_->put("url");
-  files_ = nullptr;
+  const auto files = std::exchange(files_, nullptr);
   install();
   EXPECT_EQ(entry_.songTimeIpod("url"), 0u);
-  files_ = std::make_shared<FakeFilePlayers>();
+  files_ = files;
 }
 
 }  // namespace

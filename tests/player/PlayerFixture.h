@@ -2,12 +2,10 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <stdlib.h>
-#include <sys/stat.h>
 
-#include <filesystem>
-#include <fstream>
+#include <cmath>
 #include <memory>
+#include <numeric>
 #include <optional>
 #include <string>
 
@@ -17,6 +15,8 @@
 #include "tests/support/FakeNowPlayingCenter.h"
 #include "tests/support/FakeStreamPlayer.h"
 #include "tests/support/Journal.h"
+#include "tests/support/ScratchFolder.h"
+#include "tests/support/Script.h"
 #include "vantrel/host/Host.h"
 #include "vantrel/loop/ManualClock.h"
 #include "vantrel/loop/RunLoop.h"
@@ -28,9 +28,20 @@ namespace vantrel::testing {
 class PlayerFixture : public ::testing::Test {
  protected:
   PlayerFixture() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "player-XXXXXX").string();
-    folder_ = ::mkdtemp(pattern.data());
     install();
+    script_.add({{"wait", [this](auto& seconds) { advance(std::stod(seconds)); }},
+                 {"turn", [this](auto&) { turn(); }},
+                 {"ready", [this](auto& seconds) { stream().becomeReady(milliseconds(seconds)); }},
+                 {"unknown", [this](auto&) { stream().setItemStatus(StreamPlayer::ItemStatus::Unknown); }},
+                 {"failed", [this](auto&) { stream().setItemStatus(StreamPlayer::ItemStatus::Failed); }},
+                 {"load",
+                  [this](auto& seconds) {
+                    stream().load({{0, std::stod(seconds)}});
+                  }},
+                 {"empty", [this](auto&) { stream().runEmpty(); }},
+                 {"keep-up", [this](auto&) { stream().keepUp(); }},
+                 {"tick", [this](auto& seconds) { stream().tick(std::stod(seconds)); }},
+                 {"end", [this](auto&) { stream().end(); }}});
   }
 
   ~PlayerFixture() override {
@@ -40,8 +51,6 @@ class PlayerFixture : public ::testing::Test {
     EXPECT_TRUE(files_->alive().empty());
     EXPECT_TRUE(streams_->alive().empty());
     Host::install(*earlier_);
-    settings_.reset();  // it writes what is pending, so the folder goes after it
-    std::filesystem::remove_all(folder_);
   }
 
   /// The fakes as the host's; a test that changes one pointer installs again.
@@ -52,23 +61,35 @@ class PlayerFixture : public ::testing::Test {
     host.musicLibrary = library_;
     host.audioSession = session_;
     host.nowPlayingCenter = center_;
-    host.settings = settings();
+    host.settings = settings_;
     const auto before = Host::install(std::move(host));
     if (!earlier_) earlier_ = before;
-  }
-
-  std::shared_ptr<SettingsStore> settings() {
-    if (!settings_) settings_ = std::make_shared<SettingsStore>(folder_ / "settings.plist");
-    return settings_;
   }
 
   static RunLoop& loop() { return RunLoop::main(); }
   void advance(double seconds) { clock_.advance(loop(), durationOfSeconds(seconds)); }
   void turn() { advance(0); }
+  FakeStreamPlayer& stream() const { return streams_->last(); }
+
+  /// What was told since the last call, in one text; where nothing was, that is empty.
+  std::string told() {
+    const auto lines = journal_.take();
+    const auto join = [](std::string a, const std::string& b) { return a.empty() ? b : a + ", " + b; };
+    return std::accumulate(lines.begin(), lines.end(), std::string(), join);
+  }
+
+  /// Runs a script; gives what the words behind its bar told: "play:0 pause | continue".
+  std::string toldBy(const std::string& program) {
+    const std::size_t bar = program.find('|');
+    if (bar != std::string::npos) script_.run(program.substr(0, bar));
+    journal_.take();
+    script_.run(program.substr(bar + 1));
+    return told();
+  }
 
   /// The stored text, or "absent".
-  std::string stored(const std::string& key) {
-    const auto value = settings()->objectForKey(key);
+  std::string stored(const std::string& key) const {
+    const auto value = settings_->objectForKey(key);
     const auto text = value ? value->asString() : std::nullopt;
     return std::string(text.value_or("absent"));
   }
@@ -82,53 +103,49 @@ class PlayerFixture : public ::testing::Test {
     }
   }
 
-  /// A file with these contents.
-  std::string writeFile(const std::string& name, const std::string& contents) {
-    std::ofstream(folder_ / name, std::ios::binary) << contents;
-    return (folder_ / name).string();
-  }
-
-  /// Entries for the files "A.mp3", "B.mp3", ..., each holding its letter and playable.
+  /// Entries for the files "A.mp3", ..., each holding its letter and playable; "x.mp3" of a small letter is
+  /// missing.
   MusicList fileList(const std::string& names) {
-    MusicList list;
+    std::vector<std::string> paths;
     for (const char name : names) {
       const std::string letter(1, name);
       files_->put(letter);
-      list.push_back(entry(list.size()));
-      list.back()->setMPath(writeFile(letter + ".mp3", letter));
+      if (name < 'a') folder_.put(letter + ".mp3", letter);
+      paths.push_back(folder_.at(letter + ".mp3"));
     }
-    return list;
+    return MusicOfPhoneMode::listOf(paths);
   }
 
+  /// Entries for the streams "http://host/A", ...
   static MusicList streamList(const std::string& names) {
     MusicList list;
     for (const char name : names) {
-      list.push_back(entry(list.size()));
+      list.push_back(std::make_shared<MusicOfPhoneMode>());
+      list.back()->setMIndex(static_cast<std::int64_t>(list.size()) - 1);
       list.back()->setMUrl("http://host/" + std::string(1, name));
       list.back()->setMTitle(std::string(1, name));
     }
     return list;
   }
 
-  static std::shared_ptr<MusicOfPhoneMode> entry(std::size_t index) {
-    auto entry = std::make_shared<MusicOfPhoneMode>();
-    entry->setMIndex(static_cast<std::int64_t>(index));
-    return entry;
-  }
-
   ManualClock clock_{Date{1'700'000'000}};
   ScopedClock scopedClock_{clock_};
   Journal journal_;
+  Script script_;
   Tell tell_ = [this](std::string line) { journal_.add(std::move(line)); };
   std::shared_ptr<FakeFilePlayers> files_ = std::make_shared<FakeFilePlayers>(tell_);
   std::shared_ptr<FakeStreamPlayers> streams_ = std::make_shared<FakeStreamPlayers>(tell_);
   std::shared_ptr<FakeMusicLibrary> library_ = std::make_shared<FakeMusicLibrary>();
   std::shared_ptr<FakeAudioSession> session_ = std::make_shared<FakeAudioSession>();
   std::shared_ptr<FakeNowPlayingCenter> center_ = std::make_shared<FakeNowPlayingCenter>();
-  std::filesystem::path folder_;
+  tests::ScratchFolder folder_;  // outlives the settings, which write what is pending
+  std::shared_ptr<SettingsStore> settings_ = std::make_shared<SettingsStore>(folder_.at("settings.plist"));
 
  private:
-  std::shared_ptr<SettingsStore> settings_;
+  static MediaTime milliseconds(const std::string& seconds) {
+    return {seconds.empty() ? 0 : std::llround(std::stod(seconds) * 1000), seconds.empty() ? 0 : 1000};
+  }
+
   std::shared_ptr<const Host> earlier_;
 };
 

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <filesystem>
@@ -13,7 +11,7 @@
 #include <utility>
 #include <vector>
 
-#include "tests/support/Journal.h"
+#include "tests/support/FakePlayer.h"
 #include "vantrel/host/seams/FilePlayer.h"
 
 namespace vantrel::testing {
@@ -24,23 +22,15 @@ struct FakeTrack {
   std::vector<float> decibels = {0, 0};  ///< average power of each channel
 };
 
-/// A file player without sound. The test moves its position and lets it report; it never does so by itself.
-class FakeFilePlayer : public FilePlayer {
+/// A file player without sound.
+class FakeFilePlayer : public FakePlayer<FakeFilePlayer, FilePlayer> {
  public:
-  using Roll = std::vector<FakeFilePlayer*>;
-
-  FakeFilePlayer(std::string source, FakeTrack track, std::shared_ptr<Roll> roll, Tell tell)
-      : source_(std::move(source)), track_(std::move(track)), roll_(std::move(roll)), tell_(std::move(tell)) {
-    roll_->push_back(this);
-  }
-  ~FakeFilePlayer() override {
-    EXPECT_FALSE(reporting_) << "destroyed from inside its own report";
-    roll_->erase(std::find(roll_->begin(), roll_->end(), this));
-  }
+  FakeFilePlayer(const std::string& source, FakeTrack track, std::shared_ptr<Roll> roll, Tell tell)
+      : FakePlayer(source, std::move(roll), std::move(tell)), track_(std::move(track)) {}
 
   // ---- for the test
 
-  const std::string& source() const { return source_; }
+  const std::string& source() const { return name_; }
   bool metering() const { return metering_; }
   int stops() const { return stops_; }
   void moveTo(double seconds) { currentTime_ = seconds; }
@@ -48,16 +38,16 @@ class FakeFilePlayer : public FilePlayer {
 
   void finish(bool successfully = true) {
     playing_ = false;
-    report(observer_.audioPlayerDidFinishPlaying_successfully, successfully);
+    report(observer_.audioPlayerDidFinishPlaying_successfully, *this, successfully);
   }
   void failDecoding(const Error& error = {"fake", 1}) {
     playing_ = false;
-    report(observer_.audioPlayerDecodeErrorDidOccur_error, error);
+    report(observer_.audioPlayerDecodeErrorDidOccur_error, *this, error);
   }
-  void beginInterruption() { report(observer_.audioPlayerBeginInterruption); }
-  void endInterruption() { report(observer_.audioPlayerEndInterruption); }
+  void beginInterruption() { report(observer_.audioPlayerBeginInterruption, *this); }
+  void endInterruption() { report(observer_.audioPlayerEndInterruption, *this); }
   void endInterruption(std::uint64_t options) {
-    report(observer_.audioPlayerEndInterruption_withOptions, options);
+    report(observer_.audioPlayerEndInterruption_withOptions, *this, options);
   }
 
   // ---- for the player under test
@@ -77,13 +67,11 @@ class FakeFilePlayer : public FilePlayer {
     tell("stop");
   }
   bool playing() const override { return playing_; }
-  double currentTime() const override { return currentTime_; }
   void setCurrentTime(double seconds) override {
     currentTime_ = std::clamp(seconds, 0.0, track_.duration);
     tell("seek " + shown(seconds));
   }
   double duration() const override { return track_.duration; }
-  float volume() const override { return volume_; }
   void setVolume(float volume) override {
     volume_ = volume;
     tell("volume " + shown(static_cast<double>(volume)));
@@ -100,46 +88,20 @@ class FakeFilePlayer : public FilePlayer {
   void setObserver(FilePlayerObserver observer) override { observer_ = std::move(observer); }
 
  private:
-  bool tell(const std::string& what) const {
-    if (tell_) tell_(source_ + ": " + what);
-    return true;
-  }
-
-  // A copy is called: the report may replace the observer.
-  template <class Operation, class... Details>
-  void report(Operation operation, const Details&... details) {
-    if (!operation) return;
-    reporting_ = true;
-    operation(*this, details...);
-    reporting_ = false;
-  }
-
-  std::string source_;
   FakeTrack track_;
-  std::shared_ptr<Roll> roll_;
-  Tell tell_;
   FilePlayerObserver observer_;
-  bool playing_ = false;
   bool metering_ = false;
   bool metersTaken_ = false;
-  bool reporting_ = false;
   int stops_ = 0;
-  double currentTime_ = 0;
-  float volume_ = 1;
 };
 
 /// Opens what the test has put there: by address, or by the contents of the file.
-class FakeFilePlayers : public FilePlayerFactory {
+class FakeFilePlayers : public FakePlayers<FakeFilePlayer, FilePlayerFactory> {
  public:
-  explicit FakeFilePlayers(Tell tell = {}) : tell_(std::move(tell)) {}
+  using FakePlayers::FakePlayers;
 
   void put(const std::string& source, FakeTrack track = {}) { tracks_[source] = std::move(track); }
   void failNextOpen() { failNext_ = true; }
-
-  /// Players alive, oldest first.
-  const FakeFilePlayer::Roll& alive() const { return *roll_; }
-  FakeFilePlayer& last() const { return *roll_->back(); }
-  int opened() const { return opened_; }
 
   Result<std::unique_ptr<FilePlayer>> openUrl(const std::string& url) override { return open(url); }
   Result<std::unique_ptr<FilePlayer>> openFile(const std::string& path) override {
@@ -150,18 +112,15 @@ class FakeFilePlayers : public FilePlayerFactory {
 
  private:
   Result<std::unique_ptr<FilePlayer>> open(const std::string& source) {
-    ++opened_;
+    ++asked_;
     const auto track = tracks_.find(source);
     if (std::exchange(failNext_, false) || track == tracks_.end())
       return Error::saying("fake", 2, "no audio");
-    return std::unique_ptr<FilePlayer>(std::make_unique<FakeFilePlayer>(source, track->second, roll_, tell_));
+    return std::unique_ptr<FilePlayer>(add(source, track->second));
   }
 
-  Tell tell_;
   std::map<std::string, FakeTrack> tracks_;
-  std::shared_ptr<FakeFilePlayer::Roll> roll_ = std::make_shared<FakeFilePlayer::Roll>();
   bool failNext_ = false;
-  int opened_ = 0;
 };
 
 }  // namespace vantrel::testing

@@ -1,8 +1,5 @@
 #pragma once
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -10,24 +7,17 @@
 #include <utility>
 #include <vector>
 
-#include "tests/support/Journal.h"
+#include "tests/support/FakePlayer.h"
 #include "vantrel/host/seams/StreamPlayer.h"
 #include "vantrel/loop/NotificationBus.h"
 
 namespace vantrel::testing {
 
 /// A stream player without network and sound: the test decides what its item tells.
-class FakeStreamPlayer : public StreamPlayer {
+class FakeStreamPlayer : public FakePlayer<FakeStreamPlayer, StreamPlayer> {
  public:
-  using Roll = std::vector<FakeStreamPlayer*>;
-
-  FakeStreamPlayer(std::shared_ptr<Roll> roll, Tell tell) : roll_(std::move(roll)), tell_(std::move(tell)) {
-    roll_->push_back(this);
-  }
-  ~FakeStreamPlayer() override {
-    EXPECT_FALSE(reporting_) << "destroyed from inside its own report";
-    roll_->erase(std::find(roll_->begin(), roll_->end(), this));
-  }
+  FakeStreamPlayer(std::shared_ptr<Roll> roll, Tell tell)
+      : FakePlayer("stream", std::move(roll), std::move(tell)) {}
 
   // ---- for the test
 
@@ -58,7 +48,7 @@ class FakeStreamPlayer : public StreamPlayer {
   }
   void end() {
     playing_ = false;
-    report(std::function<void()>([] { NotificationBus::shared().post(kItemDidPlayToEndNotification); }));
+    report(std::function([] { NotificationBus::shared().post(kItemDidPlayToEndNotification); }));
   }
 
   // ---- for the player under test
@@ -79,7 +69,6 @@ class FakeStreamPlayer : public StreamPlayer {
     playing_ = false;
     tell("pause");
   }
-  float volume() const override { return volume_; }
   void setVolume(float volume) override { volume_ = volume; }
   void setAutomaticallyWaitsToMinimizeStalling(bool waits) override { automaticallyWaits_ = waits; }
   ItemStatus itemStatus() const override { return status_; }
@@ -89,7 +78,6 @@ class FakeStreamPlayer : public StreamPlayer {
   }
   MediaTime itemDuration() const override { return duration_; }
   std::vector<LoadedTimeRange> loadedTimeRanges() const override { return ranges_; }
-  double currentTime() const override { return currentTime_; }
   void setItemObserver(StreamItemObserver observer) override { observer_ = std::move(observer); }
   void setPeriodicTimeObserver(double interval, std::function<void(double seconds)> tick) override {
     tickInterval_ = interval;
@@ -97,21 +85,6 @@ class FakeStreamPlayer : public StreamPlayer {
   }
 
  private:
-  void tell(const std::string& what) const {
-    if (tell_) tell_("stream: " + what);
-  }
-
-  // A copy is called: the report may replace the observer.
-  template <class... Details>
-  void report(std::function<void(Details...)> operation, Details... details) {
-    if (!operation) return;
-    reporting_ = true;
-    operation(details...);
-    reporting_ = false;
-  }
-
-  std::shared_ptr<Roll> roll_;
-  Tell tell_;
   StreamItemObserver observer_;
   std::function<void(double)> tick_;
   double tickInterval_ = 0;
@@ -119,31 +92,17 @@ class FakeStreamPlayer : public StreamPlayer {
   ItemStatus status_ = ItemStatus::Unknown;
   MediaTime duration_;
   std::vector<LoadedTimeRange> ranges_;
-  double currentTime_ = 0;
-  float volume_ = 1;
-  bool playing_ = false;
   bool automaticallyWaits_ = true;
-  bool reporting_ = false;
 };
 
-class FakeStreamPlayers : public StreamPlayerFactory {
+class FakeStreamPlayers : public FakePlayers<FakeStreamPlayer, StreamPlayerFactory> {
  public:
-  explicit FakeStreamPlayers(Tell tell = {}) : tell_(std::move(tell)) {}
-
-  /// Players alive, oldest first.
-  const FakeStreamPlayer::Roll& alive() const { return *roll_; }
-  FakeStreamPlayer& last() const { return *roll_->back(); }
-  int made() const { return made_; }
+  using FakePlayers::FakePlayers;
 
   std::unique_ptr<StreamPlayer> make() override {
-    ++made_;
-    return std::make_unique<FakeStreamPlayer>(roll_, tell_);
+    ++asked_;
+    return add();
   }
-
- private:
-  Tell tell_;
-  std::shared_ptr<FakeStreamPlayer::Roll> roll_ = std::make_shared<FakeStreamPlayer::Roll>();
-  int made_ = 0;
 };
 
 }  // namespace vantrel::testing
