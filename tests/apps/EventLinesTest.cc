@@ -3,47 +3,43 @@
 #include <gtest/gtest.h>
 
 #include <limits>
+#include <optional>
 
 namespace app {
 namespace {
 
-using vantrel::Notification;
 using vantrel::ValueTree;
 
-TEST(EventLines, AnEventIsAJsonObjectOnOneLine) {
-  const auto progress =
-      ValueTree::dictionary({{"TIME_NOW", "00:01"}, {"TIME_END", "00:02"}, {"PROGRESS", 0.5}});
-  const ValueTree play("KW_PLAY");
-  EXPECT_EQ(jsonLineOf({"KW_AU_NOTE", &play, nullptr}), R"({"name":"KW_AU_NOTE","object":"KW_PLAY"})");
-  EXPECT_EQ(jsonLineOf({"KW_AU_PROGRESS", &progress, nullptr}),
-            R"({"name":"KW_AU_PROGRESS","object":{"TIME_NOW":"00:01","TIME_END":"00:02","PROGRESS":0.5}})");
-  EXPECT_EQ(jsonLineOf({"KW_UPDATE", nullptr, nullptr}), R"({"name":"KW_UPDATE","object":null})");
-}
-
-TEST(EventLines, WhatJsonCannotHoldIsNull) {
-  const ValueTree speed(std::numeric_limits<double>::infinity());
-  EXPECT_EQ(jsonLineOf({"KW_AU_NET_SPEED", &speed, nullptr}), R"({"name":"KW_AU_NET_SPEED","object":null})");
-  const auto inside = ValueTree::dictionary({{"PROGRESS", std::numeric_limits<double>::quiet_NaN()}});
-  EXPECT_EQ(jsonLineOf({"KW_AU_PROGRESS", &inside, nullptr}),
-            R"({"name":"KW_AU_PROGRESS","object":{"PROGRESS":null}})");
-  const ValueTree invalid("\xff");
-  EXPECT_EQ(jsonLineOf({"e", &invalid, nullptr}), R"({"name":"e","object":null})");
-}
-
-TEST(EventLines, UserInformationIsShownWhenThereIsSome) {
+TEST(EventLines, AreForProgramsAndForPeople) {
+  constexpr double kInfinite = std::numeric_limits<double>::infinity();
+  constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
+  const auto progress = [](double fraction) {
+    return ValueTree::dictionary({{"TIME_NOW", "00:01"}, {"TIME_END", "00:02"}, {"PROGRESS", fraction}});
+  };
+  const struct {
+    const char* name;
+    std::optional<ValueTree> object;
+    const char *json, *text;
+  } cases[] = {
+      {"KW_UPDATE", std::nullopt, "null", "KW_UPDATE"},
+      {"KW_AU_NOTE", "two\nlines", R"("two\nlines")", R"(KW_AU_NOTE two\x0alines)"},
+      {"KW_AU_VOLUME_CHANGE", 0.5, "0.5", "KW_AU_VOLUME_CHANGE 0.5"},
+      {"KW_AU_PROGRESS", progress(0.333), R"({"TIME_NOW":"00:01","TIME_END":"00:02","PROGRESS":0.333})",
+       "KW_AU_PROGRESS 00:01/00:02 33.3%"},
+      // What JSON cannot hold is null there.
+      {"KW_AU_PROGRESS", progress(kNan), R"({"TIME_NOW":"00:01","TIME_END":"00:02","PROGRESS":null})",
+       nullptr},
+      {"KW_AU_NET_SPEED", kInfinite, "null", nullptr},
+      {"e", "\xff", "null", nullptr}};
+  for (const auto& [name, object, json, text] : cases) {
+    const vantrel::Notification event{name, object ? &*object : nullptr, nullptr};
+    EXPECT_EQ(jsonLineOf(event), R"({"name":")" + std::string(name) + R"(","object":)" + json + "}");
+    if (text) {
+      EXPECT_EQ(textLineOf(event), text);
+    }
+  }
   const auto info = ValueTree::dictionary({{"volume", 1}});
   EXPECT_EQ(jsonLineOf({"e", nullptr, &info}), R"({"name":"e","object":null,"userInfo":{"volume":1}})");
-}
-
-TEST(EventLines, TextLinesAreForPeople) {
-  const auto progress =
-      ValueTree::dictionary({{"TIME_NOW", "00:01"}, {"TIME_END", "00:03"}, {"PROGRESS", 0.333}});
-  const ValueTree text("two\nlines");
-  const ValueTree number(0.5);
-  EXPECT_EQ(textLineOf({"KW_UPDATE", nullptr, nullptr}), "KW_UPDATE");
-  EXPECT_EQ(textLineOf({"KW_AU_PROGRESS", &progress, nullptr}), "KW_AU_PROGRESS 00:01/00:03 33.3%");
-  EXPECT_EQ(textLineOf({"e", &text, nullptr}), R"(e two\x0alines)");
-  EXPECT_EQ(textLineOf({"KW_AU_VOLUME_CHANGE", &number, nullptr}), "KW_AU_VOLUME_CHANGE 0.5");
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 #include "apps/vantrel/LiveLine.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <clocale>
@@ -9,17 +10,15 @@ namespace app {
 namespace {
 
 Playing playing(const std::string& title) {
-  Playing state;
-  state.title = title;
-  state.state = 1;
-  state.mode = 3;
-  state.count = 12;
-  state.now = "01:05";
-  state.end = "03:20";
-  state.fraction = 0.325;
-  state.decibels = {-6, -24};
-  state.volume = 0.8F;
-  return state;
+  return {.title = title,
+          .state = 1,
+          .mode = 3,
+          .count = 12,
+          .now = "01:05",
+          .end = "03:20",
+          .fraction = 0.325,
+          .decibels = {-6, -24},
+          .volume = 0.8F};
 }
 
 class LiveLine : public testing::Test {
@@ -40,16 +39,14 @@ TEST_F(LiveLine, FitsEveryWidthWhateverTheTitle) {
   }
 }
 
-TEST_F(LiveLine, ShowsEverythingWhereThereIsRoom) {
-  const std::string line = liveLine(playing("song.mp3"), {100, true, false});
-  for (const char* part : {"▶ 1/12 song.mp3", "01:05 ━", "─ 03:20", "once", "80%"})
-    EXPECT_NE(line.find(part), std::string::npos) << part << " in " << line;
-}
-
-TEST_F(LiveLine, KeepsTitleAndTimesWhenThereIsLittleRoom) {
+TEST_F(LiveLine, ShowsWhatThereIsRoomFor) {
+  EXPECT_THAT(liveLine(playing("song.mp3"), {100, true, false}),
+              testing::MatchesRegex(".*▶ 1/12 song.mp3.*01:05 ━.*─ 03:20.*once.*80%.*"));
   EXPECT_EQ(liveLine(playing("song.mp3"), {26, true, false}), "▶ song.mp3  01:05/03:20");
   EXPECT_EQ(liveLine(playing("song.mp3"), {12, true, false}), "▶ song.mp3");
   EXPECT_EQ(liveLine(playing("song.mp3"), {8, true, false}), "▶ song…");
+  EXPECT_EQ(liveLine(playing("a"), {80, true, false}).find('\033'), std::string::npos);
+  EXPECT_NE(liveLine(playing("a"), {80, true, true}).find('\033'), std::string::npos) << "colours";
 }
 
 TEST_F(LiveLine, TheBarShowsTheFraction) {
@@ -60,13 +57,12 @@ TEST_F(LiveLine, TheBarShowsTheFraction) {
     const std::string line = liveLine(state, {39, false, false});
     return std::count(line.begin(), line.end(), '=');
   };
-  EXPECT_EQ(done(0), 0);
   const auto whole = done(1);
   EXPECT_GE(whole, 10);
   EXPECT_NEAR(static_cast<double>(done(0.5)), static_cast<double>(whole) / 2, 1);
   EXPECT_EQ(done(7), whole);
-  EXPECT_EQ(done(-1), 0);
-  EXPECT_EQ(done(std::numeric_limits<double>::quiet_NaN()), 0);
+  for (const double none : {0.0, -1.0, std::numeric_limits<double>::quiet_NaN()})
+    EXPECT_EQ(done(none), 0) << none;
 }
 
 TEST_F(LiveLine, TheMeterFollowsTheLevel) {
@@ -82,32 +78,27 @@ TEST_F(LiveLine, TheMeterFollowsTheLevel) {
   EXPECT_EQ(meter({std::numeric_limits<float>::quiet_NaN()}), meter({}));
 }
 
-TEST_F(LiveLine, ColoursOnlyWhenAsked) {
-  EXPECT_EQ(liveLine(playing("a"), {80, true, false}).find('\033'), std::string::npos);
-  EXPECT_NE(liveLine(playing("a"), {80, true, true}).find('\033'), std::string::npos);
-}
-
 TEST_F(LiveLine, StaysInAsciiWhereTheTerminalShowsNoMore) {
   std::setlocale(LC_CTYPE, "C");
-  const std::string line = liveLine(playing("Entr\xc3\xa9"
-                                            "e"),
-                                    {80, false, false});
-  for (const char c : line) EXPECT_GE(c, ' ');
-  EXPECT_NE(line.find("Entr?e"), std::string::npos) << line;
+  EXPECT_THAT(liveLine(playing("Entr\u00e9e"), {80, false, false}),
+              testing::MatchesRegex("[ -~]*Entr[?]e[ -~]*"));
 }
 
-TEST_F(LiveLine, NothingInATitleReachesTheTerminalAsControl) {
+TEST_F(LiveLine, CutsAndEscapesTitles) {
   EXPECT_EQ(printable("a\x1b[2J\r\n\tb\x7f"), "a?[2J???b?");
   EXPECT_EQ(printable("\xff"), "\xef\xbf\xbd");
   EXPECT_EQ(printable("日本"), "日本");
-}
-
-TEST_F(LiveLine, ShorteningNeverCutsAWideCharacter) {
-  EXPECT_EQ(shortened("日本語", 6, true), "日本語");
-  EXPECT_EQ(shortened("日本語", 5, true), "日本…");
-  EXPECT_EQ(shortened("日本語", 4, true), "日…");
-  EXPECT_EQ(shortened("abc", 2, false), "a~");
-  EXPECT_EQ(shortened("abc", 0, true), "");
+  const struct {
+    const char* title;
+    int columns;
+    bool unicode;
+    const char* cut;
+  } cases[] = {{"日本語", 6, true, "日本語"},
+               {"日本語", 5, true, "日本…"},
+               {"日本語", 4, true, "日…"},
+               {"abc", 2, false, "a~"},
+               {"abc", 0, true, ""}};
+  for (const auto& [title, columns, unicode, cut] : cases) EXPECT_EQ(shortened(title, columns, unicode), cut);
 }
 
 }  // namespace

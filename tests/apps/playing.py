@@ -6,6 +6,7 @@ import json
 import math
 import os
 import pty
+import re
 import select
 import struct
 import subprocess
@@ -27,6 +28,7 @@ PAUSE = event("KW_AU_NOTE", "KW_PAUSE")
 CONTINUE = event("KW_AU_NOTE", "KW_CONTINUE")
 FINISH = event("KW_AU_NOTE", "KW_FINISH")
 UPDATE = event("KW_UPDATE")
+START = (PLAY, UPDATE)
 
 
 class Running:
@@ -68,16 +70,19 @@ class Running:
     def press(self, keys):
         os.write(self.terminal, keys.encode())
 
-    def signal(self, number):
-        self.process.send_signal(number)
+    def follow(self, *steps, skip=("KW_AU_PROGRESS",)):
+        """Presses the keys among the steps and reads on to the events: each is the next that is not skipped."""
+        for step in steps:
+            if isinstance(step, str):
+                self.press(step)
+                continue
+            while self.next_event()["name"] in skip:
+                pass
+            self.test.assertEqual(self.events[-1], step, self.events)
 
-    def expect(self, wanted, skip=("KW_AU_PROGRESS",)):
-        """Reads on to the next event whose name is not skipped, which must be this one."""
-        while True:
-            read = self.next_event()
-            if read["name"] not in skip or wanted["name"] in skip:
-                self.test.assertEqual(read, wanted, self.events)
-                return
+    def quit(self, key="q"):
+        self.press(key)
+        self.test.assertEqual(self.wait(), 0)
 
     def next_event(self):
         while b"\n" not in self.unread:
@@ -107,37 +112,28 @@ class Running:
         """All events but those of progress, whose number depends on how fast things went."""
         return [told for told in self.events if told["name"] != "KW_AU_PROGRESS"]
 
+    def read_screen(self, until, failure):
+        """Reads the screen until a condition holds."""
+        deadline = time.monotonic() + PATIENCE
+        while not until():
+            self.test.assertLess(time.monotonic(), deadline, failure)
+            if select.select([self.terminal], [], [], 0.05)[0]:
+                self.screen += os.read(self.terminal, 65536)
+
     def see(self, *wanted):
         """Reads the screen until the texts have appeared on it one after the other; gives what came."""
-        deadline = time.monotonic() + PATIENCE
         start = len(self.screen)
-        while True:
-            at = start
-            for text in wanted:
-                at = self.screen.find(text.encode(), at)
-                if at < 0:
-                    break
-                at += len(text)
-            else:
-                return self.screen[start:].decode(errors="replace")
-            left = deadline - time.monotonic()
-            self.test.assertGreater(left, 0, f"{wanted} did not appear on ...{self.screen[-500:]!r}")
-            if select.select([self.terminal], [], [], left)[0]:
-                self.screen += os.read(self.terminal, 65536)
+        pattern = re.compile(b".*?".join(re.escape(text.encode()) for text in wanted), re.DOTALL)
+        self.read_screen(lambda: pattern.search(self.screen, start), f"{wanted} did not appear")
+        return self.screen[start:].decode(errors="replace")
 
     def wait(self):
         """The exit status; what is still printed is read."""
         if self.process.stdout is None:
-            deadline = time.monotonic() + PATIENCE
-            while self.process.poll() is None:
-                self.test.assertLess(time.monotonic(), deadline)
-                if select.select([self.terminal], [], [], 0.05)[0]:
-                    self.screen += os.read(self.terminal, 65536)
-            while select.select([self.terminal], [], [], 0)[0]:
-                self.screen += os.read(self.terminal, 65536)
+            self.read_screen(lambda: self.process.poll() is not None, "does not end")
+            self.read_screen(lambda: not select.select([self.terminal], [], [], 0)[0], "prints on")
         else:
-            rest = self.unread + self.process.stdout.read()
-            for line in rest.splitlines():
+            for line in (self.unread + self.process.stdout.read()).splitlines():
                 self.keep(line)
         return self.process.wait(PATIENCE)
 
@@ -159,9 +155,21 @@ class PlayTest(ProgramTest):
             out.writeframes(frames.tobytes())
         return path
 
+    def tones(self, names, seconds):
+        return [self.tone(f"{name}.wav", seconds) for name in names]
+
     def start(self, *arguments, **options):
         return Running(self, *arguments, **options)
 
-    def setting(self, key):
-        done = self.run_program("settings", "get", key)
-        return done.stdout.decode().strip() if done.returncode == 0 else None
+    def play(self, *arguments, status=0):
+        """The events of a run that ends by itself."""
+        program = self.start("--json", *arguments)
+        self.assertEqual(program.wait(), status)
+        return program
+
+    def remember(self, **values):
+        for key, value in values.items():
+            self.output("settings", "set", "KW_AUDIO_PLAY" + key, json.dumps(value))
+
+    def remembered(self, key):
+        return self.text("settings", "get", "KW_AUDIO_PLAY" + key)

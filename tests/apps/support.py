@@ -1,8 +1,11 @@
 """What the process tests share: running the program in an environment of its own."""
 
+import multiprocessing
 import os
+import shlex
 import shutil
 import subprocess
+import sys
 import tempfile
 import unittest
 
@@ -57,3 +60,29 @@ class ProgramTest(unittest.TestCase):
         self.assertEqual((done.returncode, done.stdout), (status, b""), (arguments, done.stderr))
         self.assertTrue(done.stderr.startswith(b"vantrel: "), done.stderr)
         return done.stderr.decode()
+
+    def gives(self, *cases):
+        """Each command line, perhaps with what it reads, prints this text."""
+        for command, printed, *read in cases:
+            self.assertEqual(self.text(*shlex.split(command), input=b"".join(read)), printed, command)
+
+    def refuses(self, status, *cases):
+        """Each command line, perhaps with what it reads, fails and tells this."""
+        for command, told, *read in cases:
+            self.assertIn(told, self.assert_fails(status, *shlex.split(command), input=b"".join(read)), command)
+
+
+def failures_of(name):
+    result = unittest.TestResult()
+    unittest.defaultTestLoader.loadTestsFromName(name, sys.modules["__main__"]).run(result)
+    return "\n".join(text for _, text in result.failures + result.errors)
+
+
+def main():
+    """Runs the cases of the module that is the program, some at a time: for the most part they wait."""
+    suites = unittest.defaultTestLoader.loadTestsFromModule(sys.modules["__main__"])
+    names = [case.id().removeprefix("__main__.") for suite in suites for case in suite]
+    with multiprocessing.get_context("fork").Pool(8) as pool:
+        failures = list(filter(None, pool.map(failures_of, names, chunksize=1)))
+    print(*failures, f"{len(names)} cases, {len(failures)} failed", sep="\n")
+    sys.exit(1 if failures or not names else 0)
