@@ -1,28 +1,22 @@
 #pragma once
 
 #include <cstdlib>
-#include <filesystem>
 #include <string>
+
+#include "tests/support/ScratchFolder.h"
 
 namespace vantrel::test {
 
-/// A folder of audio files made by independent programs, gone with this object. Tracks play into nothing.
+/// A folder of audio files made by independent programs. Tracks play into nothing.
 class AudioFiles {
  public:
-  AudioFiles() {
-    ::setenv("VANTREL_AUDIO_SINK", "fakesink", 1);
-    std::string pattern = (std::filesystem::temp_directory_path() / "vantrel-audio-XXXXXX").string();
-    folder_ = ::mkdtemp(pattern.data());
-  }
-  ~AudioFiles() { std::filesystem::remove_all(folder_); }
-  AudioFiles(const AudioFiles&) = delete;
-  AudioFiles& operator=(const AudioFiles&) = delete;
+  AudioFiles() { ::setenv("VANTREL_AUDIO_SINK", "fakesink", 1); }
 
-  std::string path(const std::string& name) const { return (folder_ / name).string(); }
+  std::string path(const std::string& name) const { return folder_.at(name); }
 
   /// Runs a shell command in the folder; the path of the file `name` that it makes, empty when it failed.
   std::string make(const std::string& name, const std::string& command) const {
-    const std::string line = "cd '" + folder_.string() + "' && " + command;
+    const std::string line = "cd '" + folder_.path() + "' && " + command;
     return std::system(line.c_str()) == 0 ? path(name) : "";
   }
 
@@ -34,7 +28,7 @@ class AudioFiles {
   }
 
  private:
-  std::filesystem::path folder_;
+  tests::ScratchFolder folder_;
 };
 
 }  // namespace vantrel::test

@@ -4,6 +4,7 @@
 
 #include <memory>
 #include <optional>
+#include <stdexcept>
 #include <string>
 
 #include "tests/backends/AudioFiles.h"
@@ -21,8 +22,23 @@ class FilePlayersFixture : public ::testing::Test {
     return player ? *std::move(player) : nullptr;
   }
 
+  /// A player of such a tone; the test ends when there is none.
+  std::unique_ptr<FilePlayer> openTone(const std::string& seconds) {
+    auto player = open(files_.tone("tone", seconds));
+    if (!player) throw std::runtime_error("no tone");
+    return player;
+  }
+
+  /// Plays and runs the main loop for a while.
+  void playFor(FilePlayer& player, Duration time) {
+    EXPECT_TRUE(player.play());
+    loop_.runFor(time);
+  }
+
   /// Runs the main loop until the track has ended; false when it has not within `limit`.
   bool runToEnd(FilePlayer& player, Duration limit = std::chrono::seconds(5)) {
+    succeeded_.reset();
+    error_.reset();
     observe(player);
     player.play();
     loop_.runFor(limit);
@@ -30,16 +46,18 @@ class FilePlayersFixture : public ::testing::Test {
   }
 
   void observe(FilePlayer& player) {
-    FilePlayerObserver observer;
-    observer.audioPlayerDidFinishPlaying_successfully = [this](FilePlayer&, bool ok) {
-      succeeded_ = ok;
+    const auto ended = [this] {
       ++reports_;
       loop_.stop();
     };
-    observer.audioPlayerDecodeErrorDidOccur_error = [this](FilePlayer&, const Error& error) {
+    FilePlayerObserver observer;
+    observer.audioPlayerDidFinishPlaying_successfully = [=, this](FilePlayer&, bool ok) {
+      succeeded_ = ok;
+      ended();
+    };
+    observer.audioPlayerDecodeErrorDidOccur_error = [=, this](FilePlayer&, const Error& error) {
       error_ = error;
-      ++reports_;
-      loop_.stop();
+      ended();
     };
     player.setObserver(observer);
   }

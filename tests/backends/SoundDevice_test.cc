@@ -3,8 +3,6 @@
 #include <atomic>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 
 #include "tests/backends/FilePlayersFixture.h"
 
@@ -47,14 +45,11 @@ using SoundDeviceTest = test::FilePlayersFixture;
 
 TEST_F(SoundDeviceTest, TracksPlayOnWhileItFailsAndSoundAgainWhenItIsBack) {
   Device::install();
-  const std::string path = files_.tone("tone", "0.4");
   for (const auto failure : {Device::Opening, Device::Preparing, Device::Starting, Device::InTheMiddle}) {
     for (const auto now : {failure, failure, Device::None}) {
       Device::failure = now;
       Device::heard = 0;
-      const auto player = open(path);
-      ASSERT_NE(player, nullptr) << failure << now;
-      EXPECT_TRUE(runToEnd(*player));
+      EXPECT_TRUE(runToEnd(*openTone("0.4")));
       EXPECT_EQ(succeeded_, true) << failure << now;
       EXPECT_EQ(Device::heard >= 8, now == Device::None) << failure << now;
     }
@@ -62,15 +57,12 @@ TEST_F(SoundDeviceTest, TracksPlayOnWhileItFailsAndSoundAgainWhenItIsBack) {
 }
 
 TEST_F(SoundDeviceTest, ThreadsOfATrackLeaveSignalsToTheProgram) {
-  const auto player = open(files_.tone("tone", "2"));
-  ASSERT_NE(player, nullptr);
-  player->play();
-  loop_.runFor(100ms);
+  const auto player = openTone("2");
+  playFor(*player, 100ms);
   int threads = 0;
   for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
     if (task.path().filename() == std::to_string(::getpid())) continue;
-    std::ifstream file(task.path() / "status");
-    const std::string status(std::istreambuf_iterator<char>(file), {});
+    const std::string status = tests::contentsOf(task.path() / "status");
     const auto mask = std::stoull(status.substr(status.find("SigBlk:") + 7), nullptr, 16);
     EXPECT_TRUE(mask >> (SIGTERM - 1) & 1) << status;
     ++threads;
