@@ -99,7 +99,7 @@ TEST_F(AudioPlayerSystem, ShowsASongOfTheLibrary) {
 }
 
 TEST_F(AudioPlayerSystem, ShowsWhatIsUnknownAsUnknow) {
-  script_.run("files:A play:0");
+  script_.run("files:A");  // shown before it plays
   EXPECT_EQ(shown(center_->info()["MPMediaItemPropertyTitle"]), "A.mp3");
   EXPECT_EQ(shown(center_->info()["MPMediaItemPropertyArtist"]), "Unknow Artist");
   EXPECT_EQ(shown(center_->info()["MPMediaItemPropertyAlbumTitle"]), "Unknow Album");
