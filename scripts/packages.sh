@@ -4,7 +4,7 @@
 build_packages=(
   build-essential cmake ninja-build pkg-config git
   libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev
-  libicu-dev libhwy-dev libcli11-dev zlib1g-dev libssl-dev
+  libicu-dev libhwy-dev libcli11-dev zlib1g-dev libdeflate-dev libssl-dev
 )
 
 run_packages=(
@@ -21,7 +21,7 @@ test_packages=(
 # What a user would pick instead, for scripts/bench.
 bench_packages=(
   libbenchmark-dev rapidjson-dev libboost-dev libboost-thread-dev libasio-dev gstreamer1.0-tools
-  libisal-dev libdeflate-dev libmbedtls-dev libgcrypt20-dev libjack-jackd2-dev
+  libisal-dev libmbedtls-dev libgcrypt20-dev libjack-jackd2-dev
 )
 
 # For scripts/check.

@@ -1,6 +1,7 @@
 // Gzip both ways beside zlib called directly with the same parameters. The peer knows the size of what it
 // unpacks and allocates the result at once; everyone makes the result anew in each round.
 #include <benchmark/benchmark.h>
+#include <libdeflate.h>
 #include <zlib.h>
 
 #include <cmath>
@@ -84,6 +85,17 @@ Result zlibGunzip(const Bytes& data) {
   return result;
 }
 
+// For orientation: the decoder that ours calls, told the size.
+Result libdeflateGunzip(const Bytes& data) {
+  Result result{std::make_unique_for_overwrite<std::uint8_t[]>(kSize), kSize};
+  libdeflate_decompressor* const decompressor = libdeflate_alloc_decompressor();
+  if (libdeflate_gzip_decompress(decompressor, data.data(), data.size(), result.bytes.get(), kSize,
+                                 nullptr) != LIBDEFLATE_SUCCESS)
+    std::abort();
+  libdeflate_free_decompressor(decompressor);
+  return result;
+}
+
 template <typename Convert>
 void convert(benchmark::State& state, const Bytes& from, Convert run) {
   for (auto _ : state) {
@@ -108,6 +120,7 @@ void convert(benchmark::State& state, const Bytes& from, Convert run) {
     const std::string gunzip = std::string("BM_Gunzip") + kind;
     add(gunzip + "/vantrel", packed, [](const Bytes& from) { return *KWGzip::uncompressZippedData(from); });
     add(gunzip + "/zlib", packed, zlibGunzip);
+    add(gunzip + "/libdeflate", packed, libdeflateGunzip);
   }
   return true;
 }();

@@ -5,16 +5,18 @@
 
 #include <algorithm>
 #include <atomic>
-#include <cstddef>
-#include <cstdlib>
 #include <limits>
-#include <memory>
 #include <new>
 
 #include "vantrel/base/Log.h"
+#include "vantrel/codec/detail/GzipRoom.h"
+#include "vantrel/codec/detail/WholeInflate.h"
 
 namespace vantrel {
 namespace {
+
+using codec::detail::Room;
+using codec::detail::WholeInflate;
 
 constinit std::atomic<std::uint64_t> limit{KWGzip::kDefaultUncompressedLimit};
 
@@ -28,50 +30,6 @@ constexpr int kGzipOrZlib = 15 + 32;  // the same and either header
 constexpr int kMemoryLevel = 8;
 
 constexpr std::uint64_t kMostInput = std::numeric_limits<uInt>::max();
-
-// Memory for a result: not cleared before it is written, enlarged where it lies when that is possible, and
-// handed over without a copy.
-class Room {
- public:
-  std::uint8_t* data() { return memory_.get(); }
-  std::uint64_t size() const { return size_; }
-
-  // More room at the end, `most` bytes of it in all. An allocator that moves what it enlarges would copy a
-  // bomb's contents thousands of times, so memory for half as much again is set aside, not yet touched.
-  bool enlarge(std::uint64_t by, std::uint64_t most) {
-    size_ = std::min(most, size_ + by);
-    if (size_ <= reserved_) return true;
-    return reserve(std::min(most, std::max(size_, reserved_ + reserved_ / 2))) || reserve(size_);
-  }
-
-  std::optional<Bytes> take(std::size_t length) try {
-    if (length == 0) return Bytes();
-    reserve(length);  // when that fails, what there is serves as well
-    const std::shared_ptr<const std::uint8_t> owner(std::move(memory_));
-    return Bytes::sharing({owner.get(), length}, owner);
-  } catch (const std::bad_alloc&) {
-    return std::nullopt;
-  }
-
- private:
-  struct Free {
-    void operator()(std::uint8_t* memory) const { std::free(memory); }
-  };
-
-  bool reserve(std::uint64_t size) {
-    if (size > std::numeric_limits<std::ptrdiff_t>::max()) return false;
-    auto* moved = static_cast<std::uint8_t*>(std::realloc(memory_.get(), size));
-    if (moved == nullptr) return false;
-    static_cast<void>(memory_.release());
-    memory_.reset(moved);
-    reserved_ = size;
-    return true;
-  }
-
-  std::unique_ptr<std::uint8_t, Free> memory_;
-  std::uint64_t reserved_ = 0;
-  std::uint64_t size_ = 0;
-};
 
 z_stream streamOf(const Bytes& data) {
   z_stream stream{};
@@ -147,6 +105,15 @@ int inflateInto(Room& room, z_stream& stream, std::uint64_t most) {
   return result;
 }
 
+std::optional<Bytes> inflateInPieces(const Bytes& data, std::uint64_t allowed, std::uint64_t most) {
+  z_stream stream = streamOf(data);
+  if (inflateInit2_(&stream, kGzipOrZlib, kZlibInterface, sizeof stream) != Z_OK) return std::nullopt;
+  Room room;
+  const int result = inflateInto(room, stream, most);
+  const bool ended = inflateEnd(&stream) == Z_OK && result == Z_STREAM_END;
+  return ended && stream.total_out <= allowed ? room.take(stream.total_out) : std::nullopt;
+}
+
 }  // namespace
 
 std::optional<Bytes> KWGzip::gzipData(const std::optional<Bytes>& data) try {
@@ -184,12 +151,11 @@ std::optional<Bytes> KWGzip::uncompressZippedData(const std::optional<Bytes>& da
   const std::uint64_t allowed = uncompressedLimit();
   // A byte more shows that there is more, while a stream of just as much as allowed can still end.
   const std::uint64_t most = std::max(allowed, allowed + 1);
-  z_stream stream = streamOf(*data);
-  if (inflateInit2_(&stream, kGzipOrZlib, kZlibInterface, sizeof stream) != Z_OK) return std::nullopt;
   Room room;
-  const int result = inflateInto(room, stream, most);
-  const bool ended = inflateEnd(&stream) == Z_OK && result == Z_STREAM_END;
-  return ended && stream.total_out <= allowed ? room.take(stream.total_out) : std::nullopt;
+  const auto whole = codec::detail::inflateWhole(data->span(), room, most);
+  if (whole.end == WholeInflate::TooLarge) return std::nullopt;
+  if (whole.end == WholeInflate::Done) return whole.size <= allowed ? room.take(whole.size) : std::nullopt;
+  return inflateInPieces(*data, allowed, most);
 }
 
 std::uint64_t KWGzip::uncompressedLimit() { return limit.load(std::memory_order_relaxed); }

@@ -32,10 +32,11 @@ class VANTREL_EXPORT KWGzip {
   ///
   /// Absent, without a line in the log, for a stream that is cut off, damaged, has a wrong checksum or needs
   /// a preset dictionary, for raw deflate data, for 2^32 bytes or more, for contents of more than
-  /// `uncompressedLimit`, and when memory ran out. Room for the contents is one and a half times the data at
-  /// first and grows by half of the data as it fills, to one byte past the limit at most; memory for half as
-  /// much again, within that bound, may be set aside untouched. Where the allocator cannot enlarge in place,
-  /// the smaller room stands beside the larger one until it is copied.
+  /// `uncompressedLimit`, and when memory ran out. Room for the contents is what a gzip stream says of its
+  /// size, where that can be true, or four times the data, and four times as much whenever that was too
+  /// little, to one byte past the limit at most; memory beyond the contents is set aside untouched and given
+  /// back. Where so much cannot be had, less is tried. A stream that uses codes that the format sets aside,
+  /// which no compressor writes, gives contents when their checksum holds.
   static std::optional<Bytes> uncompressZippedData(const std::optional<Bytes>& data);
 
   /// The most bytes that the contents of a stream may have; for the whole process. A few kilobytes can unpack
