@@ -17,7 +17,7 @@
 namespace {
 
 using Sort = void (*)(int*, std::size_t);
-enum Shape { kRandom, kSorted, kReversed, kEqual };
+enum Shape { kRandom, kSorted, kReversed, kSwapped, kEqual };
 
 std::vector<int> arraysOf(Shape shape, std::size_t size) {
   std::mt19937 random(7);
@@ -26,9 +26,13 @@ std::vector<int> arraysOf(Shape shape, std::size_t size) {
     const int at = static_cast<int>(i % size);
     numbers[i] = shape == kRandom     ? static_cast<int>(random())
                  : shape == kSorted   ? at
+                 : shape == kSwapped  ? at
                  : shape == kReversed ? -at
                                       : 42;
   }
+  if (shape == kSwapped)
+    for (int i = 0; i < 1000; ++i)
+      std::swap(numbers[random() % numbers.size()], numbers[random() % numbers.size()]);
   return numbers;
 }
 
@@ -77,11 +81,15 @@ const int registered = [] {
       {"std", [](int* numbers, std::size_t size) { std::sort(numbers, numbers + size); }},
       {"pdqsort", [](int* numbers, std::size_t size) { boost::sort::pdqsort(numbers, numbers + size); }},
   };
-  const std::pair<const char*, Shape> kShapes[] = {
-      {"Random", kRandom}, {"Sorted", kSorted}, {"Reversed", kReversed}, {"Equal", kEqual}};
+  const std::pair<const char*, Shape> kShapes[] = {{"Random", kRandom},
+                                                   {"Sorted", kSorted},
+                                                   {"Reversed", kReversed},
+                                                   {"Swapped", kSwapped},
+                                                   {"Equal", kEqual}};
   for (const auto& [shapeName, shape] : kShapes) {
     for (const std::size_t size : {16, 64, 256, 1000, 1'000'000}) {
       if (size < 1000 && shape != kRandom) continue;
+      if (size < 1'000'000 && shape == kSwapped) continue;
       for (const auto& [name, sort] : kSorts) {
         const std::string title =
             std::string("BM_Sort") + shapeName + "/" + name + "/" + std::to_string(size);

@@ -9,6 +9,7 @@
 #include <numeric>
 #include <random>
 
+#include "vantrel/base/simd/Target.h"
 #include "vantrel/system/sort.h"
 
 extern "C" int sortFromC(void);
@@ -49,9 +50,13 @@ TEST(SortFunctions, AgreeWithTheStandardSortForEveryShapeAndSize) {
       [&](int, int) { return static_cast<int>(random() % 4); },
       [](int i, int n) { return std::min(i, n - i); },  // up and down
       [](int i, int) { return i % 2 ? std::numeric_limits<int>::max() : std::numeric_limits<int>::min(); },
+      [&](int i, int) { return i % 97 == 5 ? static_cast<int>(random()) : i; },          // strays
+      [](int i, int n) { return i % 500 < 12 ? n - i : i; },                             // in rows
+      [](int i, int n) { return i % 400 == 3 || i % 400 == 4 ? n + i : i; },             // rising ones
+      [&](int i, int n) { return i < n - n / 4 ? i / 2 : static_cast<int>(random()); },  // behind much order
   };
   for (const auto& shape : kShapes) {
-    for (const int size : {2, 3, 16, 63, 64, 65, 66, 127, 128, 1000, 4097, 100'000}) {
+    for (const int size : {2, 3, 16, 63, 64, 65, 129, 255, 256, 257, 1000, 4097, 100'000}) {
       std::vector<int> numbers(static_cast<std::size_t>(size) + 2, -77);  // a guard at each end
       for (int i = 0; i < size; ++i) numbers[static_cast<std::size_t>(i) + 1] = shape(i, size);
       auto expected = numbers;
@@ -62,6 +67,22 @@ TEST(SortFunctions, AgreeWithTheStandardSortForEveryShapeAndSize) {
       std::reverse(expected.begin() + 1, expected.end() - 1);
       DescendingSort(numbers.data(), 1, size);
       ASSERT_EQ(numbers, expected) << size;
+    }
+  }
+}
+
+TEST(SortFunctions, SortFewElementsAlikeOnEveryProcessor) {
+  std::mt19937 random(5);
+  for (const simd::Target target : simd::kTargets) {
+    if (!simd::runs(target)) continue;
+    const simd::ScopedTargetLimit limit(target);
+    for (std::size_t size = 2; size <= 260; ++size) {
+      std::vector<int> numbers(size);
+      for (int& number : numbers) number = static_cast<int>(random() % 3000) - 1500;
+      auto expected = numbers;
+      std::sort(expected.begin(), expected.end(), std::greater<>());
+      DescendingSort(numbers.data(), 0, static_cast<int>(size) - 1);
+      ASSERT_EQ(numbers, expected) << simd::nameOf(target) << ' ' << size;
     }
   }
 }
