@@ -1,7 +1,9 @@
 #pragma once
 
+#include <algorithm>
 #include <atomic>
 #include <cstdint>
+#include <cstring>
 
 #include "vantrel/base/Export.h"
 #include "vantrel/buffers/TPCircularBuffer.h"
@@ -75,5 +77,47 @@ class VANTREL_EXPORT KWRing {
   std::int32_t len_total_ = 0;
   Side producer_, consumer_;
 };
+
+// The memory is the mirrored buffer's, the counts are not: its fill count is changed by both sides, so each
+// put and each get would pay for a locked addition and take the count's cache line from the other side. With
+// two counts that have one writer each, a put or get is a copy and a plain store. Both stand here so that the
+// compiler can put them where they are called: of a small piece, the call is a good part of the cost.
+//
+// Which order pairs with which: the producer stores its count after it has copied bytes in (release), and the
+// consumer reads it before it copies them out (acquire). The consumer stores its count after it has copied
+// bytes out (release), and the producer reads it before it writes over them (acquire).
+
+inline std::uint32_t KWRing::ringPut_Size(const void* source, std::uint32_t size) {
+  const std::uint64_t put = producer_.moved.load(std::memory_order_relaxed);
+  const auto length = static_cast<std::uint32_t>(buffer_.length);
+  std::uint64_t space = length - (put - producer_.otherMoved);
+  if (space < size) {
+    producer_.otherMoved = consumer_.moved.load(std::memory_order_acquire);
+    space = length - (put - producer_.otherMoved);
+  }
+  const auto taken = static_cast<std::uint32_t>(std::min<std::uint64_t>(space, size));
+  if (taken == 0) return 0;
+  std::memcpy(buffer_.buffer + producer_.offset, source, taken);
+  producer_.offset =
+      TPCircularBufferMoved(producer_.offset, static_cast<std::int32_t>(taken), buffer_.length);
+  producer_.moved.store(put + taken, std::memory_order_release);
+  return taken;
+}
+
+inline std::uint32_t KWRing::ringGet_Size(void* destination, std::uint32_t size) {
+  const std::uint64_t got = consumer_.moved.load(std::memory_order_relaxed);
+  std::uint64_t filled = consumer_.otherMoved - got;
+  if (filled < size) {
+    consumer_.otherMoved = producer_.moved.load(std::memory_order_acquire);
+    filled = consumer_.otherMoved - got;
+  }
+  const auto delivered = static_cast<std::uint32_t>(std::min<std::uint64_t>(filled, size));
+  if (delivered == 0) return 0;
+  std::memcpy(destination, buffer_.buffer + consumer_.offset, delivered);
+  consumer_.offset =
+      TPCircularBufferMoved(consumer_.offset, static_cast<std::int32_t>(delivered), buffer_.length);
+  consumer_.moved.store(got + delivered, std::memory_order_release);
+  return delivered;
+}
 
 }  // namespace vantrel
