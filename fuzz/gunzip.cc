@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "vantrel/base/Log.h"
+#include "vantrel/codec/GzipCoder.h"
 #include "vantrel/codec/KWGzip.h"
 
 namespace {
@@ -88,6 +89,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
   const Bytes data = Bytes::copyOf({bytes, size});
   const auto contents = KWGzip::uncompressZippedData(data);
   demand(contents == (data.empty() ? data : unpackedInPieces(data).contents));
+  static GzipCoder coder;
+  static std::array<std::uint8_t, kLimit> room;
+  const auto length = coder.uncompress(data.span(), room);
+  demand(length.has_value() == contents.has_value());
+  demand(!length || std::ranges::equal(std::span(room).first(*length), contents->span()));
 
   if (const auto sound = madeSound(data)) {
     const auto judged = unpackedInPieces(*sound);

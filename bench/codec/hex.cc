@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "vantrel/codec/Hex.h"
 #include "vantrel/codec/KWTools.h"
 
 namespace {
@@ -66,6 +67,26 @@ std::vector<std::uint8_t> tableDecode(const std::string& text) {
   return bytes;
 }
 
+// The same into memory that is there.
+void tableEncodeInto(const Bytes& bytes, char* to) {
+  for (std::uint8_t byte : bytes.span()) {
+    std::memcpy(to, &kTexts[2 * std::size_t{byte}], 2);
+    to += 2;
+  }
+}
+
+bool tableDecodeInto(const std::string& text, std::vector<std::uint8_t>& bytes) {
+  const char* from = text.data();
+  for (std::uint8_t& byte : bytes) {
+    const int high = kValues[static_cast<unsigned char>(from[0])];
+    const int low = kValues[static_cast<unsigned char>(from[1])];
+    if ((high | low) < 0) return false;
+    byte = static_cast<std::uint8_t>(high << 4 | low);
+    from += 2;
+  }
+  return true;
+}
+
 auto opensslEncode(const Bytes& bytes) {
   auto text = std::make_unique_for_overwrite<char[]>(2 * bytes.size() + 1);
   std::size_t length = 0;
@@ -118,6 +139,21 @@ void decode(benchmark::State& state, Decode run, const char* separator = "") {
   state.SetBytesProcessed(state.iterations() * state.range(0));
 }
 
+template <typename Encode>
+void encodeInto(benchmark::State& state, Encode run) {
+  std::vector<char> text(2 * static_cast<std::size_t>(state.range(0)));
+  encode(state, [&](const Bytes& bytes) {
+    run(bytes, text);
+    return text.data();
+  });
+}
+
+template <typename Decode>
+void decodeInto(benchmark::State& state, Decode run) {
+  std::vector<std::uint8_t> bytes(static_cast<std::size_t>(state.range(0)));
+  decode(state, [&](const std::string& text) { return run(text, bytes); });
+}
+
 [[maybe_unused]] const bool kRegistered = [] {
   const auto sized = [](benchmark::internal::Benchmark* made) { made->Arg(4096)->Arg(1 << 20); };
   const auto add = [&](const char* name, auto body) { sized(benchmark::RegisterBenchmark(name, body)); };
@@ -132,6 +168,18 @@ void decode(benchmark::State& state, Decode run, const char* separator = "") {
   add("BM_HexDecode/table", [](State& s) { decode(s, tableDecode); });
   add("BM_HexDecode/openssl", [](State& s) { decode(s, opensslDecode); });
   add("BM_HexDecode/boost", [](State& s) { decode(s, boostDecode); });
+  using Text = std::vector<char>;
+  using Data = std::vector<std::uint8_t>;
+  namespace hex = vantrel::hex;
+  add("BM_HexEncodeInto/vantrel", [](State& s) {
+    encodeInto(s, [](const Bytes& b, Text& text) { benchmark::DoNotOptimize(hex::encode(b.span(), text)); });
+  });
+  add("BM_HexEncodeInto/table",
+      [](State& s) { encodeInto(s, [](const Bytes& b, Text& text) { tableEncodeInto(b, text.data()); }); });
+  add("BM_HexDecodeInto/vantrel", [](State& s) {
+    decodeInto(s, [](const std::string& text, Data& bytes) { return hex::decode(text, bytes); });
+  });
+  add("BM_HexDecodeInto/table", [](State& s) { decodeInto(s, tableDecodeInto); });
   add("BM_HexDecodeSpaced/vantrel", [=](State& s) { decode(s, ours, " "); });
   return true;
 }();
