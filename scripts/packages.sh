@@ -21,7 +21,7 @@ test_packages=(
 # What a user would pick instead, for scripts/bench.
 bench_packages=(
   libbenchmark-dev rapidjson-dev libboost-dev libboost-thread-dev libasio-dev gstreamer1.0-tools
-  libisal-dev libmbedtls-dev libgcrypt20-dev libjack-jackd2-dev
+  libisal-dev libmbedtls-dev libgcrypt20-dev libjack-jackd2-dev qt6-base-dev
 )
 
 # For scripts/check.
