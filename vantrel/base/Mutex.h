@@ -7,12 +7,15 @@
 /// A mutex that clang's thread-safety analysis knows: what a member's comment would say ("under the mutex")
 /// is checked where the compiler can. Everywhere else the annotations are nothing.
 ///
-///   int count_ VANTREL_GUARDED_BY(mutex_);           // touched with the mutex held only
-///   void grow() VANTREL_REQUIRES(mutex_);            // called with it held
-///   void print() const VANTREL_EXCLUDES(mutex_);     // called without it, as it takes it
-///   void begin() VANTREL_ACQUIRE(mutex_);            // holds it afterwards
-///   void end() VANTREL_RELEASE(mutex_);              // does not any more
-///   void forAll() VANTREL_UNCHECKED;                 // beyond the analysis; a comment says why
+///   class Counter {
+///     void grow() VANTREL_REQUIRES(mutex_);         // called with it held
+///     void print() const VANTREL_EXCLUDES(mutex_);  // called without it, as it takes it
+///     void begin() VANTREL_ACQUIRE(mutex_);         // holds it afterwards
+///     void end() VANTREL_RELEASE(mutex_);           // does not any more
+///     void forAll() VANTREL_UNCHECKED;              // beyond the analysis; a comment says why
+///     Mutex mutex_;
+///     int count_ VANTREL_GUARDED_BY(mutex_);        // touched with the mutex held only
+///   };
 #if defined(__clang__)
 #define VANTREL_THREAD_ANNOTATION(x) __attribute__((x))
 #else

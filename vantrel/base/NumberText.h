@@ -14,8 +14,8 @@ namespace vantrel::text {
 /// The number that the whole text is, without white space or a plus sign; floating numbers may be "inf" and
 /// "nan". Absent for anything else, and for what the type cannot hold.
 ///
-///   parseNumber<std::uint16_t>("65536")  // absent
-///   parseNumber<int>("-7f", 16)          // -127
+///   assert(text::parseNumber<int>("-7f", 16) == -127);
+///   assert(!text::parseNumber<std::uint16_t>("65536"));
 template <std::integral Number>
 std::optional<Number> parseNumber(std::string_view text, int base = 10) {
   Number number{};

@@ -7,10 +7,10 @@
  * stop.
  *
  *   queue_state* lines = queue_create_limited(100);
- *   queue_put_wait(lines, line);                                   producers, until they are done
- *   queue_set_new_data(lines, 0);                                  no more will come
- *   while (queue_get_wait(lines, &line) == QUEUE_OK) use(line);    consumers, until it is closed and empty
- *   queue_destroy_complete(lines, NULL);                           after the last call of all the others
+ *   queue_put_wait(lines, line);                                   // producers, until they are done
+ *   queue_set_new_data(lines, 0);                                  // no more will come
+ *   while (queue_get_wait(lines, &line) == QUEUE_OK) use(line);    // consumers, until it is closed and empty
+ *   queue_destroy_complete(lines, NULL);                           // after the last call of all the others
  *
  * Threads: any number may call at once; each call holds the queue's mutex for its whole duration, and the
  * waiting forms let go of it only while they wait. Comparison, filter and free functions run with the mutex

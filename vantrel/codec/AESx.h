@@ -16,7 +16,7 @@ namespace vantrel {
 /// data.
 ///
 ///   std::array<std::uint8_t, 32> block{};  // 20 bytes of message, and zeros
-///   AESx::shared().Dcs_EnCodeSrc_Des_Lenghts_Key(block.data(), block.data(), 20, key);  // 32
+///   assert(AESx::shared().Dcs_EnCodeSrc_Des_Lenghts_Key(block.data(), block.data(), 20, key) == 32);
 ///
 /// Threads: the key, the round keys, the state and the current blocks belong to the whole process, so one
 /// call of the cipher at a time: the caller serialises them. `shared` and `ns_crc32Buffer_Lenght` may be

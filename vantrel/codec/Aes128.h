@@ -11,7 +11,7 @@
 /// caller's. Equal blocks encrypt to equal blocks, and nothing tells an altered message.
 ///
 ///   std::array<std::uint8_t, 32> message{};
-///   aes128::encrypt(key, message, message);
+///   assert(aes128::encrypt(key, message, message));
 ///
 /// The processor's AES instructions are used where it has them; where it lacks them, look-ups in tables take
 /// their place, whose duration depends on the data. Nothing is allocated. Threads: any; no state is kept.

@@ -8,7 +8,7 @@
 /// Checksums of bytes of any length. A computation may be cut anywhere: each piece continues from the result
 /// of the one before, which is 0 for the first.
 ///
-///   crc32(rest, crc32(front))  is  crc32(both)
+///   assert(crc32(rest, crc32(front)) == crc32(both));
 ///
 /// There are no failures; no bytes give `before`. Threads: any.
 namespace vantrel {

@@ -31,7 +31,7 @@ VANTREL_EXPORT uint16_t kw_count_crc_deal(const uint8_t* bytes, uint16_t length)
 
 /* The checksum continued from `crc`; `crc` itself for length 0. The running value becomes the result.
  *
- *   kw_count_all_crc_deal(rest, 5, kw_count_crc_deal(front, 4))  is  kw_count_crc_deal(both, 9)
+ *   assert(kw_count_all_crc_deal(rest, 5, kw_count_crc_deal(front, 4)) == kw_count_crc_deal(both, 9));
  */
 VANTREL_EXPORT uint16_t kw_count_all_crc_deal(const uint8_t* bytes, uint16_t length, uint16_t crc);
 

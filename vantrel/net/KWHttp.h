@@ -15,8 +15,8 @@ class VANTREL_EXPORT KWHttp {
  public:
   KWHttp() = delete;
 
-  /// Percent-encodes (RFC 3986, UTF-8, uppercase digits) everything but ASCII letters, digits and
-  /// !$&'()*+,-./:;=?@_~ , so "%" and "#" too: encoding twice encodes twice.
+  /// Percent-encodes (RFC 3986, UTF-8, uppercase digits) everything but ASCII letters, digits, @
+  /// and !$&'()*+,-./:;=?_~ , so "%" and "#" too: encoding twice encodes twice.
   ///
   ///   "a b?x=1&y=é" -> "a%20b?x=1&y=%C3%A9"
   static std::string encodeURL(TextArgument text);

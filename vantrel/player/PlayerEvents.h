@@ -7,7 +7,7 @@
 ///
 ///   player->setMMode(player::ListOnce);
 ///   KWNotice::add_Action_Own(player::kNote, [](const Notification& event) {
-///     if (event.object->asString() == player::kNoteFinish) ...
+///     if (event.object->asString() == player::kNoteFinish) startAgain();
 ///   }, self);
 namespace vantrel::player {
 

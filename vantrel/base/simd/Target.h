@@ -48,7 +48,7 @@ inline Target current() noexcept { return detail::chosenTarget.load(std::memory_
 
 /// One kernel's function for each target. A target that was not compiled takes the next slower one.
 ///
-///   constexpr simd::Variants kSum(sumPlain, &N_NEON::sum, &N_AVX2::sum, &N_AVX3_DL::sum);
+///   constexpr simd::Variants kSum(sumPlain, sumNeon, sumAvx2, sumAvx512);
 ///   return kSum.chosen()(data, size);
 template <typename Function>
 class Variants {
