@@ -15,6 +15,7 @@ run_packages=(
 test_packages=(
   libgtest-dev libgmock-dev nlohmann-json3-dev libplist-dev python3 tzdata strace xxd openssl gzip
   sox libsox-fmt-mp3 lame flac vorbis-tools ffmpeg
+  fish zsh mandoc bsdextrautils
   alsa-utils sound-theme-freedesktop pocketsphinx-testdata oxygen-sounds
 )
 
@@ -29,3 +30,9 @@ check_packages=(clang clang-format clang-tidy libclang-rt-14-dev shellcheck)
 
 # For every other processor that scripts/check_other_processors builds for.
 cross_packages=(libhwy-dev libgtest-dev libgmock-dev)
+
+# For scripts/docs.
+docs_packages=(doxygen python3)
+
+# For scripts/packages_check.
+packaging_packages=(dpkg-dev lintian debootstrap)
