@@ -1,5 +1,7 @@
 # `cmake --install`: headers, libraries, a package config with a component a family, a version file, pkg-config files.
+# In three components: the program, the shared libraries where there are any, and all else for development.
 include(CMakePackageConfigHelpers)
+set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME development)
 
 # What a family's SYSTEM entries mean to a project that uses the installed tree: the line that finds them again, and
 # their pkg-config module or linker flag.
@@ -82,7 +84,8 @@ foreach(family IN LISTS families)
   get_property(system GLOBAL PROPERTY VANTREL_SYSTEM_${family})
 
   install(TARGETS vantrel_${family} EXPORT Vantrel-${family}
-    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT libraries NAMELINK_COMPONENT development)
   install(EXPORT Vantrel-${family} NAMESPACE Vantrel:: DESTINATION ${package_dir}
     FILE Vantrel-${family}-targets.cmake)
 
@@ -146,5 +149,18 @@ install(FILES ${PROJECT_BINARY_DIR}/package/VantrelConfig.cmake
   ${PROJECT_BINARY_DIR}/package/VantrelConfigVersion.cmake DESTINATION ${package_dir})
 
 if(TARGET vantrel_app)
-  install(TARGETS vantrel_app RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+  install(TARGETS vantrel_app RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT program)
+  if(TARGET vantrel_manual)
+    set(generated ${PROJECT_BINARY_DIR}/share)
+    # Debian's zsh reads what packages bring from a place of its own.
+    set(zsh_folder zsh/site-functions)
+    if(VANTREL_DEBIAN)
+      set(zsh_folder zsh/vendor-completions)
+    endif()
+    set(data ${CMAKE_INSTALL_DATADIR})
+    install(FILES ${generated}/man/vantrel.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT program)
+    install(FILES ${generated}/bash/vantrel DESTINATION ${data}/bash-completion/completions COMPONENT program)
+    install(FILES ${generated}/zsh/_vantrel DESTINATION ${data}/${zsh_folder} COMPONENT program)
+    install(FILES ${generated}/fish/vantrel.fish DESTINATION ${data}/fish/vendor_completions.d COMPONENT program)
+  endif()
 endif()

@@ -6,28 +6,27 @@
 #include <new>
 #include <sstream>
 
+#include "apps/vantrel/CommandModel.h"
 #include "apps/vantrel/Output.h"
 #include "vantrel/base/Log.h"
 
 namespace app {
 namespace {
 
-/// Help that begins with examples.
+/// Help that begins with the examples, which CLI11 knows as a command's footer.
 class ExamplesFirst : public CLI::Formatter {
  public:
-  explicit ExamplesFirst(const std::string& examples) {
-    std::istringstream lines(examples);
-    for (std::string line; std::getline(lines, line);) examples_ += (line.empty() ? "" : "  ") + line + "\n";
-    column_width(28);
-  }
+  ExamplesFirst() { column_width(28); }
 
   std::string make_help(const CLI::App* app, std::string name, CLI::AppFormatMode mode) const override {
     if (mode == CLI::AppFormatMode::Sub) return CLI::Formatter::make_help(app, std::move(name), mode);
-    return "Examples:\n" + examples_ + "\n" + CLI::Formatter::make_help(app, std::move(name), mode);
+    std::string help = "Examples:\n";
+    std::istringstream lines(app->get_footer());
+    for (std::string line; std::getline(lines, line);) help += (line.empty() ? "" : "  ") + line + "\n";
+    return help + "\n" + CLI::Formatter::make_help(app, std::move(name), mode);
   }
 
- private:
-  std::string examples_;
+  std::string make_footer(const CLI::App*) const override { return ""; }
 };
 
 CLI::Option* valued(CLI::Option* option, const std::string& kind) {
@@ -93,6 +92,9 @@ CLI::Option* addNumber(CLI::App& app, const std::string& name, T& value, const s
   return unnamed(app.add_option(name, value, help))->transform(unmarked);
 }
 
+// For the build, not for users: --generate man, bash, zsh or fish.
+constexpr std::string_view kGenerate = "--generate";
+
 const std::string kExamples =
     "vantrel play --resume ~/Music\n"
     "vantrel hex song.mp3 | head -c 32\n"
@@ -102,7 +104,7 @@ const std::string kExamples =
 
 Command Command::add(const std::string& name, const std::string& summary, const std::string& examples) {
   CLI::App* child = app_->add_subcommand(name, summary);
-  child->formatter(std::make_shared<ExamplesFirst>(examples));
+  child->footer(examples);
   app_->require_subcommand(1);
   return {*child, chosen_};
 }
@@ -219,10 +221,15 @@ int runProgram(int argc, char** argv, const std::string& version,
                const std::function<void(Command&)>& registerCommands) try {
   const vantrel::ScopedLogSink sink(logLine);
   CLI::App program("Byte tools, files, times and a music player", "vantrel");
-  program.formatter(std::make_shared<ExamplesFirst>(kExamples));
+  program.formatter(std::make_shared<ExamplesFirst>());
+  program.footer(kExamples);
   program.set_version_flag("--version", version);
   Command root(program, std::make_shared<Command::Chosen>());
   registerCommands(root);
+  if (argc == 3 && std::string_view(argv[1]) == kGenerate) {
+    const std::string text = generated(argv[2], modelOf(program), version);
+    return finishOutput(text.empty() ? wrongUsage("nothing to generate") : write(text) ? kDone : kFailed);
+  }
   const auto chosen = [&] { return root.chosen_->action(); };
   return finishOutput(parseAndRun(program, chosen, markedArguments(argc, argv)));
 } catch (const std::bad_alloc&) {
