@@ -1,6 +1,7 @@
 """Every example, run on real input as its user would; what it gives is held against other programs."""
 
 import array
+import calendar
 import json
 import math
 import os
@@ -10,6 +11,7 @@ import shutil
 import subprocess
 import tempfile
 import unittest
+import urllib.parse
 import wave
 import zlib
 
@@ -38,6 +40,29 @@ class Examples(unittest.TestCase):
         self.assertEqual(json.loads(file.read_bytes()), {"users": users, "x": 1.5})
         broken.write_bytes(b'{"a": 1,\n "b": }')
         self.assertIn("line 2, column 7", self.run_example("edit_json", broken, status=1))
+
+    def test_a_property_list_becomes_json(self):
+        tree = {"names": ["Ada", "Grace"], "more": {"n": 7, "x": 1.5, "on": True}, "raw": b"abc"}
+        for form in (plistlib.FMT_BINARY, plistlib.FMT_XML):
+            printed = json.loads(self.run_example("plist_to_json", self.path("p", plistlib.dumps(tree, fmt=form))))
+            self.assertEqual(printed, {**tree, "raw": "data(3 bytes)"})
+        self.assertIn(": ", self.run_example("plist_to_json", self.path("broken", b"bplist00"), status=1))
+
+    def test_a_month_is_shown(self):
+        for year, month in ((2024, 2), (2026, 11), (1, 1)):
+            shown = self.run_example("calendar", str(year), str(month)).split()
+            days = calendar.TextCalendar(calendar.SUNDAY).formatmonth(year, month).splitlines()[1:]
+            self.assertEqual(shown, " ".join(days).split())
+        self.assertEqual(self.run_example("calendar", "2024", "13", status=1), "no such month\n")
+
+    def test_an_address_is_made_and_read_back(self):
+        query = "https://example.org/find?q=tea & cake é%"
+        encoded = urllib.parse.quote(query, safe="!$&'()*+,-./:;=?@_~")
+        self.assertEqual(self.run_example("address", "tea", "&", "cake", "é%"), f"{encoded}\n{query}\n")
+
+    def test_a_back_end_of_ones_own_plays_an_hour(self):
+        told = "minute 0: one.ogg\nminute 20: notes.txt: no music in it\nminute 20: two.ogg\nminute 40: three.ogg\nover\n"
+        self.assertEqual(self.run_example("own_host"), told)
 
     def test_settings_are_kept(self):
         self.run_example("keep_settings", "one", "two")
