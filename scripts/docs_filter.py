@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""docs_filter.py HEADER: the header as Doxygen is to read it. Indented paragraphs are marked as code, and the plain
-comments of C headers as documentation."""
+"""docs_filter.py HEADER: the header as Doxygen is to read it. Indented paragraphs are marked as code, and the
+plain comments of C headers as documentation."""
 import pathlib
 import re
 import sys

@@ -4,8 +4,9 @@
   snippets.py generate OUT    sources for the build: one of each document's fragments, one of each whole program
   snippets.py run OUT BIN     runs what prints and compares with the comments beside; also what asserts
 
-Code in a header's comment is a paragraph that is indented and has a semicolon. A fragment becomes a function that sees
-all public headers, <iostream> and tests/docs/helpers.inc (helpers_c.inc in C), where what it does not say itself is."""
+Code in a header's comment is a paragraph that is indented and has a semicolon. A fragment becomes a function
+that sees all public headers, <iostream> and tests/docs/helpers.inc (helpers_c.inc in C), where what it does not
+say itself is."""
 import json
 import pathlib
 import re
@@ -82,7 +83,7 @@ def generate(out):
     manifest = {}
 
     def note(program, code):
-        told = "".join(match + "\n" for match in map(PRINTS.findall, code.splitlines()) for match in match)
+        told = "".join(text + "\n" for line in code.splitlines() for text in PRINTS.findall(line))
         if told or "assert(" in code:
             manifest[program] = told
 
@@ -120,7 +121,8 @@ def run(out, programs):
         done = subprocess.run(command, capture_output=True, text=True, timeout=60, check=False)
         if done.returncode != 0 or done.stdout != told:
             failures += 1
-            print(f"{name} ends with {done.returncode} and prints\n{done.stdout}{done.stderr}in place of\n{told}")
+            print(f"{name} ends with {done.returncode} and prints\n{done.stdout}{done.stderr}")
+            print(f"in place of\n{told}")
     print(f"{len(manifest)} pieces of code run, {failures} not as their comments say")
     return 1 if failures or not manifest else 0
 

@@ -1,4 +1,4 @@
-"""The completions and the manual page that the build makes from the command definitions, in the shells themselves."""
+"""The completions and the manual page that the build makes from the commands, in the shells themselves."""
 
 import os
 import subprocess
@@ -12,7 +12,7 @@ COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1))
 _vantrel; printf '%s\\n' "${COMPREPLY[@]}"
 """
 
-# What stands on the line, the last word begun; and what it may become: among others, and some that it must not.
+# What stands on the line, its last word begun; some of what that may become, and some of what it must not.
 LINES = [
     ("vantrel pl", {"play"}, {"hex"}),
     ("vantrel ", {"play", "hex", "aes", "time"}, {"encrypt", "--key"}),
@@ -63,10 +63,15 @@ class Completion(ProgramTest):
         page = self.file("vantrel.1", self.generated("man").encode())
         lint = self.run_shell("mandoc", "-T", "lint", "-W", "error", page)
         text = subprocess.run(["mandoc", "-T", "ascii", page], capture_output=True, check=True).stdout
-        shown = " ".join(subprocess.run(["col", "-bx"], input=text, capture_output=True).stdout.decode().split())
+        plain = subprocess.run(["col", "-bx"], input=text, capture_output=True, check=True).stdout
+        shown = " ".join(plain.decode().split())
         self.assertEqual(lint, set())
-        for words in ("vantrel aes encrypt --key HEX -o OUT [OPTIONS] [FILE]", "--seconds S end after S seconds",
-                      "vantrel play [OPTIONS] PATH...", "tar c notes | vantrel gzip -o notes.tar.gz"):
+        for words in (
+            "vantrel aes encrypt --key HEX -o OUT [OPTIONS] [FILE]",
+            "--seconds S end after S seconds",
+            "vantrel play [OPTIONS] PATH...",
+            "tar c notes | vantrel gzip -o notes.tar.gz",
+        ):
             self.assertIn(words, shown)
 
     def test_nothing_else_is_generated(self):

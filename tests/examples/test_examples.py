@@ -44,8 +44,8 @@ class Examples(unittest.TestCase):
     def test_a_property_list_becomes_json(self):
         tree = {"names": ["Ada", "Grace"], "more": {"n": 7, "x": 1.5, "on": True}, "raw": b"abc"}
         for form in (plistlib.FMT_BINARY, plistlib.FMT_XML):
-            printed = json.loads(self.run_example("plist_to_json", self.path("p", plistlib.dumps(tree, fmt=form))))
-            self.assertEqual(printed, {**tree, "raw": "data(3 bytes)"})
+            file = self.path("list", plistlib.dumps(tree, fmt=form))
+            self.assertEqual(json.loads(self.run_example("plist_to_json", file)), {**tree, "raw": "data(3 bytes)"})
         self.assertIn(": ", self.run_example("plist_to_json", self.path("broken", b"bplist00"), status=1))
 
     def test_a_month_is_shown(self):
@@ -61,7 +61,8 @@ class Examples(unittest.TestCase):
         self.assertEqual(self.run_example("address", "tea", "&", "cake", "é%"), f"{encoded}\n{query}\n")
 
     def test_a_back_end_of_ones_own_plays_an_hour(self):
-        told = "minute 0: one.ogg\nminute 20: notes.txt: no music in it\nminute 20: two.ogg\nminute 40: three.ogg\nover\n"
+        told = "minute 0: one.ogg\nminute 20: notes.txt: no music in it\nminute 20: two.ogg\n"
+        told += "minute 40: three.ogg\nover\n"
         self.assertEqual(self.run_example("own_host"), told)
 
     def test_settings_are_kept(self):
