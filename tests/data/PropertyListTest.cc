@@ -243,7 +243,8 @@ TEST(PropertyList, TellsWhyThereIsNoValue) {
 
 TEST(PropertyList, ReadsXmlInFormsThatPeopleWrite) {
   const std::pair<std::string_view, ValueTree> forms[] = {
-      {"<string>a<!-- & --> &lt;&#65;&#x1F600;<![CDATA[<b>&amp;]]></string>", "a <A😀<b>&amp;"},
+      {"<string>a<!-- & --> &lt;&#65;&#x1F600;&#x10000;<![CDATA[<b>&amp;]]></string>",
+       "a <A😀\U00010000<b>&amp;"},
       {"<string>1\r\n2\r3</string>", "1\n2\n3"},
       {"<string/>", ""},
       {" <!-- - -- > --> <integer> +7\n</integer> ", 7},
