@@ -42,7 +42,7 @@ TEST(CallerMemory, TakesHexadecimalTextBothWaysOrRefusesIt) {
   std::array<std::uint8_t, 4> bytes{};
   EXPECT_EQ(hex::encode(Bytes({0, 0x0A, 0xFF}).span(), text), 6);
   EXPECT_EQ(std::string(text.data(), 8), std::string("000aff\0\0", 8));
-  EXPECT_EQ(hex::encode(randomBytes(5).span(), text), std::nullopt);
+  EXPECT_EQ(hex::encode(noise(5).span(), text), std::nullopt);
   EXPECT_EQ(hex::decode("000AfF", bytes), 3);
   EXPECT_EQ(bytes, (std::array<std::uint8_t, 4>{0, 0x0A, 0xFF, 0}));
   EXPECT_EQ(hex::decode("", {}), 0);
@@ -52,13 +52,13 @@ TEST(CallerMemory, TakesHexadecimalTextBothWaysOrRefusesIt) {
 
 TEST(CallerMemory, HoldsWhatTheGzipOperationsMake) {
   GzipCoder coder;
-  for (const Bytes& data : {wordy(1), wordy(3000), zeros(70'000), randomBytes(50'000)}) {
+  for (const Bytes& data : {wordy(1), wordy(3000), zeros(70'000), noise(50'000)}) {
     std::vector<std::uint8_t> stream(data.size() + data.size() / 50 + 50), back(data.size() + 1);
-    const auto made = deflated(data, kGzipForm);
+    const auto made = deflated(data);
     ASSERT_EQ(coder.compress(data.span(), stream), made.size());
     EXPECT_EQ(Bytes::copyOf(std::span(stream).first(made.size())), made);
     for (const int form : {kGzipForm, kZlibForm}) {
-      const auto other = deflated(data, form);
+      const auto other = deflated(data, {.form = form});
       ASSERT_EQ(coder.uncompress(other.span(), std::span(back).first(data.size())), data.size());
       EXPECT_EQ(Bytes::copyOf(std::span(back).first(data.size())), data);
       EXPECT_EQ(coder.uncompress(other.span(), std::span(back).first(data.size() - 1)), std::nullopt);
@@ -84,7 +84,7 @@ TEST(CallerMemory, HoldsTheDigests) {
 TEST(CallerMemory, IsAllThatIsUsed) {
   if (!kCounts) GTEST_SKIP() << "malloc is the sanitizer's";
   GzipCoder coder;
-  const Bytes data = wordy(4096), stream = deflated(data, kGzipForm);
+  const Bytes data = wordy(4096), stream = deflated(data);
   std::vector<std::uint8_t> room(20'000);
   std::vector<char> text(8192);
   const std::uint64_t before = allocations;

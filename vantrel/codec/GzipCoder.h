@@ -14,9 +14,10 @@ namespace vantrel {
 /// 350 KiB, mostly of the compressor); its calls allocate nothing.
 ///
 ///   GzipCoder coder;
-///   std::array<std::uint8_t, 4096> room;
-///   while (receive(message))
-///     if (const auto size = coder.uncompress(message, room)) use(std::span(room).first(*size));
+///   std::array<std::uint8_t, 4096> stream;
+///   const Bytes message = Bytes::copyOf("said and said and said and said again");
+///   if (const auto size = coder.compress(message.span(), stream))
+///     std::cout << message.size() << " bytes in " << *size << '\n';
 ///
 /// Threads: one call at a time on each coder.
 class VANTREL_EXPORT GzipCoder {

@@ -11,8 +11,9 @@
 /// Hexadecimal text into and from memory of the caller's. Nothing is allocated; input and output must not
 /// overlap. `KWTools::HexToData` reads any text whatever; this reads digits and nothing else.
 ///
+///   const std::array<std::uint8_t, 3> bytes{0x00, 0x0A, 0xFF};
 ///   std::array<char, 64> text;
-///   const auto length = hex::encode(digest, text);
+///   const auto length = hex::encode(bytes, text);  // 6, and the text begins with "000aff"
 ///
 /// Threads: any; no state is kept.
 namespace vantrel::hex {
