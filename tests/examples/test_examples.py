@@ -43,10 +43,12 @@ class Examples(unittest.TestCase):
 
     def test_a_property_list_becomes_json(self):
         tree = {"names": ["Ada", "Grace"], "more": {"n": 7, "x": 1.5, "on": True}, "raw": b"abc"}
+        file, broken = self.home / "list.plist", self.home / "broken.plist"
         for form in (plistlib.FMT_BINARY, plistlib.FMT_XML):
-            file = self.path("list", plistlib.dumps(tree, fmt=form))
+            file.write_bytes(plistlib.dumps(tree, fmt=form))
             self.assertEqual(json.loads(self.run_example("plist_to_json", file)), {**tree, "raw": "data(3 bytes)"})
-        self.assertIn(": ", self.run_example("plist_to_json", self.path("broken", b"bplist00"), status=1))
+        broken.write_bytes(b"bplist00")
+        self.assertIn(": ", self.run_example("plist_to_json", broken, status=1))
 
     def test_a_month_is_shown(self):
         for year, month in ((2024, 2), (2026, 11), (1, 1)):
