@@ -19,9 +19,7 @@ class FakePlayer : public Seam {
   using Roll = std::vector<Self*>;
 
   FakePlayer(std::string name, std::shared_ptr<Roll> roll, Tell tell)
-      : name_(std::move(name)), roll_(std::move(roll)), tell_(std::move(tell)) {
-    roll_->push_back(static_cast<Self*>(this));
-  }
+      : name_(std::move(name)), roll_(std::move(roll)), tell_(std::move(tell)) {}
   ~FakePlayer() override {
     EXPECT_FALSE(reporting_) << "destroyed from inside its own report";
     std::erase(*roll_, this);
@@ -72,7 +70,9 @@ class FakePlayers : public Factory {
  protected:
   template <class... Arguments>
   std::unique_ptr<Player> add(Arguments&&... arguments) {
-    return std::make_unique<Player>(std::forward<Arguments>(arguments)..., roll_, tell_);
+    auto player = std::make_unique<Player>(std::forward<Arguments>(arguments)..., roll_, tell_);
+    roll_->push_back(player.get());
+    return player;
   }
 
   int asked_ = 0;
