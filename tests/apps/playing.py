@@ -55,12 +55,8 @@ class Running:
         test.addCleanup(self.clean_up)
 
     def clean_up(self):
-        if self.process.poll() is None:
+        with self.process:
             self.process.kill()
-            self.process.wait()
-        for stream in (self.process.stdout, self.process.stderr):
-            if stream:
-                stream.close()
         os.close(self.terminal)
         os.close(self.side)
 
@@ -86,10 +82,9 @@ class Running:
 
     def next_event(self):
         while b"\n" not in self.unread:
-            ready, _, _ = select.select([self.process.stdout], [], [], PATIENCE)
-            self.test.assertTrue(ready, f"no event came after {self.events}")
-            part = os.read(self.process.stdout.fileno(), 65536)
-            self.test.assertTrue(part, f"the program ended after {self.events}")
+            ready = select.select([self.process.stdout], [], [], PATIENCE)[0]
+            part = os.read(self.process.stdout.fileno(), 65536) if ready else b""
+            self.test.assertTrue(part, f"nothing more came after {self.events}")
             self.unread += part
         line, self.unread = self.unread.split(b"\n", 1)
         self.keep(line)
@@ -102,11 +97,13 @@ class Running:
         self.events.append(told)
 
     def progress(self):
-        """The next progress event's object."""
-        while True:
-            read = self.next_event()
-            if read["name"] == "KW_AU_PROGRESS":
-                return read["object"]
+        return self.next_object("KW_AU_PROGRESS")
+
+    def next_object(self, name):
+        """That of the next event of this name."""
+        while self.next_event()["name"] != name:
+            pass
+        return self.events[-1]["object"]
 
     def notes(self):
         """All events but those of progress, whose number depends on how fast things went."""
@@ -142,17 +139,14 @@ class Running:
 
 
 class PlayTest(ProgramTest):
-    def tone(self, name, seconds, channels=1, rate=8000):
+    def tone(self, name, seconds, rate=8000):
         """A WAV file with a sine tone of half full scale."""
         path = self.file(name)
-        frames = array.array("h")
-        for index in range(int(seconds * rate)):
-            frames.extend([int(16384 * math.sin(index * 440 * 2 * math.pi / rate))] * channels)
+        turn = 440 * 2 * math.pi / rate
+        second = array.array("h", [int(16384 * math.sin(index * turn)) for index in range(rate)])
         with wave.open(path, "wb") as out:
-            out.setnchannels(channels)
-            out.setsampwidth(2)
-            out.setframerate(rate)
-            out.writeframes(frames.tobytes())
+            out.setparams((1, 2, rate, 0, "NONE", ""))
+            out.writeframes((second * math.ceil(seconds))[: int(seconds * rate)].tobytes())
         return path
 
     def tones(self, names, seconds):
@@ -161,10 +155,10 @@ class PlayTest(ProgramTest):
     def start(self, *arguments, **options):
         return Running(self, *arguments, **options)
 
-    def play(self, *arguments, status=0):
-        """The events of a run that ends by itself."""
+    def play(self, *arguments):
+        """A run that has ended by itself."""
         program = self.start("--json", *arguments)
-        self.assertEqual(program.wait(), status)
+        self.assertEqual(program.wait(), 0)
         return program
 
     def remember(self, **values):

@@ -1,20 +1,20 @@
 """What the process tests share: running the program in an environment of its own."""
 
-import multiprocessing
 import os
+import pathlib
 import shlex
 import shutil
 import subprocess
-import sys
 import tempfile
 import unittest
 
 PROGRAM = os.environ["VANTREL"]
 
-with open(PROGRAM, "rb") as program:
-    CODE = program.read()
+CODE = pathlib.Path(PROGRAM).read_bytes()
 # Sanitizers reserve a lot of memory, and hold on to what was given back.
 SANITIZED = b"__asan_init" in CODE or b"__tsan_init" in CODE
+# GStreamer keeps here what it knows of its plug-ins, and else would load them all in each process.
+CACHE = os.environ.get("XDG_CACHE_HOME", os.path.expanduser("~/.cache"))
 
 
 class ProgramTest(unittest.TestCase):
@@ -26,21 +26,30 @@ class ProgramTest(unittest.TestCase):
         self.environment = {
             **os.environ,
             "HOME": self.home,
-            "XDG_CONFIG_HOME": os.path.join(self.home, "config"),
+            "XDG_CONFIG_HOME": self.path("config"),
+            "XDG_CACHE_HOME": CACHE,
             "LC_ALL": "C.UTF-8",
             "TZ": "UTC",
         }
 
     def file(self, name, contents=b""):
-        path = os.path.join(self.home, name)
-        os.makedirs(os.path.dirname(path), exist_ok=True)
-        with open(path, "wb") as out:
-            out.write(contents)
-        return path
+        path = pathlib.Path(self.home, name)
+        path.parent.mkdir(parents=True, exist_ok=True)
+        path.write_bytes(contents)
+        return str(path)
 
-    def run_program(self, *arguments, input=b""):
-        """The finished process, with its output as bytes."""
-        return subprocess.run([PROGRAM, *arguments], input=input, capture_output=True, env=self.environment)
+    def path(self, name):
+        return os.path.join(self.home, name)
+
+    def contents(self, path):
+        return pathlib.Path(path).read_bytes()
+
+    def run_program(self, *arguments, **options):
+        """The finished process, with its output as bytes; it reads nothing if the options do not say what."""
+        options = {"capture_output": True, "env": self.environment, "input": b"", **options}
+        if "stdin" in options:
+            del options["input"]
+        return subprocess.run([PROGRAM, *arguments], **options)
 
     def output(self, *arguments, input=b""):
         """Standard output of a run that must succeed and say nothing."""
@@ -70,19 +79,3 @@ class ProgramTest(unittest.TestCase):
         """Each command line, perhaps with what it reads, fails and tells this."""
         for command, told, *read in cases:
             self.assertIn(told, self.assert_fails(status, *shlex.split(command), input=b"".join(read)), command)
-
-
-def failures_of(name):
-    result = unittest.TestResult()
-    unittest.defaultTestLoader.loadTestsFromName(name, sys.modules["__main__"]).run(result)
-    return "\n".join(text for _, text in result.failures + result.errors)
-
-
-def main():
-    """Runs the cases of the module that is the program, some at a time: for the most part they wait."""
-    suites = unittest.defaultTestLoader.loadTestsFromModule(sys.modules["__main__"])
-    names = [case.id().removeprefix("__main__.") for suite in suites for case in suite]
-    with multiprocessing.get_context("fork").Pool(8) as pool:
-        failures = list(filter(None, pool.map(failures_of, names, chunksize=1)))
-    print(*failures, f"{len(names)} cases, {len(failures)} failed", sep="\n")
-    sys.exit(1 if failures or not names else 0)

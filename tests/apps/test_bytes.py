@@ -3,7 +3,7 @@
 import os
 import subprocess
 
-from support import ProgramTest, main
+from support import ProgramTest
 
 
 class Bytes(ProgramTest):
@@ -50,7 +50,3 @@ class Bytes(ProgramTest):
         self.gives(("text e4bda0", "你"), ("text 41 --encoding 4", "A"), ("text 4100 --encoding 0x94000100", "A"))
         self.refuses(1, ("text ff", ""), ("text 00 --encoding utf16le", ""), ("text 41 --encoding 12345678", ""))
         self.refuses(2, ("text 41 --encoding latin", ""))
-
-
-if __name__ == "__main__":
-    main()

@@ -8,16 +8,19 @@ import os
 import subprocess
 import zlib
 
-from support import PROGRAM, SANITIZED, ProgramTest, main
+from support import PROGRAM, SANITIZED, ProgramTest
 
 KEY = "000102030405060708090a0b0c0d0e0f"
 SIZES = (0, 16, 65535, 65536, 1_000_003)
 FOUR_GIB = 1 << 32
 
 
+def run(*command, input=b""):
+    return subprocess.run(command, input=input, capture_output=True, check=True).stdout
+
+
 def openssl(direction, data):
-    command = ["openssl", "enc", "-aes-128-ecb", direction, "-nopad", "-K", KEY]
-    return subprocess.run(command, input=data, capture_output=True, check=True).stdout
+    return run("openssl", "enc", "-aes-128-ecb", direction, "-nopad", "-K", KEY, input=data)
 
 
 def stun_crc(data):
@@ -29,13 +32,6 @@ def wordy(size):
 
 
 class CodecTest(ProgramTest):
-    def path(self, name):
-        return os.path.join(self.home, name)
-
-    def contents(self, path):
-        with open(path, "rb") as file:
-            return file.read()
-
     def sparse(self, name, size):
         path = self.file(name)
         os.truncate(path, size)
@@ -43,9 +39,8 @@ class CodecTest(ProgramTest):
 
     def peak(self, status, *arguments):
         """The most memory, in MiB, that a run took which ends with this status, and its message."""
-        with subprocess.Popen(
-            [PROGRAM, *arguments], env=self.environment, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE
-        ) as process:
+        with subprocess.Popen([PROGRAM, *arguments], env=self.environment, stdout=subprocess.DEVNULL,
+                              stderr=subprocess.PIPE) as process:
             message = process.stderr.read().decode()
             _, ended, usage = os.wait4(process.pid, 0)
             process.returncode = os.waitstatus_to_exitcode(ended)
@@ -71,6 +66,8 @@ class Checksums(CodecTest):
             path = self.file("data", data)
             for command, sum in (("crc16", f"{binascii.crc_hqx(data, 0):04x}"), ("crc32", f"{stun_crc(data):08x}")):
                 self.gives((f"{command} {path}", sum), (command, sum, data), (command + " -", sum, data))
+        for path, told in (("/nonexistent", "No such file"), (self.home, "Is a directory")):
+            self.refuses(1, (f"crc16 {path}", told), (f"crc32 {path}", told))
         self.gives(("crc32", "98a06c68", b"123456789"))
 
     def test_crc16_begins_anywhere(self):
@@ -87,14 +84,10 @@ class Checksums(CodecTest):
         with open(path, "rb") as vast:
             for offset, status, told in ((0, 1, b"standard input: too large"), (FOUR_GIB - 3, 0, b"")):
                 vast.seek(offset)
-                done = subprocess.run([PROGRAM, "crc32"], stdin=vast, capture_output=True, env=self.environment)
+                done = self.run_program("crc32", stdin=vast)
                 self.assertEqual(done.returncode, status)
                 self.assertIn(told, done.stderr)
         self.assertEqual(done.stdout.decode(), f"{stun_crc(bytes(3)):08x}\n")
-
-    def test_what_cannot_be_read_fails(self):
-        for command in ("crc16", "crc32"):
-            self.refuses(1, (f"{command} /nonexistent", "No such file"), (f"{command} {self.home}", "Is a directory"))
 
 
 class Md5(CodecTest):
@@ -145,49 +138,40 @@ class Aes(CodecTest):
         self.assert_home_holds("data")
 
     def test_large_files_pass_in_pieces(self):
-        path = self.sparse("large", 200 << 20)
-        for command in (["crc16"], ["aes", "encrypt", "--key", KEY], ["aes", "decrypt", "--key", KEY]):
-            out = ["-o", "/dev/null"] if command[0] == "aes" else []
-            self.assertLess(self.peak(0, *command, path, *out)[0], 100)
+        path = self.sparse("large", 120 << 20)
+        for command in ("crc16", "aes encrypt -o /dev/null --key " + KEY, "aes decrypt -o /dev/null --key " + KEY):
+            self.assertLess(self.peak(0, *command.split(), path)[0], 60)
 
 
 class Gzip(CodecTest):
-    def test_gzip_and_python_read_what_is_written(self):
+    def test_gzip_and_python_read_what_is_written_and_the_reverse(self):
         for data in (b"a" * 20, wordy(300_000), os.urandom(1_000_003)):
             stream = self.output("gzip", "-o", "-", input=data)
             self.assertEqual(gzip.decompress(stream), data)
             self.assert_makes(stream, "gzip", data=data)
-            read = subprocess.run(["gzip", "-dc", self.path("out")], capture_output=True, check=True).stdout
-            self.assertEqual(read, data)
-
-    def test_what_gzip_and_python_write_is_read(self):
-        for data in (b"", b"a", bytes(1_000_000), wordy(300_000), os.urandom(100_000)):
-            packed = subprocess.run(["gzip", "-1", "-c"], input=data, capture_output=True, check=True).stdout
+            self.assertEqual(run("gzip", "-dc", self.path("out")), data)
+        for data in (b"", wordy(300_000), os.urandom(100_000)):
             more = gzip.compress(data) + gzip.compress(wordy(50)) + b"rest"  # the first member counts
-            for stream in (packed, more, zlib.compress(data, 0), zlib.compress(data, 9)):
+            for stream in (run("gzip", "-1", "-c", input=data), more, zlib.compress(data, 9)):
                 self.assert_makes(data, "gunzip", data=stream)
 
     def test_damaged_streams_leave_no_file(self):
         whole = gzip.compress(wordy(3000))
         raw = zlib.compressobj(9, zlib.DEFLATED, -15)
-        for stream in (
-            whole[:-1], whole[:20], whole[:-8] + b"\0" + whole[-7:], whole[:-1] + b"\1", b"x" * 100,
-            raw.compress(wordy(3000)) + raw.flush(),
-        ):
+        for stream in (whole[:-1], whole[:20], whole[:-8] + b"\0" + whole[-7:], whole[:-1] + b"\1",
+                       raw.compress(wordy(3000)) + raw.flush(), b"x" * 100):
             self.refuses(1, (f"gunzip {self.file('in', stream)} -o {self.path('out')}", "no sound gzip"))
         self.assert_home_holds("in")
 
     def test_what_cannot_be_compressed_is_told(self):
+        out = "-o " + self.path("out")
         for data, reason in ((b"", "empty"), (os.urandom(100), "too short")):
-            told = self.assert_fails(1, "gzip", self.file("in", data), "-o", self.path("out"))
-            self.assertIn(reason, told)
-            self.assertEqual(told.count("\n"), 1)
-            self.refuses(1, ("gzip -o -", "standard input", data))
+            path = self.file("in", data)
+            self.refuses(1, (f"gzip {path} {out}", reason), ("gzip -o -", "standard input", data))
+        self.refuses(1, ("gunzip " + out, "empty"))
         vast = self.sparse("vast", FOUR_GIB)
-        self.refuses(1, (f"gunzip -o {self.path('out')}", "empty"), *[
-            (f"{command} {vast} -o {self.path('out')}", "vast: too large: more than 4294967295 bytes")
-            for command in ("gzip", "gunzip")
-        ])
+        for command in ("gzip", "gunzip"):
+            self.refuses(1, (f"{command} {vast} {out}", "vast: too large: more than 4294967295 bytes"))
         self.assert_home_holds("in", "vast")
 
     def test_a_limit_is_kept(self):
@@ -212,16 +196,8 @@ class Outputs(CodecTest):
         path = self.file("data", wordy(300_000))
         stream = self.file("data.gz", gzip.compress(wordy(300_000)))
         for command, data in (("gzip", path), ("gunzip", stream), (f"aes encrypt --key {KEY}", path)):
-            for out, reason in (
-                (self.path("no/such/folder"), "No such file"),
-                (self.home, "Is a directory"),
-                ("/dev/full", "No space left"),
-                (path + "/below", "Not a directory"),
-            ):
+            for out, reason in ((self.path("no/such/folder"), "No such file"), (self.home, "Is a directory"),
+                                ("/dev/full", "No space left"), (path + "/below", "Not a directory")):
                 self.refuses(1, (f"{command} {data} -o {out}", f"{out}: {reason}"))
             self.refuses(1, (f"{command} /nonexistent -o {self.path('out')}", "No such file"))
         self.assert_home_holds("data", "data.gz")
-
-
-if __name__ == "__main__":
-    main()

@@ -66,16 +66,9 @@ class Completion(ProgramTest):
         plain = subprocess.run(["col", "-bx"], input=text, capture_output=True, check=True).stdout
         shown = " ".join(plain.decode().split())
         self.assertEqual(lint, set())
-        for words in (
-            "vantrel aes encrypt --key HEX -o OUT [OPTIONS] [FILE]",
-            "--seconds S end after S seconds",
-            "vantrel play [OPTIONS] PATH...",
-            "tar c notes | vantrel gzip -o notes.tar.gz",
-        ):
+        for words in ("vantrel aes encrypt --key HEX -o OUT [OPTIONS] [FILE]", "vantrel play [OPTIONS] PATH...",
+                      "--seconds S end after S seconds", "tar c notes | vantrel gzip -o notes.tar.gz"):
             self.assertIn(words, shown)
 
     def test_nothing_else_is_generated(self):
         self.assert_fails(2, "--generate", "tcsh")
-
-
-unittest.main()

@@ -4,7 +4,7 @@ import json
 import os
 import urllib.parse
 
-from support import ProgramTest, main
+from support import ProgramTest
 
 
 class Files(ProgramTest):
@@ -41,7 +41,3 @@ class Urls(ProgramTest):
             self.assertEqual(self.text("url", "encode", text), encoded)
             self.assertEqual(self.text("url", "decode", encoded), text)
         self.refuses(1, *[(f"url decode {text}", "") for text in ("%", "a%2", "%zz", "%ff")])
-
-
-if __name__ == "__main__":
-    main()

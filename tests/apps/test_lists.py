@@ -3,7 +3,7 @@
 import collections
 import random
 
-from support import ProgramTest, main
+from support import ProgramTest
 
 
 class Sort(ProgramTest):
@@ -31,7 +31,3 @@ class Shuffle(ProgramTest):
         self.gives((f"shuffle {self.file('one', b'only')}", "only"))
         self.assertEqual(self.output("shuffle"), b"")
         self.refuses(1, ("shuffle /nonexistent", "No such file"))
-
-
-if __name__ == "__main__":
-    main()

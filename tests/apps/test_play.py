@@ -2,10 +2,8 @@
 
 import os
 import signal
-import subprocess
 
 from playing import CONTINUE, FINISH, PAUSE, PLAY, START, UPDATE, PlayTest
-from support import PROGRAM, main
 
 
 class Events(PlayTest):
@@ -29,19 +27,12 @@ class Events(PlayTest):
         self.assertEqual([track["index"] for track in program.tracks], [0, 1, 0, 2, 0])
         self.assertEqual(self.remembered("INDEX"), "0")
 
-    def test_the_mode_key_goes_round_the_modes(self):
+    def test_the_mode_key_goes_round_and_volume_keys_are_told(self):
         program = self.start("--json", "--mode", "2", self.tone("a.wav", 20))
-        program.follow(PLAY, "mmm")
+        program.follow(PLAY, "mmm-")
+        self.assertTrue(0 <= program.next_object("KW_AU_VOLUME_CHANGE") <= 1)
         program.quit()
         self.assertEqual(self.remembered("MODE"), "1")
-
-    def test_the_volume_keys_are_told_as_events(self):
-        program = self.start("--json", self.tone("a.wav", 20))
-        program.follow(*START, "-")
-        while program.next_event()["name"] != "KW_AU_VOLUME_CHANGE":
-            pass
-        self.assertTrue(0 <= program.events[-1]["object"] <= 1)
-        program.quit()
 
     def test_json_tells_which_file_plays(self):
         files = [self.tone("a.wav", 0.3), self.tone("b.wav", 0.3).encode() + b"\xff"]
@@ -57,10 +48,10 @@ class Events(PlayTest):
 
     def test_start_picks_the_first_entry(self):
         program = self.play("--start", "1", self.tone("a.wav", 9), self.tone("b.wav", 0.5))
-        self.assertEqual(program.notes(), [PLAY, UPDATE, FINISH])
+        self.assertEqual(program.notes(), [*START, FINISH])
 
     def test_seconds_end_it(self):
-        self.assertEqual(self.play("--seconds", "1.5", self.tone("a.wav", 30)).events[:2], [PLAY, UPDATE])
+        self.assertEqual(self.play("--seconds", "1.5", self.tone("a.wav", 30)).events[:2], [*START])
         self.assertEqual(self.remembered("INDEX"), "0")
         self.assertTrue(0.02 <= float(self.remembered("PROGRESS")) <= 0.06)
 
@@ -73,7 +64,7 @@ class Events(PlayTest):
         for name in ("[a,b]/2.wav", "[a,b]/1/b.wav", "[a,b]/1/a.wav"):
             self.tone(name, 0.3)
         self.file("[a,b]/notes.txt", b"no music")
-        done = subprocess.run([PROGRAM, "play", "[a,b]"], capture_output=True, cwd=self.home, env=self.environment)
+        done = self.run_program("play", "[a,b]", cwd=self.home)
         updates = [line for line in done.stdout.splitlines() if b"UPDATE" in line]
         self.assertEqual(updates, [b"KW_UPDATE 1/3 a.wav", b"KW_UPDATE 2/3 b.wav", b"KW_UPDATE 3/3 2.wav"])
 
@@ -86,7 +77,7 @@ class Events(PlayTest):
 
 class Remembered(PlayTest):
     def test_resume_restores_track_mode_and_position(self):
-        files = self.tones("abc", 20)
+        files = self.tones("abc", 10)
         program = self.start("--json", "--mode", "2", "--start", "1", *files)
         while program.progress()["PROGRESS"] < 0.1:
             pass
@@ -97,7 +88,7 @@ class Remembered(PlayTest):
             program = self.start("--json", "--resume", *files)
             program.follow(*START)
             told = program.progress()
-            self.assertTrue("00:02" <= told["TIME_NOW"] <= "00:06", told)
+            self.assertTrue("00:01" <= told["TIME_NOW"] <= "00:06", told)
             program.quit()
 
     def test_resume_keeps_track_and_position_of_a_paused_player(self):
@@ -135,19 +126,22 @@ class Remembered(PlayTest):
     def test_nonsense_in_the_settings_is_as_if_there_were_nothing(self):
         for value in ("many", [1], "", "99999999999999999999", "nan"):
             self.remember(INDEX=value, PROGRESS=value, MODE=value)
-            done = self.run_program("play", "--resume", self.tone("a.wav", 0.3))
+            done = self.run_program("play", "--resume", self.tone("a.wav", 0.1))
             self.assertEqual((done.returncode, done.stdout.splitlines()[-1]), (0, b"KW_AU_NOTE KW_FINISH"), done.stderr)
 
     def test_signals_end_it_with_everything_remembered(self):
+        files = self.tones("ab", 20)
+        programs = {}
         for number in (signal.SIGINT, signal.SIGQUIT, signal.SIGTERM, signal.SIGHUP):
-            program = self.start("--json", "--start", "1", *self.tones("ab", 20))
-            program.follow(PLAY)
+            self.environment["XDG_CONFIG_HOME"] = os.path.join(self.home, str(number))
+            programs[number] = self.start("--json", "--start", "1", *files)
+        for number, program in programs.items():
             program.progress()
             program.process.send_signal(number)
             self.assertEqual(program.wait(), -number)
+            self.environment["XDG_CONFIG_HOME"] = os.path.join(self.home, str(number))
             self.assertEqual(self.remembered("INDEX"), "1")
             self.assertGreater(float(self.remembered("PROGRESS")), 0.03)
-            self.remember(INDEX="0", PROGRESS="0")
 
 
 class Unplayable(PlayTest):
@@ -155,17 +149,15 @@ class Unplayable(PlayTest):
         bad = self.file("bad.mp3", b"not music at all" * 100)
         program = self.play(bad, os.path.join(self.home, "missing.ogg"), self.tone("good.wav", 0.4))
         self.assertEqual(program.notes(), [*START * 3, FINISH])
-        told = program.messages()
-        self.assertIn("bad.mp3: no audio in it", told)
-        self.assertIn("missing.ogg: No such file or directory", told)
-        self.assertNotIn("good.wav", told)
+        self.assertRegex(program.messages(), r"^.*bad.mp3: no audio in it\n.*missing.ogg: No such file or dir.*\n$")
 
     def test_a_last_entry_that_cannot_be_played_ends_list_once(self):
         self.assertEqual(self.play(self.tone("good.wav", 0.4), self.file("empty.ogg")).notes(), [*START * 2])
 
     def test_a_round_without_anything_playable_ends_with_1_in_every_mode(self):
-        for mode in "0123":
-            program = self.play("--mode", mode, self.file("empty.ogg"), "/missing.mp3", status=1)
+        files = [self.file("empty.ogg"), "/missing.mp3"]
+        for program in [self.start("--json", "--mode", mode, *files) for mode in "0123"]:
+            self.assertEqual(program.wait(), 1)
             self.assertEqual(program.notes(), [*START * 2])
             self.assertIn("nothing could be played", program.messages())
 
@@ -174,7 +166,3 @@ class Unplayable(PlayTest):
         tone = self.tone("a.wav", 0.1)
         self.refuses(1, (f"play {self.home}/empty", "no audio files"))
         self.refuses(2, (f"play --start 1 {tone}", ""), (f"play {tone} -", "standard input"))
-
-
-if __name__ == "__main__":
-    main()

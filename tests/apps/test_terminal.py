@@ -1,6 +1,6 @@
 """play on a terminal: the live line, the terminal's modes, jobs of a shell, and how little it wakes up."""
 
-import os
+import pathlib
 import re
 import signal
 import subprocess
@@ -11,15 +11,44 @@ import unittest
 import unicodedata
 
 from playing import PATIENCE, PAUSE, START, PlayTest
-from support import CODE, PROGRAM, main
+from support import CODE, PROGRAM
 
 CONTROL = re.compile(r"\x1b\[[0-9;?]*[A-Za-z]")
 
 
 def columns_of(text):
-    return sum(
-        0 if unicodedata.combining(c) else 2 if unicodedata.east_asian_width(c) in "WF" else 1 for c in text
-    )
+    return sum(1 + (unicodedata.east_asian_width(each) in "WF") for each in text)
+
+
+@unittest.skipIf(b"__tsan_init" in CODE, "the thread of ThreadSanitizer wakes up ten times a second")
+class Wakefulness(PlayTest):
+    def switches(self, program):
+        """How often the threads of a program have slept and woken."""
+        files = pathlib.Path(f"/proc/{program.process.pid}/task").glob("*/status")
+        count = re.compile(r"^voluntary_ctxt_switches:\s*(\d+)", re.MULTILINE)
+        return sum(int(count.search(file.read_text())[1]) for file in files)
+
+    def assert_rest(self, *programs):
+        """They wake less than once a second, once settings are written and devices have come to rest."""
+        for _ in range(PATIENCE // 3):
+            before = [self.switches(program) for program in programs]
+            time.sleep(3)  # what does not happen cannot be waited for
+            if all(self.switches(program) - count < 3 for program, count in zip(programs, before)):
+                return
+        self.fail("does not come to rest")
+
+    def test_a_paused_player_rests_on_a_terminal_and_without_one(self):
+        path = self.tone("a.wav", 60)
+        shown, told = self.start(path, on_terminal=True), self.start("--json", path)
+        shown.see("▶", "00:01")
+        shown.press(" ")
+        shown.see("⏸")
+        told.follow(*START)
+        told.progress()
+        told.follow(" ", PAUSE)
+        self.assert_rest(shown, told)
+        for program in (shown, told):
+            program.quit()
 
 
 class LiveLine(PlayTest):
@@ -33,18 +62,16 @@ class LiveLine(PlayTest):
         program.quit()
 
     def test_it_fits_the_width_also_after_a_resize_while_paused(self):
-        path = self.tone("長い題名の曲、とても長い題名の曲.wav", 20, channels=2)
+        path = self.tone("長い題名の曲、とても長い題名の曲.wav", 20)
         program = self.start(path, on_terminal=True, size=(24, 70))
         program.see("00:01")
         program.press(" ")
         program.see("⏸")
         for width in (40, 20, 9, 120):
             program.resize(24, width)
-            # A line drawn before the resize may still be on its way.
             columns = width
-            while not min(width, 40) // 2 < columns < width:
-                drawn = CONTROL.sub("", program.see("⏸")).split("\r")
-                columns = columns_of(drawn[-1])
+            while not min(width, 40) // 2 < columns < width:  # one drawn before may still be on its way
+                columns = columns_of(CONTROL.sub("", program.see("⏸")).split("\r")[-1])
         program.quit()
 
     def test_no_color_takes_the_colours_away_and_nothing_else(self):
@@ -97,43 +124,3 @@ class Modes(PlayTest):
         program.press("q")
         program.see("ended 0")
         program.wait()
-
-
-@unittest.skipIf(b"__tsan_init" in CODE, "the thread of ThreadSanitizer wakes up ten times a second")
-class Wakefulness(PlayTest):
-    def switches(self, process):
-        """How often the threads of a process have slept and woken."""
-        total = 0
-        for task in os.listdir(f"/proc/{process.pid}/task"):
-            with open(f"/proc/{process.pid}/task/{task}/status") as status:
-                total += int(re.search(r"^voluntary_ctxt_switches:\s*(\d+)", status.read(), re.MULTILINE)[1])
-        return total
-
-    def assert_rests(self, process):
-        """Wakes less than once a second, once the settings are written and the devices have come to rest."""
-        for _ in range(PATIENCE // 3):
-            before = self.switches(process)
-            time.sleep(3)  # what does not happen cannot be waited for
-            if self.switches(process) - before < 3:
-                return
-        self.fail("does not come to rest")
-
-    def test_a_paused_player_rests_on_a_terminal(self):
-        program = self.start(self.tone("a.wav", 60), on_terminal=True)
-        program.see("▶", "00:01")
-        program.press(" ")
-        program.see("⏸")
-        self.assert_rests(program.process)
-        program.quit()
-
-    def test_a_paused_player_rests_without_a_terminal(self):
-        program = self.start("--json", self.tone("a.wav", 60))
-        program.follow(*START)
-        program.progress()
-        program.follow(" ", PAUSE)
-        self.assert_rests(program.process)
-        program.quit()
-
-
-if __name__ == "__main__":
-    main()

@@ -6,7 +6,7 @@ import json
 import time
 import zoneinfo
 
-from support import ProgramTest, main
+from support import ProgramTest
 
 PATTERN = "%Y%m%d%H%M%S"
 
@@ -54,7 +54,3 @@ class Times(ProgramTest):
         self.refuses(1, ("time add 1e300 20240101000000", "SECONDS"))
         for command in ("add soon 20240101000000", "add nan 20240101000000", "duration -1", "duration 4294967296"):
             self.refuses(2, ("time " + command, ""))
-
-
-if __name__ == "__main__":
-    main()

@@ -9,7 +9,7 @@ import subprocess
 import unittest
 
 from playing import PlayTest
-from support import PROGRAM, SANITIZED, main
+from support import PROGRAM, SANITIZED
 
 GROUPS = ["aes", "archive", "settings", "time", "files", "url"]
 
@@ -67,39 +67,29 @@ class Usage(PlayTest):
     def test_too_little_memory_is_told(self):
         words = self.file("words", b"1 " * 20_000_000)
         list = self.file("list", b"[" + b"1," * 20_000_000 + b"1]")
-        for arguments in (["sort", words], ["shuffle", words], ["json", list],
-                          ["archive", "pack", list, "-o", "-"]):
-            done = subprocess.run(
-                [PROGRAM, *arguments], capture_output=True, env=self.environment,
-                preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_AS, (100 << 20, 100 << 20)),
-            )
-            self.assertEqual((done.returncode, done.stderr), (1, b"vantrel: not enough memory\n"), arguments)
+        limit = lambda: resource.setrlimit(resource.RLIMIT_AS, (100 << 20, 100 << 20))
+        for command in (f"sort {words}", f"shuffle {words}", f"json {list}", f"archive pack {list} -o -"):
+            done = self.run_program(*command.split(), preexec_fn=limit)
+            self.assertEqual((done.returncode, done.stderr), (1, b"vantrel: not enough memory\n"), command)
 
     def test_the_version_is_printed(self):
         self.assertRegex(self.text("--version"), r"^\d+\.\d+\.\d+$")
 
     def test_a_reader_that_goes_away_ends_the_program_quietly_with_1(self):
         for arguments in (["hex", self.file("big", os.urandom(1 << 20))], ["play", "--json", self.tone("a.wav", 30)]):
-            process = subprocess.Popen(
-                [PROGRAM, *arguments], stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
-                env=self.environment,
-            )
-            process.stdout.read(1)
-            process.stdout.close()
-            self.assertEqual(process.stderr.read(), b"")
-            process.stderr.close()
-            self.assertEqual(process.wait(), 1)
+            with subprocess.Popen([PROGRAM, *arguments], stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                                  stderr=subprocess.PIPE, env=self.environment) as process:
+                process.stdout.read(1)
+                process.stdout.close()
+                self.assertEqual(process.stderr.read(), b"")
+            self.assertEqual(process.returncode, 1)
 
     def test_data_never_lands_in_a_file_that_took_the_place_of_closed_output(self):
         json = self.file("value.json", b'{"a": 1}')
-        target = os.path.join(self.home, "value.archive")
-        done = subprocess.run(
-            ["sh", "-c", 'exec "$0" "$@" >&- 2>&- <&-', PROGRAM, "archive", "pack", json, "-o", target],
-            env=self.environment,
-        )
-        self.assertEqual(done.returncode, 0)
-        with open(target, "rb") as archive:
-            self.assertEqual(archive.read(8), b"bplist00")
+        target = self.path("value.archive")
+        closed = ["sh", "-c", 'exec "$0" "$@" >&- 2>&- <&-', PROGRAM]
+        subprocess.run([*closed, "archive", "pack", json, "-o", target], env=self.environment, check=True)
+        self.assertEqual(self.contents(target)[:8], b"bplist00")
 
     def test_output_that_cannot_be_written_is_told_once(self):
         closed = b"vantrel: standard output: Bad file descriptor\n"
@@ -108,7 +98,3 @@ class Usage(PlayTest):
                 done = subprocess.run(["sh", "-c", f'exec "$0" "$@" {output}', PROGRAM, *arguments],
                                       stderr=subprocess.PIPE, env=self.environment)
                 self.assertEqual((done.returncode, done.stderr.count(told)), (1, 1), (arguments, done.stderr))
-
-
-if __name__ == "__main__":
-    main()

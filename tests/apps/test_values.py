@@ -2,10 +2,9 @@
 
 import datetime
 import json
-import os
 import plistlib
 
-from support import ProgramTest, main
+from support import ProgramTest
 
 VALUE = {"title": "Entrée", "tracks": [1, 2.5, True, "x"], "tags": {"year": 1811}, "big": 2**63 - 1}
 
@@ -26,7 +25,7 @@ class Json(ProgramTest):
 
 class Archive(ProgramTest):
     def test_packing_and_unpacking_give_the_value_back(self):
-        target = os.path.join(self.home, "value.archive")
+        target = self.path("value.archive")
         for value in (VALUE, None):
             given = json.dumps(value).encode()
             packed = self.output("archive", "pack", "-o", "-", input=given)
@@ -39,26 +38,17 @@ class Archive(ProgramTest):
 
     def test_dates_and_bytes_are_shown_as_text(self):
         uid = plistlib.UID
-        dates = {
-            0.5: "2001-01-01T00:00:00.500000Z",
-            0.1: "2001-01-01T00:00:00.100000Z",
-            802828800.123457: "2026-06-11T00:00:00.123457Z",
-            59.9999999: "2001-01-01T00:01:00Z",
-            -0.25: "2000-12-31T23:59:59.750000Z",
-            0.0: "2001-01-01T00:00:00Z",
-        }
+        dates = {0.5: "2001-01-01T00:00:00.500000Z", 802828800.123457: "2026-06-11T00:00:00.123457Z",
+                 59.9999999: "2001-01-01T00:01:00Z", -0.25: "2000-12-31T23:59:59.750000Z",
+                 0.1: "2001-01-01T00:00:00.100000Z", 0.0: "2001-01-01T00:00:00Z"}
         objects = ["$null", {"$class": uid(2), "NS.objects": [uid(4)]}]
         objects += [{"$classname": name, "$classes": [name, "NSObject"]} for name in ("NSArray", "NSDate")]
         objects += [b"\x01\xab"]
         for seconds in dates:
             objects[1]["NS.objects"].append(uid(len(objects)))
             objects.append({"$class": uid(3), "NS.time": seconds})
-        archive = {
-            "$archiver": "NSKeyedArchiver",
-            "$version": 100000,
-            "$top": {"Some Key Value": uid(1)},
-            "$objects": objects,
-        }
+        archive = {"$archiver": "NSKeyedArchiver", "$version": 100000, "$top": {"Some Key Value": uid(1)},
+                   "$objects": objects}
         path = self.file("dates.archive", plistlib.dumps(archive, fmt=plistlib.FMT_BINARY))
         self.assertEqual(json.loads(self.text("archive", "unpack", path)), ["01ab", *dates.values()])
 
@@ -70,9 +60,7 @@ class Archive(ProgramTest):
 
 class Settings(ProgramTest):
     def stored(self, application="vantrel"):
-        path = os.path.join(self.environment["XDG_CONFIG_HOME"], application, "settings.plist")
-        with open(path, "rb") as file:
-            return plistlib.load(file)
+        return plistlib.loads(self.contents(self.path(f"config/{application}/settings.plist")))
 
     def test_values_are_json_and_any_other_text_is_itself(self):
         for text, value in [("0.5", 0.5), ("true", True), ('{"a":[1]}', {"a": [1]}), ("Ada", "Ada"), ('"5"', "5"),
@@ -107,9 +95,4 @@ class Settings(ProgramTest):
     def test_a_folder_that_cannot_be_made_is_told(self):
         self.environment["XDG_CONFIG_HOME"] = self.file("config-file")
         done = self.run_program("settings", "set", "key", "1")
-        self.assertEqual(done.returncode, 1)
-        self.assertIn(b"cannot write the settings", done.stderr)
-
-
-if __name__ == "__main__":
-    main()
+        self.assertEqual((done.returncode, b"cannot write the settings" in done.stderr), (1, True))

@@ -110,14 +110,12 @@ class Examples(unittest.TestCase):
         music = self.home / "music"
         music.mkdir()
         (music / "c.wav").write_bytes(b"not music")
+        frames = array.array("h", [int(9000 * math.sin(i / 4)) for i in range(2400)])
         for name in ("a.wav", "b.wav"):
             with wave.open(str(music / name), "wb") as out:
                 out.setparams((1, 2, 8000, 0, "NONE", ""))
-                out.writeframes(array.array("h", [int(9000 * math.sin(i / 4)) for i in range(9600)]).tobytes())
+                out.writeframes(frames.tobytes())
         self.assertRegex(self.run_example("play_folder", music), r"^a\.wav\nb\.wav\nc\.wav: .*\n$")
 
     def test_the_buffers_work_from_c(self):
         self.assertEqual(self.run_example("buffers_in_c"), "in order and whole\n")
-
-
-unittest.main()
