@@ -1,11 +1,7 @@
-#include <iostream>
+#include <cstdio>
 
 #include "vantrel/codec/KWTools.h"
 
-using vantrel::Bytes;
 using vantrel::KWTools;
 
-int main() {
-  const Bytes bytes = KWTools::HexToData("0A 0b ff");
-  std::cout << KWTools::dataToHex(bytes) << '\n';
-}
+int main() { std::puts(KWTools::dataToHex(KWTools::HexToData("0A 0b ff")).c_str()); }

@@ -1,4 +1,4 @@
-#include <iostream>
+#include <cstdio>
 
 #include "vantrel/codec/KWTools.h"
 #include "vantrel/net/KWHttp.h"
@@ -8,6 +8,7 @@
 int main() {
   const auto player = vantrel::KWAudioPlayer::sharedMe_1();
   const auto json = vantrel::KWTools::jsonWithData(vantrel::Bytes::copyOf("[1, 2]"));
-  std::cout << vantrel::KWTime::stringFromSec(65) << ' ' << vantrel::KWHttp::encodeURL("a b") << ' '
-            << player->mState() << ' ' << json->size() << '\n';
+  const auto time = vantrel::KWTime::stringFromSec(65);
+  const auto address = vantrel::KWHttp::encodeURL("a b");
+  std::printf("%s %s %d %zu\n", time.c_str(), address.c_str(), int(player->mState()), json->size());
 }
