@@ -2,20 +2,39 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+#include <map>
 #include <memory>
-#include <optional>
 #include <stdexcept>
 #include <string>
 
-#include "tests/backends/AudioFiles.h"
+#include "tests/support/ScratchFolder.h"
 #include "vantrel/backends/gstreamer/GStreamerFilePlayers.h"
 #include "vantrel/loop/RunLoop.h"
 
 namespace vantrel::test {
 
-/// Opens tracks through GStreamer and sees how they end.
+/// How a track has ended.
+enum class End { NotYet, Whole, CutOff, Failed };
+
+/// Makes audio files by independent programs, opens them through GStreamer, plays them into nothing and sees
+/// how they end.
 class FilePlayersFixture : public ::testing::Test {
  protected:
+  FilePlayersFixture() { ::setenv("VANTREL_AUDIO_SINK", "fakesink", 1); }
+
+  /// Runs a shell command in the folder; the path of the file `name` that it makes, empty when it failed.
+  std::string make(const std::string& name, const std::string& command) const {
+    const std::string line = "cd '" + folder_.path() + "' && " + command;
+    return std::system(line.c_str()) == 0 ? folder_.at(name) : "";
+  }
+
+  /// A stereo tone of 1 kHz at -20 dB left and -26 dB right, as `name`.wav.
+  std::string tone(const std::string& name, const std::string& seconds) const {
+    return make(name + ".wav", "sox -n -R -r 44100 -b 16 -c 2 " + name + ".wav synth " + seconds +
+                                   " sine 1000 remix 1v0.1 1v0.0501187");
+  }
+
   /// A player of the file, at its full path; null when it cannot be opened.
   std::unique_ptr<FilePlayer> open(const std::string& path) {
     auto player = factory_.openUrl(path);
@@ -24,7 +43,7 @@ class FilePlayersFixture : public ::testing::Test {
 
   /// A player of such a tone; the test ends when there is none.
   std::unique_ptr<FilePlayer> openTone(const std::string& seconds) {
-    auto player = open(files_.tone("tone", seconds));
+    auto player = open(tone("tone", seconds));
     if (!player) throw std::runtime_error("no tone");
     return player;
   }
@@ -35,38 +54,42 @@ class FilePlayersFixture : public ::testing::Test {
     loop_.runFor(time);
   }
 
-  /// Runs the main loop until the track has ended; false when it has not within `limit`.
-  bool runToEnd(FilePlayer& player, Duration limit = std::chrono::seconds(5)) {
-    succeeded_.reset();
-    error_.reset();
+  /// Plays, and hears of the end; the main loop stops when all that were started have ended.
+  void start(FilePlayer& player) {
+    ++running_;
+    ends_.erase(&player);
     observe(player);
-    player.play();
+    EXPECT_TRUE(player.play());
+  }
+
+  /// Runs the main loop until the track has ended; not beyond `limit`.
+  End runToEnd(FilePlayer& player, Duration limit = std::chrono::seconds(5)) {
+    start(player);
     loop_.runFor(limit);
-    return succeeded_.has_value() || error_.has_value();
+    return ends_[&player];
   }
 
   void observe(FilePlayer& player) {
-    const auto ended = [this] {
+    const auto ended = [this](FilePlayer& each, End end) {
+      ends_[&each] = end;
       ++reports_;
-      loop_.stop();
+      if (--running_ <= 0) loop_.stop();
     };
     FilePlayerObserver observer;
-    observer.audioPlayerDidFinishPlaying_successfully = [=, this](FilePlayer&, bool ok) {
-      succeeded_ = ok;
-      ended();
+    observer.audioPlayerDidFinishPlaying_successfully = [=](FilePlayer& each, bool whole) {
+      ended(each, whole ? End::Whole : End::CutOff);
     };
-    observer.audioPlayerDecodeErrorDidOccur_error = [=, this](FilePlayer&, const Error& error) {
-      error_ = error;
-      ended();
+    observer.audioPlayerDecodeErrorDidOccur_error = [=](FilePlayer& each, const Error&) {
+      ended(each, End::Failed);
     };
     player.setObserver(observer);
   }
 
-  AudioFiles files_;
+  tests::ScratchFolder folder_;
   RunLoop& loop_ = RunLoop::main();
   backends::GStreamerFilePlayers factory_;
-  std::optional<bool> succeeded_;
-  std::optional<Error> error_;
+  std::map<FilePlayer*, End> ends_;
+  int running_ = 0;
   int reports_ = 0;
 };
 

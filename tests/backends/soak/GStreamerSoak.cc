@@ -1,58 +1,46 @@
-#include <gtest/gtest.h>
-
 #include <filesystem>
 #include <fstream>
 #include <string>
 
-#include "tests/backends/AudioFiles.h"
-#include "vantrel/backends/gstreamer/GStreamerFilePlayers.h"
-#include "vantrel/loop/RunLoop.h"
+#include "tests/backends/FilePlayersFixture.h"
 
 namespace vantrel {
 namespace {
 
 using namespace std::chrono_literals;
 
-struct Use {
-  long kilobytes = 0;
-  long descriptors = 0;
-  long threads = 0;
-};
-
 long entriesOf(const char* folder) {
   return std::distance(std::filesystem::directory_iterator(folder), std::filesystem::directory_iterator());
 }
 
-Use useNow() {
-  Use use;
-  std::ifstream status("/proc/self/status");
-  for (std::string word; status >> word;)
-    if (word == "RssAnon:") status >> use.kilobytes;
-  use.descriptors = entriesOf("/proc/self/fd");
-  use.threads = entriesOf("/proc/self/task");
-  return use;
-}
-
-void changeTracks(int times, const std::vector<std::string>& paths) {
-  backends::GStreamerFilePlayers factory;
-  for (int i = 0; i < times; ++i) {
-    const std::string& path = paths[static_cast<std::size_t>(i) % paths.size()];
-    const auto player = i % 2 ? factory.openUrl(path) : factory.openFile(path);
-    ASSERT_TRUE(player) << path;
-    ASSERT_TRUE((*player)->play());
-    RunLoop::main().runFor(5ms);
+/// What the process uses now.
+struct Use {
+  Use() {
+    std::ifstream status("/proc/self/status");
+    for (std::string word; status >> word;)
+      if (word == "RssAnon:") status >> kilobytes;
   }
-}
+  double kilobytes = 0;
+  long descriptors = entriesOf("/proc/self/fd"), threads = entriesOf("/proc/self/task");
+};
 
-TEST(GStreamerSoak, AThousandTrackChangesKeepNoThreadDescriptorOrMemory) {
-  const test::AudioFiles files;
-  const std::vector<std::string> paths{files.tone("a", "1"), files.make("a.mp3", "lame --quiet a.wav a.mp3"),
-                                       files.make("a.ogg", "oggenc -Q a.wav")};
-  changeTracks(300, paths);
-  const Use before = useNow();
-  changeTracks(1000, paths);
-  const Use after = useNow();
-  const double perChange = static_cast<double>(after.kilobytes - before.kilobytes) / 1000;
+using GStreamerSoak = test::FilePlayersFixture;
+
+TEST_F(GStreamerSoak, AThousandTrackChangesKeepNoThreadDescriptorOrMemory) {
+  const std::string paths[] = {tone("a", "1"), make("a.mp3", "lame --quiet a.wav a.mp3"),
+                               make("a.ogg", "oggenc -Q a.wav")};
+  const auto changeTracks = [&](std::size_t times) {
+    for (std::size_t i = 0; i < times; ++i) {
+      const auto player = i % 2 ? factory_.openUrl(paths[i % 3]) : factory_.openFile(paths[i % 3]);
+      ASSERT_TRUE(player) << paths[i % 3];
+      playFor(**player, 5ms);
+    }
+  };
+  changeTracks(300);
+  const Use before;
+  changeTracks(1000);
+  const Use after;
+  const double perChange = (after.kilobytes - before.kilobytes) / 1000;
   std::printf("per change: %.3f kB; descriptors %ld -> %ld, threads %ld -> %ld\n", perChange,
               before.descriptors, after.descriptors, before.threads, after.threads);
   EXPECT_LE(after.descriptors, before.descriptors + 2);
