@@ -1,24 +1,43 @@
 // Any bytes as key, place and text: on every instruction set of the machine the blocks have to be
 // libcrypto's, whether the result goes elsewhere or where the text stood, and have to come back.
-#include <algorithm>
-#include <cstdlib>
+#include <openssl/evp.h>
 
-#include "tests/codec/AesOracle.h"
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <cstdlib>
+#include <span>
+#include <vector>
+
 #include "vantrel/base/simd/Target.h"
 #include "vantrel/codec/AESx.h"
 
 namespace {
 
 using namespace vantrel;
-using tests::AesBlock;
-using tests::aesByOpenssl;
-using tests::Way;
+using AesBlock = std::array<std::uint8_t, 16>;
+using Buffer = std::vector<std::uint8_t>;
+
+enum class Way { Encrypt, Decrypt };
 
 void demand(bool holds) {
   if (!holds) std::abort();
 }
 
-using Buffer = std::vector<std::uint8_t>;
+// Whole blocks, no chaining, no padding.
+Buffer aesByOpenssl(Way way, const AesBlock& key, std::span<const std::uint8_t> blocks) {
+  Buffer result(blocks.size());
+  EVP_CIPHER_CTX* context = EVP_CIPHER_CTX_new();
+  int written = 0;
+  demand(EVP_CipherInit_ex(context, EVP_aes_128_ecb(), nullptr, key.data(), nullptr, way == Way::Encrypt) ==
+         1);
+  demand(EVP_CIPHER_CTX_set_padding(context, 0) == 1);
+  demand(EVP_CipherUpdate(context, result.data(), &written, blocks.data(), static_cast<int>(blocks.size())) ==
+         1);
+  EVP_CIPHER_CTX_free(context);
+  demand(static_cast<std::size_t>(written) == blocks.size());
+  return result;
+}
 
 struct Input {
   AesBlock key{};

@@ -4,13 +4,13 @@
 #include <string_view>
 #include <vector>
 
+#include "tests/codec/HexOracle.h"
 #include "tests/support/EachTarget.h"
 #include "tests/support/RandomBytes.h"
 #include "vantrel/base/Bytes.h"
 #include "vantrel/codec/AESx.h"
 #include "vantrel/codec/Crc.h"
 #include "vantrel/codec/KWCrc16.h"
-#include "vantrel/codec/KWTools.h"
 #include "vantrel/codec/detail/Crc16Running.h"
 #include "vantrel/codec/kw_crc16.h"
 
@@ -125,10 +125,10 @@ TEST(Crc32, IsTheFingerprintOfAStunMessage) {
   EXPECT_EQ(AESx::shared().ns_crc32Buffer_Lenght(nullptr, 0), 0x5354554E);
 
   // The sample request of RFC 5769, 2.1: what the FINGERPRINT at its end covers, and the value there.
-  const Bytes request = KWTools::HexToData(
+  const Bytes request = Bytes::copyOf(hexByStrtol(
       "000100582112a442b7e7a701bc34d686fa87dfae802200105354554e207465737420636c69656e74002400046e0001ff"
       "80290008932ff9b151263b36000600096576746a3a68367659202020000800149aeaa70cbfd8cb56781ef2b5b2d3f249"
-      "c1b571a2");
+      "c1b571a2"));
   EXPECT_EQ(crc32Of(request.text()), 0xE57A3BCFU);
 }
 
