@@ -37,23 +37,20 @@ class KWFileTest : public testing::Test {
     return folder_.put(name, contents);
   }
 
-  static std::string read(const std::string& path) { return contentsOf(path); }
-
   const ScratchFolder folder_;
-  const std::string& root_ = folder_.path();
 };
 
 TEST_F(KWFileTest, CreatesAnEmptyFileWithTheFoldersAboveItAndLeavesAFolder) {
   write("folder/kept", "contents");
   for (const char* name : {"x/y/x", "x/y/x", "folder", "folder/new"})  // a name may occur twice in a path
     EXPECT_TRUE(KWFile::createPath(at(name))) << name;
-  EXPECT_EQ(read(at("x/y/x")), "");
-  EXPECT_EQ(read(at("folder/kept")), "contents");
+  EXPECT_EQ(contentsOf(at("x/y/x")), "");
+  EXPECT_EQ(contentsOf(at("folder/kept")), "contents");
   EXPECT_FALSE(KWFile::createPath(at("folder/kept/below/it")));
-  EXPECT_EQ(read(at("folder/kept")), "contents");
+  EXPECT_EQ(contentsOf(at("folder/kept")), "contents");
   EXPECT_TRUE(KWFile::createPath(at("folder/kept")));
-  EXPECT_EQ(read(at("folder/kept")), "");
-  EXPECT_EQ(KWFile::subPaths(root_)->size(), 6U);
+  EXPECT_EQ(contentsOf(at("folder/kept")), "");
+  EXPECT_EQ(KWFile::subPaths(folder_.path())->size(), 6U);
 }
 
 TEST_F(KWFileTest, CreatesBelowTheStandardFolderOnce) {
@@ -62,7 +59,7 @@ TEST_F(KWFileTest, CreatesBelowTheStandardFolderOnce) {
   EXPECT_TRUE(fs::is_directory(folder));
   for (const char* contents : {"", "kept"}) {
     EXPECT_EQ(KWFile::createOn_MiddlePath_File(kCaches, "a/b", "c"), folder + "/c");
-    EXPECT_EQ(read(folder + "/c"), contents);
+    EXPECT_EQ(contentsOf(folder + "/c"), contents);
     write("home/.cache/a/b/c", "kept");
   }
   EXPECT_TRUE(fs::exists(KWFile::createOn_MiddlePath_File(kSupport, std::nullopt, "d")));
@@ -110,14 +107,6 @@ TEST_F(KWFileTest, SizesForPeople) {
   EXPECT_EQ(bytes, -1'000'000'000'000);
 }
 
-TEST_F(KWFileTest, RenamingReplacesWhatIsThere) {
-  write("old", "new contents");
-  write("target", "old contents");
-  EXPECT_TRUE(KWFile::renameOldName_NewName(at("old"), at("target")));
-  EXPECT_EQ(read(at("target")), "new contents");
-  EXPECT_FALSE(KWFile::renameOldName_NewName(at("old"), at("target")));
-}
-
 TEST_F(KWFileTest, RemovesFilesTreesAndLinksButNotWhatLinksLeadTo) {
   write("outside/kept", "kept");
   write("tree/a/b/file", "");
@@ -126,7 +115,7 @@ TEST_F(KWFileTest, RemovesFilesTreesAndLinksButNotWhatLinksLeadTo) {
   EXPECT_TRUE(KWFile::removePath(at("link/")));
   EXPECT_TRUE(KWFile::removePath(at("tree")));
   EXPECT_FALSE(fs::exists(at("tree")));
-  EXPECT_EQ(read(at("outside/kept")), "kept");
+  EXPECT_EQ(contentsOf(at("outside/kept")), "kept");
   EXPECT_TRUE(KWFile::removePath(at("outside/kept")));
   EXPECT_FALSE(KWFile::removePath(at("outside/kept")));
   for (const std::string& path : {"/"s, "//"s, at("outside/."), at("outside/..")}) {
@@ -174,30 +163,21 @@ TEST_F(KWFileTest, ListsEverythingBelowAFolderWithoutFollowingLinks) {
   EXPECT_TRUE(KWFile::removePath(at("tree")));
 }
 
-TEST_F(KWFileTest, OnlyFilesAreWrittenAndRead) {
-  fs::create_directory(at("folder"));
-  ASSERT_EQ(::mkfifo(at("pipe").c_str(), 0600), 0);
-  for (const std::string& path : {at("folder"), at("pipe"), "/dev/null"s, at("none/below")}) {
-    EXPECT_FALSE(KWFile::writeData_fillFile(Bytes::copyOf("x"), path)) << path;
-    KWFile::writeData_endFile(Bytes::copyOf("x"), path);
-    EXPECT_EQ(KWFile::stringPath(path), std::nullopt) << path;
-    EXPECT_EQ(KWFile::JsonPath(path), std::nullopt) << path;
-  }
-  EXPECT_TRUE(fs::is_fifo(at("pipe")));
-  EXPECT_TRUE(fs::is_character_file("/dev/null"));
-}
-
-TEST_F(KWFileTest, AppendsToExistingFilesOnlyAndReplacesAny) {
+TEST_F(KWFileTest, AppendsToExistingFilesOnlyAndReplacesAnyWhichRenamingDoesToo) {
   write("file", "AB");
   KWFile::writeData_endFile(Bytes::copyOf("CD"), at("file"));
-  EXPECT_EQ(read(at("file")), "ABCD");
+  EXPECT_EQ(contentsOf(at("file")), "ABCD");
   EXPECT_TRUE(KWFile::writeData_fillFile(Bytes::copyOf("EF"), at("file")));
-  EXPECT_EQ(read(at("file")), "EF");
+  EXPECT_EQ(contentsOf(at("file")), "EF");
   KWFile::writeData_endFile(Bytes::copyOf("CD"), at("none"));
   EXPECT_FALSE(fs::exists(at("none")));
+  write("other", "CD");
+  EXPECT_TRUE(KWFile::renameOldName_NewName(at("file"), at("other")));
+  EXPECT_EQ(contentsOf(at("other")), "EF");
+  EXPECT_FALSE(KWFile::renameOldName_NewName(at("file"), at("other")));
   const ScopedLimit disk(RLIMIT_FSIZE, 50'000);
-  KWFile::writeData_endFile(Bytes(std::vector<std::uint8_t>(100'000, 'x')), at("file"));
-  EXPECT_EQ(read(at("file")), "EF") << "a full disk leaves the old contents";
+  KWFile::writeData_endFile(Bytes(std::vector<std::uint8_t>(100'000, 'x')), at("other"));
+  EXPECT_EQ(contentsOf(at("other")), "EF") << "a full disk leaves the old contents";
 }
 
 TEST_F(KWFileTest, FindsResourcesOfTheApplication) {
@@ -229,27 +209,35 @@ TEST_F(KWFileTest, ReadsJsonAndText) {
   EXPECT_EQ(KWFile::stringPath(write("latin", "caf\xe9")), std::nullopt);
 }
 
-TEST_F(KWFileTest, AbsentPathsEmptyOnesAndThoseWithNulBytesNameNothing) {
+TEST_F(KWFileTest, WhatIsNoFileIsNeitherWrittenNorRead) {
   write("file", "kept");
+  write("folder/file", "kept");
+  ASSERT_EQ(::mkfifo(at("pipe").c_str(), 0600), 0);
+  const auto refuses = [&](const PathArgument& path) {
+    KWFile::writeData_endFile(Bytes::copyOf("x"), path);
+    return !KWFile::writeData_fillFile(Bytes::copyOf("x"), path) && !KWFile::stringPath(path) &&
+           !KWFile::JsonPath(path);
+  };
+  for (const std::string& path : {at("folder"), at("pipe"), "/dev/null"s, at("none/below")})
+    EXPECT_TRUE(refuses(path)) << path;
+  EXPECT_TRUE(fs::is_fifo(at("pipe")));
+  EXPECT_TRUE(fs::is_character_file("/dev/null"));
+  // Absent paths, empty ones and those with NUL bytes name nothing.
   const std::string cut[] = {at("file") + "\0"s, at("file\0/x"s)};
   const char* const unset = nullptr;
   for (const PathArgument path :
        {PathArgument(unset), PathArgument(""), PathArgument(cut[0]), PathArgument(cut[1])}) {
-    EXPECT_FALSE(KWFile::createPath(path));
-    EXPECT_FALSE(KWFile::removePath(path));
+    EXPECT_TRUE(refuses(path));
+    EXPECT_FALSE(KWFile::createPath(path) || KWFile::removePath(path) || KWFile::subPaths(path));
     EXPECT_FALSE(KWFile::renameOldName_NewName(path, at("other")));
     EXPECT_FALSE(KWFile::renameOldName_NewName(at("file"), path));
-    EXPECT_FALSE(KWFile::writeData_fillFile(Bytes::copyOf("x"), path));
-    KWFile::writeData_endFile(Bytes::copyOf("x"), path);
-    EXPECT_EQ(KWFile::stringPath(path), std::nullopt);
-    EXPECT_EQ(KWFile::JsonPath(path), std::nullopt);
-    EXPECT_EQ(KWFile::subPaths(path), std::nullopt);
     EXPECT_EQ(KWFile::sizeOfFile(path), 0);
   }
   EXPECT_EQ(KWFile::findPath_MiddlePath_File(kUser, "\0"s, std::nullopt), std::nullopt);
   KWFile::createOn_MiddlePath_File(kUser, "m\0n"s, "f\0g"s);
-  EXPECT_EQ(read(at("file")), "kept");
-  EXPECT_THAT(*KWFile::subPaths(root_), UnorderedElementsAre("file"));
+  EXPECT_EQ(contentsOf(at("file")) + contentsOf(at("folder/file")), "keptkept");
+  EXPECT_THAT(*KWFile::subPaths(folder_.path()),
+              UnorderedElementsAre("file", "folder", "folder/file", "pipe"));
 }
 
 }  // namespace

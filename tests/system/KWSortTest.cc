@@ -9,7 +9,7 @@
 #include <numeric>
 #include <random>
 
-#include "vantrel/base/simd/Target.h"
+#include "tests/support/EachTarget.h"
 #include "vantrel/system/sort.h"
 
 extern "C" int sortFromC(void);
@@ -40,7 +40,7 @@ TEST(SortFunctions, SortTheGivenRangeAndNothingElse) {
   EXPECT_THAT(numbers, ElementsAre(1, 5, 9, 0));
 }
 
-TEST(SortFunctions, AgreeWithTheStandardSortForEveryShapeAndSize) {
+TEST(SortFunctions, AgreeWithTheStandardSortForEveryShapeAndSizeOnEveryProcessor) {
   std::mt19937 random(7);
   const std::function<int(int, int)> kShapes[] = {
       [&](int, int) { return static_cast<int>(random()); },  // any
@@ -55,8 +55,8 @@ TEST(SortFunctions, AgreeWithTheStandardSortForEveryShapeAndSize) {
       [](int i, int n) { return i % 400 == 3 || i % 400 == 4 ? n + i : i; },             // rising ones
       [&](int i, int n) { return i < n - n / 4 ? i / 2 : static_cast<int>(random()); },  // behind much order
   };
-  for (const auto& shape : kShapes) {
-    for (const int size : {2, 3, 16, 63, 64, 65, 129, 255, 256, 257, 1000, 4097, 100'000}) {
+  const auto agrees = [&](const auto& shape) {
+    for (int size = 2; size < 100'000; size = size < 260 ? size + 1 : 4 * size) {
       std::vector<int> numbers(static_cast<std::size_t>(size) + 2, -77);  // a guard at each end
       for (int i = 0; i < size; ++i) numbers[static_cast<std::size_t>(i) + 1] = shape(i, size);
       auto expected = numbers;
@@ -68,23 +68,8 @@ TEST(SortFunctions, AgreeWithTheStandardSortForEveryShapeAndSize) {
       DescendingSort(numbers.data(), 1, size);
       ASSERT_EQ(numbers, expected) << size;
     }
-  }
-}
-
-TEST(SortFunctions, SortFewElementsAlikeOnEveryProcessor) {
-  std::mt19937 random(5);
-  for (const simd::Target target : simd::kTargets) {
-    if (!simd::runs(target)) continue;
-    const simd::ScopedTargetLimit limit(target);
-    for (std::size_t size = 2; size <= 260; ++size) {
-      std::vector<int> numbers(size);
-      for (int& number : numbers) number = static_cast<int>(random() % 3000) - 1500;
-      auto expected = numbers;
-      std::sort(expected.begin(), expected.end(), std::greater<>());
-      DescendingSort(numbers.data(), 0, static_cast<int>(size) - 1);
-      ASSERT_EQ(numbers, expected) << simd::nameOf(target) << ' ' << size;
-    }
-  }
+  };
+  tests::onEachTarget([&] { std::ranges::for_each(kShapes, agrees); });
 }
 
 TEST(KWSort, ShufflesEachTimeDifferentlyAndKeepsEveryElement) {
@@ -94,8 +79,8 @@ TEST(KWSort, ShufflesEachTimeDifferentlyAndKeepsEveryElement) {
   EXPECT_NE(once, list);
   EXPECT_NE(once, KWSort::arrayRandom(list));
   EXPECT_THAT(once, UnorderedElementsAreArray(list));
-  for (std::int64_t size : {0, 1, 2, 3}) {
-    list.resize(static_cast<std::size_t>(size));
+  for (const std::size_t size : {3, 2, 1, 0}) {
+    list.resize(size);
     EXPECT_THAT(KWSort::arrayRandom(list), UnorderedElementsAreArray(list));
   }
 }
