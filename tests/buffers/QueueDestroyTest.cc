@@ -11,7 +11,7 @@
 namespace vantrel::tests {
 namespace {
 
-constexpr int kRounds = 200;
+constexpr int kRounds = 60;
 
 /// Returns once so many threads are blocked or on the way there.
 void awaitInside(queue_state* queue, unsigned threads) {
