@@ -2,7 +2,6 @@
 #include "vantrel/data/TextEncoding.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <sstream>

@@ -63,9 +63,8 @@ TEST(PropertyList, ReadsAndWritesScalarsByteForByteAsAnIndependentWriter) {
     const Bytes file = bytesOfHex(oneObject(object));
     EXPECT_EQ(plist::write(value), file) << object;
     EXPECT_GE(plist::extentOf(value).bytes + 40, file.size()) << object;
-    const auto read = plist::parse(file);
-    ASSERT_EQ(read, value) << object;
-    EXPECT_EQ(read->kind(), value.kind()) << object;
+    EXPECT_EQ(plist::parse(file), value) << object;
+    EXPECT_EQ(plist::parse(file)->kind(), value.kind()) << object;
   }
 }
 
@@ -85,21 +84,15 @@ TEST(PropertyList, ReadsFormsThatItDoesNotWrite) {
       << "a set";
 }
 
-TEST(PropertyList, KeepsManyValuesOverWritingAndReading) {
-  ValueTree many = ValueTree::list();
+TEST(PropertyList, KeepsManyValuesOverWritingAndReadingAndWritesEqualStringsOnce) {
+  const std::string text(1'000'000, 'x');
+  ValueTree many = ValueTree::list({text, text, text});
   for (int i = 0; i < 70'000; ++i) many.append(i % 3 == 0 ? ValueTree(i) : ValueTree(std::to_string(i)));
   const ValueTree tree = ValueTree::dictionary({{"many", many}, {"", ValueTree::dictionary()}});
   const auto written = plist::write(tree);
-  ASSERT_TRUE(written);
-  EXPECT_GE(plist::extentOf(tree).bytes + 40, written->size());
   EXPECT_EQ(plist::parse(*written), tree);
-}
-
-TEST(PropertyList, WritesEqualStringsOnce) {
-  const std::string text(1000, 'x');
-  const auto written = plist::write(ValueTree::list({text, text, text, text}));
-  ASSERT_TRUE(written);
-  EXPECT_LT(written->size(), 1100u);
+  EXPECT_GE(plist::extentOf(tree).bytes + 40, written->size());
+  EXPECT_LT(written->size(), 2'500'000u);
 }
 
 TEST(PropertyList, RefusesToWriteWhatItCannotHold) {
@@ -153,19 +146,13 @@ TEST(PropertyList, RefusesDamagedFiles) {
   }
 }
 
-TEST(PropertyList, RefusesContainersThatHoldThemselves) {
-  EXPECT_FALSE(plist::parse(PlistFile().addReferences({1}).addReferences({2}).addReferences({1}).finish()));
-}
-
 TEST(PropertyList, FollowsSharedReferencesOnlyAsFarAsTheBounds) {
   const auto doubling = [](std::uint32_t levels) {
     PlistFile file;
     for (std::uint32_t i = 1; i <= levels; ++i) file.addReferences({i, i});
     return file.add("\x09").finish();
   };
-  const auto small = plist::parse(doubling(10));
-  ASSERT_TRUE(small);
-  EXPECT_EQ((*small)[1][0][1][0][1][0][1][0][1][0], ValueTree(true));
+  EXPECT_EQ((*plist::parse(doubling(10)))[1][0][1][0][1][0][1][0][1][0], ValueTree(true));
   EXPECT_FALSE(plist::parse(doubling(22)));
   EXPECT_FALSE(plist::parse(doubling(500)));
 }
@@ -184,12 +171,7 @@ TEST(PropertyList, CountsLevelsOverSharedParts) {
   };
   EXPECT_TRUE(plist::parse(chain(211)));
   EXPECT_FALSE(plist::parse(chain(212)));
-}
-
-TEST(PropertyList, RefusesNestingThatWouldExhaustTheStack) {
-  PlistFile file;
-  for (std::uint32_t i = 1; i < 200'000; ++i) file.addReferences({i});
-  EXPECT_FALSE(plist::parse(file.addReferences({}).finish()));
+  EXPECT_FALSE(plist::parse(chain(200'000)));
 }
 
 TEST(PropertyList, RefusesObjectsLaidOverOneAnother) {
@@ -217,6 +199,8 @@ TEST(PropertyList, TellsWhyThereIsNoValue) {
       {Bytes::copyOf("{}"), "neither \"bplist00\" nor XML stands at the start"},
       {Bytes::copyOf("bplist00"), "cut off"},
       {PlistFile().addReferences({0}).finish(), "object 0 holds itself"},
+      {PlistFile().addReferences({1}).addReferences({2}).addReferences({1}).finish(),
+       "object 1 holds itself"},
       {PlistFile().addReferences({1}).add("\x70").finish(), "object 1 is damaged"},
       {PlistFile().addReferences({7}).finish(), "an object is referred to that is not there"},
       {PlistFile().addReferences({1, 1}, 0xD0, 1).add("\x09").finish(), "object 1 is a key, but no string"},
@@ -231,8 +215,7 @@ TEST(PropertyList, TellsWhyThereIsNoValue) {
   };
   for (const auto& [contents, reason] : cases) {
     const auto value = plist::parse(contents);
-    ASSERT_FALSE(value) << reason;
-    EXPECT_EQ(value.error().description(), reason);
+    EXPECT_EQ(value ? "none" : value.error().description(), reason);
   }
   const auto written = plist::write(ValueTree::dictionary({{"a", ValueTree::list({1, nullptr})}}));
   EXPECT_EQ(written.error().description(), "/a/1: null has no form in a property list");

@@ -2,7 +2,6 @@
 
 #include <functional>
 #include <new>
-#include <optional>
 #include <string>
 
 #include "tests/support/AllocationCounter.h"

@@ -6,9 +6,7 @@
 #include <atomic>
 #include <latch>
 #include <memory>
-#include <mutex>
 #include <thread>
-#include <vector>
 
 #include "vantrel/base/Log.h"
 #include "vantrel/loop/ManualClock.h"

@@ -1,11 +1,9 @@
 // What the loop does of itself goes on without memory: nothing comes out of a turn, nothing is lost.
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
 
-#include <memory>
 #include <thread>
 #include <vector>
 

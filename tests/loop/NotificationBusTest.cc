@@ -1,7 +1,6 @@
 #include "vantrel/loop/NotificationBus.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <atomic>
