@@ -38,8 +38,7 @@ TEST(BackgroundQueueTest, ADyingQueueRunsWhatAnyThreadQueuedInOrderWhereOneWorks
 
 TEST(BackgroundQueueTest, ATaskMayDropTheLastOwnerOfItsQueue) {
   int runs = 0;
-  std::latch given(1);
-  std::latch dropped(1);
+  std::latch given(1), dropped(1);
   auto owner = std::make_shared<BackgroundQueue>(1);
   owner->post([&] {
     given.wait();
@@ -55,16 +54,9 @@ TEST(BackgroundQueueTest, ATaskMayDropTheLastOwnerOfItsQueue) {
 TEST(BackgroundQueueTest, BlockedWorkersAreHelpedUpToTheLimitAndNoFurther) {
   constexpr int kLimit = 8;
   BackgroundQueue queue(kLimit);
-  std::latch allRun(kLimit);
-  std::latch release(1);
-  std::atomic<int> running = 0;
-  std::atomic<int> most = 0;
-  for (int i = 0; i < kLimit; ++i) {
-    queue.post([&] {
-      allRun.count_down();
-      release.wait();
-    });
-  }
+  std::latch allRun(kLimit), release(1);
+  std::atomic<int> running = 0, most = 0;
+  for (int i = 0; i < kLimit; ++i) queue.post([&] { allRun.count_down(), release.wait(); });
   for (int i = 0; i < 50; ++i) {
     queue.post([&] {
       const int now = ++running;

@@ -1,13 +1,11 @@
 #include "vantrel/loop/Clock.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <cmath>
 #include <limits>
-#include <string>
-#include <vector>
 
-#include "vantrel/base/Log.h"
+#include "tests/support/LogLines.h"
 #include "vantrel/loop/ManualClock.h"
 #include "vantrel/loop/RunLoop.h"
 
@@ -56,8 +54,7 @@ TEST(ClockTest, WhatWouldOverflowIsTheLastInstantOrTheLongestDuration) {
 
 TEST(ClockTest, TheClockInForceIsTheInnermostScope) {
   EXPECT_EQ(&Clock::current(), &Clock::system());
-  ManualClock outer;
-  ManualClock inner;
+  ManualClock outer, inner;
   {
     const ScopedClock first(outer);
     {
@@ -86,17 +83,12 @@ TEST(ManualClockTest, AdvanceGivesUpALoopThatStaysBusyWithoutTimePassing) {
   ManualClock clock;
   RunLoop loop(&clock);
   std::uint64_t runs = 0;
-  std::function<void()> again = [&] {
-    ++runs;
-    loop.post(again);
-  };
+  const std::function<void()> again = [&] { ++runs, loop.post(again); };
   loop.post(again);
-  std::vector<std::string> lines;
-  const ScopedLogSink sink([&](std::string_view line) { lines.emplace_back(line); });
+  tests::LogLines lines;
   clock.advance(loop, 1s);
   EXPECT_EQ(runs, 100'000U);
-  ASSERT_EQ(lines.size(), 1U);
-  EXPECT_NE(lines[0].find("busy"), std::string::npos);
+  EXPECT_THAT(lines.take(), testing::ElementsAre(testing::HasSubstr("busy")));
   EXPECT_EQ(clock.now(), Instant{1s});
 }
 

@@ -166,11 +166,11 @@ TEST_F(RunLoopTest, WhatACancelledTimerCapturedDiesAtOnceAndMayUseTheLoop) {
 
 TEST_F(RunLoopTest, RefusedDescriptorsAreNotWatched) {
   const int file = open("/proc/self/exe", O_RDONLY | O_CLOEXEC);
-  EXPECT_FALSE(loop.watch(file, RunLoop::Interest::Read, note("file")));
-  close(file);
-  EXPECT_FALSE(loop.watch(file, RunLoop::Interest::Read, note("closed")));
-  EXPECT_FALSE(loop.watch(-1, RunLoop::Interest::Read, note("negative")));
-  loop.unwatch(-1);
+  for (const int refused : {file, -1, file}) {
+    EXPECT_FALSE(loop.watch(refused, RunLoop::Interest::Read, note("watched")));
+    loop.unwatch(refused);
+    if (refused == -1) close(file);
+  }
   EXPECT_FALSE(loop.turn());
 }
 
@@ -186,15 +186,13 @@ TEST_F(RunLoopTest, ADyingLoopDropsEverythingUnrunAndRefusesMore) {
   });
   dying->at(Instant{0s}, [token, this] { journal.push_back("timer"); });
   dying->post([kept = std::move(token), this] { journal.push_back("task"); });
-  EXPECT_THAT(journal, ElementsAre());
   dying.reset();
   EXPECT_TRUE(handle.expired());
   EXPECT_THAT(journal, ElementsAre("dropped"));
 }
 
 TEST(RunLoopThreadsTest, ManyThreadsPostAndEveryTaskRunsInTheOrderOfItsThread) {
-  constexpr int kThreads = 4;
-  constexpr int kTasks = 5000;
+  constexpr int kThreads = 4, kTasks = 5000;
   RunLoop loop;
   std::array<int, kThreads> next{};
   int done = 0;

@@ -1,13 +1,18 @@
-// What the loop does of itself goes on without memory: nothing comes out of a turn, nothing is lost.
+// What the loop does of itself goes on without memory and without descriptors: nothing comes out of a turn,
+// nothing is lost.
 
 #include <gmock/gmock.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
 
+#include <memory>
+#include <optional>
 #include <thread>
 #include <vector>
 
 #include "tests/support/AllocationCounter.h"
+#include "tests/support/LogLines.h"
+#include "tests/support/ScopedLimit.h"
 #include "vantrel/loop/MainQueue.h"
 #include "vantrel/loop/ManualClock.h"
 #include "vantrel/loop/Timer.h"
@@ -17,10 +22,11 @@ namespace {
 
 using namespace std::chrono_literals;
 using testing::ElementsAre;
+using testing::HasSubstr;
 
-class LoopMemoryTest : public testing::Test {
+class LoopWantTest : public testing::Test {
  protected:
-  LoopMemoryTest() { ran.reserve(100); }
+  LoopWantTest() { ran.reserve(100); }
 
   bool turnWithoutMemory() {
     const tests::NoMemory none;
@@ -33,7 +39,7 @@ class LoopMemoryTest : public testing::Test {
   std::vector<int> ran;
 };
 
-TEST_F(LoopMemoryTest, ARepeatingTimerGoesOnAndMayBeMoved) {
+TEST_F(LoopWantTest, ARepeatingTimerGoesOnAndMayBeMoved) {
   const auto timer = Timer::repeating(1s, [this](Timer&) { ran.push_back(1); });
   for (int i = 0; i < 3; ++i) {
     clock.jump(1s);
@@ -50,7 +56,7 @@ TEST_F(LoopMemoryTest, ARepeatingTimerGoesOnAndMayBeMoved) {
   timer->invalidate();
 }
 
-TEST_F(LoopMemoryTest, ADelayFromAnotherThreadIsTakenIn) {
+TEST_F(LoopWantTest, ADelayFromAnotherThreadIsTakenIn) {
   std::thread([this] { MainQueue::postAfter(1s, [this] { ran.push_back(1); }); }).join();
   EXPECT_TRUE(turnWithoutMemory());
   clock.jump(1s);
@@ -58,7 +64,7 @@ TEST_F(LoopMemoryTest, ADelayFromAnotherThreadIsTakenIn) {
   EXPECT_EQ(ran.size(), 1U);
 }
 
-TEST_F(LoopMemoryTest, ANestedTurnLeavesWhatItCannotTakeToTheNextOne) {
+TEST_F(LoopWantTest, ANestedTurnLeavesWhatItCannotTakeToTheNextOne) {
   for (int i = 1; i <= 20; ++i) loop.post([this, i] { ran.push_back(i); });
   loop.post([this] {
     for (int i = 22; i <= 90; ++i) loop.post([this, i] { ran.push_back(i); });
@@ -72,7 +78,7 @@ TEST_F(LoopMemoryTest, ANestedTurnLeavesWhatItCannotTakeToTheNextOne) {
   EXPECT_EQ(ran.back(), 90);
 }
 
-TEST_F(LoopMemoryTest, APreparedTaskIsQueuedOnceBehindTheOthersWhereThereIsMemory) {
+TEST_F(LoopWantTest, APreparedTaskIsQueuedOnceBehindTheOthersWhereThereIsMemory) {
   std::vector<MainQueue::Prepared> prepared;
   for (int i = 1; i <= 50; ++i) prepared.emplace_back([this, i] { ran.push_back(i); });
   {
@@ -88,7 +94,7 @@ TEST_F(LoopMemoryTest, APreparedTaskIsQueuedOnceBehindTheOthersWhereThereIsMemor
   EXPECT_EQ(ran.size(), 51U);
 }
 
-TEST_F(LoopMemoryTest, ReadyDescriptorsAreServedInOneTurnOrAllInTheEnd) {
+TEST_F(LoopWantTest, ReadyDescriptorsAreServedInOneTurnOrAllInTheEnd) {
   for (const bool isThereMemory : {true, false}) {
     ran.clear();
     std::vector<int> descriptors;
@@ -107,7 +113,7 @@ TEST_F(LoopMemoryTest, ReadyDescriptorsAreServedInOneTurnOrAllInTheEnd) {
   }
 }
 
-TEST_F(LoopMemoryTest, AWatchThatFindsNoMemoryLeavesTheOneBefore) {
+TEST_F(LoopWantTest, AWatchThatFindsNoMemoryLeavesTheOneBefore) {
   const int ready = eventfd(1, EFD_CLOEXEC);
   ASSERT_TRUE(loop.watch(ready, RunLoop::Interest::Read, [this] { ran.push_back(1); }));
   std::function<void()> other = [this] { ran.push_back(2); };
@@ -119,6 +125,46 @@ TEST_F(LoopMemoryTest, AWatchThatFindsNoMemoryLeavesTheOneBefore) {
   EXPECT_THAT(ran, ElementsAre(1));
   loop.unwatch(ready);
   close(ready);
+}
+
+/// Runs a timer and a post of another thread; whether it watched what is ready.
+bool runs(RunLoop& loop) {
+  static const int ready = eventfd(1, EFD_CLOEXEC);
+  bool called = false;
+  loop.watch(ready, RunLoop::Interest::Read, [&] { called = true, loop.unwatch(ready); });
+  std::thread poster([&] { loop.post([&] { loop.at(loop.clock().now() + 1ms, [&] { loop.stop(); }); }); });
+  loop.run();
+  poster.join();
+  return called;
+}
+
+TEST(LoopDescriptorsTest, WithoutAnyLeftTasksAndTimersGoOnAndWatchesWorkOnceThereAreSome) {
+  tests::LogLines lines;
+  // With descriptors first: a sanitizer needs some when it meets a type for the first time.
+  EXPECT_TRUE(runs(*std::make_unique<RunLoop>()));
+  log("before");
+  std::optional<tests::ScopedLimit> none(std::in_place, RLIMIT_NOFILE, 3);
+  RunLoop loop;
+  EXPECT_FALSE(runs(loop));
+  EXPECT_EQ(loop.pollDescriptor(), -1);
+  EXPECT_GT(loop.pollTimeout(), 0) << "no post could wake a poll that waits for ever";
+  none.reset();
+  EXPECT_THAT(lines.take(), ElementsAre("before", HasSubstr("Too many open files")));
+  EXPECT_TRUE(runs(loop));
+}
+
+TEST(LoopDescriptorsTest, WhatSomethingElseClosedIsReplacedAndTheNumbersNewOwnerIsLeftAlone) {
+  tests::LogLines lines;
+  auto loop = std::make_unique<RunLoop>();
+  close(loop->pollDescriptor());
+  RunLoop other;  // gets the number, which is no loss to speak of
+  EXPECT_TRUE(runs(*loop));
+  close(loop->pollDescriptor());
+  loop->runFor(30ms);
+  EXPECT_LE(loop->wakeUps(), 5U);
+  loop.reset();
+  EXPECT_TRUE(runs(other));
+  EXPECT_THAT(lines.take(), ElementsAre(HasSubstr("closed its descriptors")));
 }
 
 }  // namespace
