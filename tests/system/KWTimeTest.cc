@@ -258,6 +258,7 @@ TEST(KWTime, DatesOutsideTheCalendarHaveNoFieldsAndDoNotMove) {
     EXPECT_EQ(KWTime::changeDay_onDate(1, date), date);
   }
   EXPECT_EQ(KWTime::day(Date{std::nan("")}), 0);
+  EXPECT_EQ(KWTime::changeDay_onDate(1, make(9999, 12, 31)), make(9999, 12, 31));
   const Date date{0};
   for (const int far : {std::numeric_limits<int>::max(), std::numeric_limits<int>::min()}) {
     EXPECT_EQ(KWTime::changeMonth_onDate(far, date), date);
