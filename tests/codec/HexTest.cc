@@ -3,6 +3,7 @@
 #include <cstring>
 #include <memory>
 #include <random>
+#include <sstream>
 
 #include "tests/codec/HexOracle.h"
 #include "tests/support/EachTarget.h"
@@ -21,20 +22,13 @@ std::vector<std::uint8_t> read(std::string_view text) {
 }
 
 TEST(HexToData, ReadsPairsAsTheCLibraryDoes) {
+  std::istringstream table(
+      "abc ab 0x1F 001f 0X1F 001f GG 00 5z 05 -1 ff -f f1 +7 07 -- 00 1- 01 12:34 1200 é1 00");
+  for (std::string text, hex; table >> text >> hex;) EXPECT_EQ(KWTools::dataToHex(Bytes(read(text))), hex);
   const std::pair<std::string, std::string_view> cases[] = {
       {"", ""},
       {"a", ""},
-      {"abc", "ab"},
       {"AB cd EF", "abcdef"},
-      {"0x1F", "001f"},
-      {"0X1F", "001f"},
-      {"GG", "00"},
-      {"5z", "05"},
-      {"-1", "ff"},
-      {"-f", "f1"},
-      {"+7", "07"},
-      {"--", "00"},
-      {"1-", "01"},
       {"1 23", "12"},
       {"   ", ""},
       {"\t9", "09"},
@@ -42,8 +36,6 @@ TEST(HexToData, ReadsPairsAsTheCLibraryDoes) {
       {"9\t", "09"},
       {"\0001"s, "00"},
       {"1\0"s, "01"},
-      {"12:34", "1200"},
-      {"é1", "00"},                    // U+00E9: no digit
       {"ıf", "1f"},                    // U+0131, whose low byte is the digit 1
       {"Ġ5", "05"},                    // U+0120, whose low byte is white space but which is no space to drop
       {"一二三四", "0000"},            // one unit each

@@ -1,12 +1,43 @@
 #include "vantrel/codec/KWGzip.h"
 
+#include <dlfcn.h>
 #include <gmock/gmock.h>
 
-#include "tests/codec/GzipFailures.h"
+#include <utility>
+
 #include "tests/codec/GzipStreams.h"
 #include "tests/support/Exactly.h"
 #include "tests/support/LogLines.h"
 #include "vantrel/codec/KWTools.h"
+
+namespace {
+
+/// What zlib's next call of the name is to give and to leave as its message (which may be null).
+struct Failure {
+  const char* function;
+  int code;
+  const char* text;
+};
+std::optional<Failure> wanted;
+
+// In place of zlib's function, which this program hides.
+template <typename Function, typename... Arguments>
+int failOrCall(const char* name, z_streamp stream, Arguments... arguments) {
+  if (!wanted || std::string_view(wanted->function) != name)
+    return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name))(stream, arguments...);
+  stream->msg = const_cast<char*>(wanted->text);
+  return std::exchange(wanted, std::nullopt)->code;
+}
+
+}  // namespace
+
+int deflateInit2_(z_streamp stream, int level, int method, int windowBits, int memLevel, int strategy,
+                  const char* version, int size) {
+  return failOrCall<decltype(deflateInit2_)>("deflateInit2_", stream, level, method, windowBits, memLevel,
+                                             strategy, version, size);
+}
+
+int deflate(z_streamp stream, int flush) { return failOrCall<decltype(deflate)>("deflate", stream, flush); }
 
 namespace vantrel::tests {
 namespace {
@@ -32,43 +63,41 @@ TEST(KWGzipTest, SaysOnceWhyItDoesNotCompress) {
   const std::string start = "deflateInit2() Error: ", failure = "zlib error while attempting compression: ";
   const std::string version =
       "\"The version of zlib.h and the version of the library linked do not match.\" Message: \"(null)\"";
+  const std::string unknown = "\"Unknown error code.\" Message: \"(null)\"";
   const std::string full = "\"Ran out of output buffer for writing compressed bytes.\" Message: ";
-  using Fail = void (*)(int code, const char* text);
+  const char* const kInit = "deflateInit2_";
   const struct {
-    Fail fail;
-    int code;
-    const char* text;
+    std::optional<Failure> failure;
     std::string line;
     std::optional<Bytes> data = zeros(100);
   } cases[] = {
-      {nullptr, 0, nullptr, nothing, std::nullopt},
-      {nullptr, 0, nullptr, nothing, Bytes()},
+      {{}, nothing, std::nullopt},
+      {{}, nothing, Bytes()},
       // Short data that do not shrink have no room.
-      {nullptr, 0, nullptr, failure + full + "\"buffer error\"", noise(60)},
-      {nullptr, 0, nullptr, failure + full + "\"buffer error\"", noise(199)},
-      {failNextDeflateInit, Z_VERSION_ERROR, nullptr, start + version},
-      {failNextDeflateInit, Z_MEM_ERROR, "no heap", start + "\"Insufficient memory.\" Message: \"no heap\""},
-      {failNextDeflateInit, Z_STREAM_ERROR, "",
-       start + "\"Invalid parameter passed in to function.\" Message: \"\""},
-      {failNextDeflateInit, Z_BUF_ERROR, nullptr, start + "\"Unknown error code.\" Message: \"(null)\""},
-      {failNextDeflateInit, Z_STREAM_END, nullptr, start + "\"Unknown error code.\" Message: \"(null)\""},
-      {failNextDeflate, Z_VERSION_ERROR, nullptr, failure + version},
-      {failNextDeflate, Z_BUF_ERROR, "full", failure + full + "\"full\""},
-      {failNextDeflate, Z_MEM_ERROR, nullptr,
+      {{}, failure + full + "\"buffer error\"", noise(60)},
+      {{}, failure + full + "\"buffer error\"", noise(199)},
+      {{{kInit, Z_VERSION_ERROR, nullptr}}, start + version},
+      {{{kInit, Z_MEM_ERROR, "no heap"}}, start + "\"Insufficient memory.\" Message: \"no heap\""},
+      {{{kInit, Z_STREAM_ERROR, ""}}, start + "\"Invalid parameter passed in to function.\" Message: \"\""},
+      {{{kInit, Z_BUF_ERROR, nullptr}}, start + unknown},
+      {{{kInit, Z_STREAM_END, nullptr}}, start + unknown},
+      {{{"deflate", Z_VERSION_ERROR, nullptr}}, failure + version},
+      {{{"deflate", Z_BUF_ERROR, "full"}}, failure + full + "\"full\""},
+      {{{"deflate", Z_MEM_ERROR, nullptr}},
        failure + "\"Memory could not be allocated for processing.\" Message: \"(null)\""},
-      {failNextDeflate, Z_DATA_ERROR, nullptr,
+      {{{"deflate", Z_DATA_ERROR, nullptr}},
        failure + "\"The deflate data was invalid or incomplete.\" Message: \"(null)\""},
-      {failNextDeflate, Z_STREAM_ERROR, nullptr,
-       failure + "\"The stream state was inconsistent (e.g., next_in or next_out was NULL).\" Message: "
-                 "\"(null)\""},
-      {failNextDeflate, Z_ERRNO, nullptr,
+      {{{"deflate", Z_STREAM_ERROR, nullptr}},
+       failure +
+           "\"The stream state was inconsistent (e.g., next_in or next_out was NULL).\" Message: \"(null)\""},
+      {{{"deflate", Z_ERRNO, nullptr}},
        failure + "\"Error occured while reading file.\" Message: \"(null)\""},
-      {failNextDeflate, Z_NEED_DICT, nullptr, failure + "\"Unknown error code.\" Message: \"(null)\""},
+      {{{"deflate", Z_NEED_DICT, nullptr}}, failure + unknown},
   };
-  for (const auto& [fail, code, text, line, data] : cases) {
+  for (const auto& [fault, line, data] : cases) {
     LogLines lines;
-    if (fail) fail(code, text);
-    EXPECT_EQ(KWGzip::gzipData(data), std::nullopt) << code;
+    wanted = fault;
+    EXPECT_EQ(KWGzip::gzipData(data), std::nullopt) << line;
     EXPECT_THAT(lines.take(), ElementsAre("+[KWGzip gzipData:]:" + line));
   }
 }
