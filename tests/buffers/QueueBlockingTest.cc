@@ -1,15 +1,20 @@
-// Blocking, with threads that are known to be asleep before anything is done to them.
+// Blocking, with threads that are known to be asleep before anything is done to them, and destroying a queue
+// from under such threads: the sanitizers see whoever touches it too late.
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <atomic>
 #include <string_view>
 
 #include "tests/buffers/QueueSupport.h"
+#include "tests/support/Sanitizers.h"
 #include "tests/support/Watchdog.h"
 
 namespace vantrel::tests {
 namespace {
 
+using testing::AnyOf;
+using testing::Each;
 using testing::ElementsAre;
 
 /// Threads that each do one blocking get or put of item 7, and what became of them.
@@ -23,11 +28,12 @@ class Blocked {
         if (gets && (result == QUEUE_OK) == (out == nullptr)) result = 99;
       });
     }
-    awaitBlocked(queue, getters, putters);
   }
 
+  /// The results, each of which is that of a success or of a closed queue.
   std::vector<std::int8_t> join() {
     threads_.clear();
+    EXPECT_THAT(results_, Each(AnyOf(QUEUE_OK, QUEUE_ERR_CLOSED)));
     return results_;
   }
 
@@ -80,6 +86,7 @@ TEST(QueueBlockingTest, WhoIsWokenByWhat) {
     const QueueHandle queue(queue_create_limited(2));
     for (int i = 1; each.putters > 0 && i <= 2; ++i) queue_put(queue.get(), item(i));
     Blocked blocked(queue.get(), each.getters, each.putters);
+    awaitBlocked(queue.get(), each.getters, each.putters);
     EXPECT_EQ(act(queue.get(), each.script), each.result);
     const unsigned woken = each.woken;
     awaitBlocked(queue.get(), each.getters - std::min(woken, each.getters),
@@ -88,9 +95,7 @@ TEST(QueueBlockingTest, WhoIsWokenByWhat) {
     EXPECT_EQ(contents(queue), each.left);
 
     EXPECT_EQ(queue_set_new_data(queue.get(), 0), QUEUE_OK);  // wakes all the others
-    const std::vector<std::int8_t> results = blocked.join();
-    EXPECT_EQ(std::count(results.begin(), results.end(), QUEUE_OK), woken);
-    EXPECT_EQ(std::count(results.begin(), results.end(), QUEUE_ERR_CLOSED), std::ssize(results) - woken);
+    EXPECT_EQ(std::ranges::count(blocked.join(), QUEUE_OK), woken);
     EXPECT_EQ(contents(queue), each.left) << "closing keeps the items";
   }
 }
@@ -144,6 +149,96 @@ TEST(QueueBlockingTest, EveryWakeUpLooksAtTheQueueAnew) {
       EXPECT_EQ(number(out), each.changes ? 8 : 0);
     }
   }
+}
+
+constexpr int kRounds = 150;
+
+/// Returns once so many threads are blocked or on the way there.
+void awaitInside(queue_state* queue, unsigned threads) {
+  bool reached = false;
+  for (int turn = 1; !reached; ++turn) {  // with hardly a pause, to meet them before they sleep
+    if (turn % 50 == 0) std::this_thread::yield();
+    queue_lock_internal(queue);
+    const queue_guard* const guard = queue_guard_of(queue);
+    reached = guard->waiting_get + guard->waiting_put + guard->stepped_aside == threads;
+    queue_unlock_internal(queue);
+  }
+}
+
+// Whoever gets in before the queue is destroyed leaves with an item, or refused; no item gets lost.
+TEST(QueueDestroyTest, WhoeverIsInsideLeavesFirst) {
+  static int dropped;
+  const struct {
+    unsigned getters, putters;  // both: all are asleep
+    const char* script;         // just before the destroy
+    int held;                   // with what the script puts and gets
+  } cases[] = {{0, 1, "", 1}, {1, 0, "", 0}, {3, 0, "PP", 2}, {0, 3, "G", 0}, {2, 2, "", 0}};
+  for (const auto& [getters, putters, script, held] : cases) {
+    SCOPED_TRACE(testing::Message() << putters << " putters, " << getters << " getters");
+    const Watchdog watchdog;
+    for (int round = 0; round < kRounds && !HasFailure(); ++round) {
+      queue_state* const queue = queue_create_limited(putters > 0 ? 1 : 0);
+      if (putters > 0) queue_put(queue, item(1));
+      Blocked putting(queue, 0, putters);
+      if (putters > 0 && getters > 0) {
+        awaitBlocked(queue, 0, putters);
+        queue_flush(queue);  // wakes nobody, so that getters can be blocked as well
+      }
+      Blocked getting(queue, getters, 0);
+      awaitInside(queue, getters + putters);
+      EXPECT_EQ(act(queue, script), QUEUE_OK);
+      dropped = 0;
+      EXPECT_EQ(queue_destroy_complete(queue, [](void*) { ++dropped; }), 0);
+      const auto put = std::ranges::count(putting.join(), QUEUE_OK),
+                 taken = std::ranges::count(getting.join(), QUEUE_OK);
+      EXPECT_EQ(held + put, taken + dropped);
+      EXPECT_LE(put, script == std::string_view("G") ? 1 : 0);
+    }
+  }
+}
+
+TEST(QueueDestroyTest, TheConsumerThatFindsTheQueueClosedMayDestroyIt) {
+  const Watchdog watchdog;
+  for (int round = 0; round < kRounds; ++round) {
+    queue_state* const queue = queue_create();
+    std::jthread consumer([&] {
+      void* out = nullptr;
+      while (queue_get_wait(queue, &out) == QUEUE_OK) {
+      }
+      EXPECT_EQ(queue_destroy(queue), 0);
+    });
+    queue_put(queue, item(1));
+    queue_set_new_data(queue, 0);
+  }
+}
+
+/// Waits for a condition of its own with the mutex of a queue.
+struct Bystander {
+  pthread_cond_t condition = PTHREAD_COND_INITIALIZER;
+  bool released = false;
+  std::atomic<bool> waits = false;
+
+  void wait(pthread_mutex_t* mutex) {
+    pthread_mutex_lock(mutex);
+    waits = true;
+    while (!released) pthread_cond_wait(&condition, mutex);
+    pthread_mutex_unlock(mutex);
+  }
+};
+
+TEST(QueueDestroyTest, AMutexThatIsBusyIsTriedAgain) {
+  if (kThreadSanitized) GTEST_SKIP() << "destroys a mutex that is waited with";
+  const Watchdog watchdog;
+  queue_state* const queue = queue_create();
+  Bystander bystander;
+  std::jthread thread([&, mutex = queue->mutex] { bystander.wait(mutex); });
+  while (!bystander.waits) std::this_thread::yield();
+  queue_put(queue, &bystander);  // once the wait has let the mutex go
+  const auto release = [](void* item) {
+    static_cast<Bystander*>(item)->released = true;
+    pthread_cond_signal(&static_cast<Bystander*>(item)->condition);
+  };
+  EXPECT_EQ(queue_destroy_complete(queue, release), 0) << "the last result, not EBUSY";
 }
 
 }  // namespace
