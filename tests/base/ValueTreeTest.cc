@@ -20,10 +20,8 @@ using Kind = ValueTree::Kind;
 
 ValueTree tower(int levels) {
   ValueTree tree;
-  for (int i = 0; i < levels; ++i) {
-    tree =
-        i % 2 == 0 ? ValueTree::list({std::move(tree)}) : ValueTree::dictionary({{"down", std::move(tree)}});
-  }
+  for (int i = 0; i < levels; i += 2)
+    tree = ValueTree::dictionary({{"down", ValueTree::list({std::move(tree)})}});
   return tree;
 }
 
@@ -133,15 +131,10 @@ TEST(ValueTree, DictionariesAreWhatSettingAndRemovingMakesOfThem) {
 TEST(ValueTree, ListItemsAreReplacedInsertedAndRemoved) {
   ValueTree list;
   EXPECT_FALSE(list.insert(1, 0));
-  EXPECT_TRUE(list.insert(0, "b, longer than a value itself"));
-  EXPECT_TRUE(list.insert(0, "a"));
-  EXPECT_TRUE(list.set(2, "c"));
+  EXPECT_TRUE(list.insert(0, "b, longer than a value itself") && list.insert(0, "a") && list.set(2, "c"));
   const ValueTree copy = list;
-  EXPECT_TRUE(list.set(0, "A"));
-  EXPECT_TRUE(list.remove(1));
-  EXPECT_FALSE(list.set(3, "d"));
-  EXPECT_FALSE(list.remove(2));
-  EXPECT_FALSE(list.remove(-1));
+  EXPECT_TRUE(list.set(0, "A") && list.remove(1));
+  EXPECT_FALSE(list.set(3, "d") || list.remove(2) || list.remove(-1));
   EXPECT_EQ(list, ValueTree::list({"A", "c"}));
   EXPECT_EQ(copy, ValueTree::list({"a", "b, longer than a value itself", "c"}));
 }
@@ -152,7 +145,6 @@ TEST(ValueTree, NestedValuesAreFoundAndChangedWhereTheyStand) {
   EXPECT_EQ(tree.find("users", 0, "age"), &tree["users"][0]["age"]);
   EXPECT_EQ(tree.find("users", 1, "age"), nullptr);
   EXPECT_EQ(tree.edit("users", "age"), nullptr);
-  ASSERT_NE(tree.edit("users", 0, "age"), nullptr);
   *tree.edit("users", 0, "age") = 2;
   EXPECT_EQ(tree["users"][0]["age"], ValueTree(2));
   EXPECT_EQ(before["users"][0]["age"], ValueTree(1));
@@ -193,11 +185,8 @@ static_assert(kTakesNone<ValueTree::Step, char, bool, double>);
 TEST(ValueTree, ANullTextIsNullAndNamesNothing) {
   const char* const none = nullptr;
   ValueTree tree = ValueTree::dictionary({{none, 1}, {"", 2}});
-  EXPECT_EQ(tree, ValueTree::dictionary({{"", 2}}));
   EXPECT_EQ(tree[none], ValueTree());
-  EXPECT_FALSE(tree.set(none, 1));
-  EXPECT_FALSE(tree.setAt({"a", none}, 1));
-  EXPECT_FALSE(tree.remove(none));
+  EXPECT_FALSE(tree.set(none, 1) || tree.setAt({"a", none}, 1) || tree.remove(none));
   EXPECT_EQ(tree, ValueTree::dictionary({{"", 2}}));
   EXPECT_EQ(tree[std::string_view()], ValueTree(2));
   tree.set("", none);
@@ -215,12 +204,11 @@ TEST(ValueTree, IsPrintedOnOneLine) {
 }
 
 TEST(ValueTree, IsCopiedComparedAndDestroyedAtAnyDepth) {
-  const ValueTree one = tower(100'000);
-  ValueTree copy = one;
+  const ValueTree one = tower(100'000), copy = one;
   ValueTree other = tower(100'000);
   EXPECT_EQ(copy, one);
   EXPECT_EQ(other, one);
-  EXPECT_FALSE(other == tower(99'999));
+  EXPECT_FALSE(other == tower(99'998));
   other.set("extra", 1);
   EXPECT_FALSE(other == one);
 }
@@ -231,8 +219,7 @@ TEST(ValueTree, SmallValuesAllocateNothing) {
   const ValueTree values[] = {
       1, 2.5, true, nullptr, "fourteen bytes", Date{1}, ValueTree::list(), ValueTree::dictionary()};
   const ValueTree copy = dictionary;
-  EXPECT_EQ(tests::allocationsOfThisThread(), before);
-  EXPECT_EQ(values[4].asString(), "fourteen bytes");
+  EXPECT_EQ(tests::allocationsOfThisThread(), before) << values[4] << copy;
   dictionary = ValueTree::dictionary({{"position", 0}});
   const std::uint64_t rebuilt = tests::allocationsOfThisThread();
   EXPECT_EQ(rebuilt, before + 1);

@@ -91,6 +91,8 @@ TEST(KeyedArchive, ReadsWhatOthersArchive) {
       {"NSString", fields(R"({"NS.string":"$null"})"), "$null"},
       {"NSMutableData", ValueTree::dictionary({{"NS.data", data}}), data},
       {"NSSet", fields(R"({"NS.objects":[]})"), ValueTree::list()},
+      {"NSMutableArray", fields(R"({"NS.objects":[]})"), ValueTree::list()},
+      {"NSMutableDictionary", fields(R"({"NS.keys":[],"NS.objects":[]})"), ValueTree::dictionary()},
       {"NSMutableSet", fields(R"({"NS.objects":["\u0000"]})"), ValueTree::list({nullptr})},
   };
   for (const auto& [name, instance, value] : cases)

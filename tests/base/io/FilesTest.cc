@@ -83,25 +83,22 @@ TEST(Files, ReadsTheRestOfAnyDescriptor) {
 
 TEST(Files, HandsOverPiecesOfAFileThatGrowsOrShrinksMeanwhile) {
   constexpr std::size_t kTwo = 2 * files::kPiece;
-  const struct {
-    std::size_t sizeMeanwhile;
-    std::vector<std::size_t> pieces;
-  } cases[] = {{kTwo, {files::kPiece, files::kPiece}},
-               {kTwo + 5, {files::kPiece, files::kPiece, 5}},
-               {files::kPiece + 5, {files::kPiece, 5}},
-               {0, {files::kPiece}}};
+  const std::pair<std::size_t, std::vector<std::size_t>> cases[] = {
+      {kTwo, {files::kPiece, files::kPiece}},
+      {kTwo + 5, {files::kPiece, files::kPiece, 5}},
+      {files::kPiece + 5, {files::kPiece, 5}},
+      {0, {files::kPiece}}};
   const ScratchFolder folder;
-  for (const auto& c : cases) {
+  for (const auto& [sizeMeanwhile, expected] : cases) {
     const std::string name = folder.put("file", std::string(kTwo, 'x'));
     const Result<Descriptor> file = files::openToRead(name);
-    ASSERT_TRUE(file);
     std::vector<std::size_t> pieces;
     EXPECT_TRUE(files::readPieces(file->get(), [&](std::span<const std::uint8_t> piece) {
       pieces.push_back(piece.size());
-      fs::resize_file(name, c.sizeMeanwhile);
+      fs::resize_file(name, sizeMeanwhile);
       return true;
     }));
-    EXPECT_EQ(pieces, c.pieces);
+    EXPECT_EQ(pieces, expected);
   }
   int calls = 0;
   const Result<Descriptor> endless = files::openToRead("/dev/zero");

@@ -32,16 +32,15 @@ TEST(AtomicFileProcesses, WritesUnderAHiddenNameWhereItMust) {
   const ScratchFolder folder;
   folder.put("file", "old");
   folder.put(".file.vantrel-tmp", "left over");
-  EXPECT_EQ(tests::resultOf(tests::startChild([&] {
-              if (::chroot(folder.path().c_str()) != 0 || !AtomicFile::create("/dropped")->write(bytes("x")))
-                return false;
-              auto file = AtomicFile::create("/file");
-              if (!file || !file->write(bytes("new")) || ::access("/.file.vantrel-tmp", F_OK) != 0)
-                return false;
-              auto other = AtomicFile::create("/file");
-              return other && other->write(bytes("newest")) && file->commit() && other->commit();
-            })),
-            0);
+  const pid_t child = tests::startChild([&] {
+    if (::chroot(folder.path().c_str()) != 0) return false;
+    const bool dropped = AtomicFile::create("/dropped")->write(bytes("x")).has_value();
+    auto file = AtomicFile::create("/file");
+    const bool hidden = file->write(bytes("new")) && ::access("/.file.vantrel-tmp", F_OK) == 0;
+    auto other = AtomicFile::create("/file");
+    return dropped && hidden && other->write(bytes("newest")) && file->commit() && other->commit();
+  });
+  EXPECT_EQ(tests::resultOf(child), 0);
   EXPECT_EQ(folder.contentsOf("file"), "newest");
   EXPECT_THAT(folder.names(), ElementsAre("file"));
 }
