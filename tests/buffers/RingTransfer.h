@@ -51,13 +51,11 @@ struct RingTransfer {
   std::uint32_t mostGet = RingBytes::kMostAtOnce;
 };
 
-/// One thread puts bytes in random sizes, this one gets and checks them.
-template <typename Ring>
-void transferThroughRing(const RingTransfer& transfer) {
+/// One thread puts bytes in random sizes, this one gets and checks them; both say how many it were.
+template <typename Put, typename Get>
+void transferThroughRing(const RingTransfer& transfer, Put put, Get get) {
   SCOPED_TRACE(testing::Message() << "ring of " << transfer.ringSize << ", seed " << transfer.seed);
   const Watchdog watchdog(20 + static_cast<unsigned>(transfer.total / 50'000'000));
-  Ring ring;
-  ASSERT_TRUE(ring.ringMakeSize(transfer.ringSize));
   const RingBytes bytes;
   std::atomic<bool> wrong{false};
 
@@ -66,7 +64,7 @@ void transferThroughRing(const RingTransfer& transfer) {
     for (std::uint64_t sent = 0; sent < transfer.total && !wrong.load(std::memory_order_relaxed);) {
       const auto size = static_cast<std::uint32_t>(
           std::min<std::uint64_t>(drawSize(random, transfer.mostPut), transfer.total - sent));
-      const std::uint32_t taken = ring.ringPut_Size(bytes.from(sent), size);
+      const std::uint32_t taken = put(bytes.from(sent), size);
       sent += taken;
       if (taken < size) std::this_thread::yield();
     }
@@ -77,7 +75,7 @@ void transferThroughRing(const RingTransfer& transfer) {
   std::uint64_t received = 0;
   while (received < transfer.total) {
     const std::uint32_t size = drawSize(random, transfer.mostGet);
-    const std::uint32_t given = ring.ringGet_Size(got.data(), size);
+    const std::uint32_t given = get(got.data(), size);
     wrong = given > size || std::memcmp(got.data(), bytes.from(received), given) != 0;
     if (wrong) break;
     received += given;
@@ -86,6 +84,14 @@ void transferThroughRing(const RingTransfer& transfer) {
   producer.join();
   EXPECT_FALSE(wrong) << "a byte is wrong among the " << RingBytes::kMostAtOnce << " after " << received;
   EXPECT_EQ(received, transfer.total);
+}
+
+inline void transferThroughKWRing(const RingTransfer& transfer) {
+  KWRing ring;
+  ASSERT_TRUE(ring.ringMakeSize(transfer.ringSize));
+  transferThroughRing(
+      transfer, [&](const void* from, std::uint32_t size) { return ring.ringPut_Size(from, size); },
+      [&](void* to, std::uint32_t size) { return ring.ringGet_Size(to, size); });
   ring.ringRelease();
 }
 

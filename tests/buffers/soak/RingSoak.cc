@@ -10,7 +10,7 @@ INSTANTIATE_TEST_SUITE_P(Seeds, RingSoak, testing::Range(1U, 11U));
 
 TEST_P(RingSoak, DeliversEveryByteInOrder) {
   const auto ringSize = static_cast<std::int32_t>(4096U << GetParam());
-  transferThroughRing<KWRing>({ringSize, 10'000'000'000, 100 * GetParam()});
+  transferThroughKWRing({ringSize, 10'000'000'000, 100 * GetParam()});
 }
 
 }  // namespace
