@@ -7,7 +7,6 @@
 #include <cmath>
 #include <limits>
 #include <random>
-#include <ranges>
 #include <tuple>
 #include <vector>
 
@@ -112,9 +111,12 @@ TEST(KWTime, AgreesWithTheCLibraryOnRandomMomentsAndAtEveryChangeOfTheClock) {
     for (std::int64_t day = -30'000 * kDay; day < 40'000 * kDay; day += kDay) {
       const std::int64_t offset = offsetAt(day), next = offsetAt(day + kDay);
       if (offset == next) continue;
-      const auto isBefore = [&](std::int64_t moment) { return offsetAt(moment) == offset; };
-      const auto first = std::ranges::partition_point(std::views::iota(day, day + kDay), isBefore);
-      ASSERT_NO_FATAL_FAILURE(agreesAtChange(*first - 1, offset, next));
+      std::int64_t before = day;
+      for (std::int64_t behind = day + kDay; behind - before > 1;) {
+        const std::int64_t middle = (before + behind) / 2;
+        (offsetAt(middle) == offset ? before : behind) = middle;
+      }
+      ASSERT_NO_FATAL_FAILURE(agreesAtChange(before, offset, next));
       ++changes;
     }
   }

@@ -89,16 +89,16 @@ TEST(Files, HandsOverPiecesOfAFileThatGrowsOrShrinksMeanwhile) {
       {files::kPiece + 5, {files::kPiece, 5}},
       {0, {files::kPiece}}};
   const ScratchFolder folder;
-  for (const auto& [sizeMeanwhile, expected] : cases) {
+  for (const auto& each : cases) {
     const std::string name = folder.put("file", std::string(kTwo, 'x'));
     const Result<Descriptor> file = files::openToRead(name);
     std::vector<std::size_t> pieces;
     EXPECT_TRUE(files::readPieces(file->get(), [&](std::span<const std::uint8_t> piece) {
       pieces.push_back(piece.size());
-      fs::resize_file(name, sizeMeanwhile);
+      fs::resize_file(name, each.first);
       return true;
     }));
-    EXPECT_EQ(pieces, expected);
+    EXPECT_EQ(pieces, each.second);
   }
   int calls = 0;
   const Result<Descriptor> endless = files::openToRead("/dev/zero");
