@@ -127,6 +127,13 @@ TEST_F(SettingsStoreTest, StoresOverOneFileLoseNoKeyOfEachOther) {
   EXPECT_EQ(one.objectForKey("common"), ValueTree(2)) << "noticed without a write of its own";
   ASSERT_TRUE(one.synchronize());
   EXPECT_EQ(two.all(), ValueTree::dictionary({{"common", 2}, {"of two", 2}}));
+  for (const ValueTree value : {3, 4, 5}) {
+    EXPECT_TRUE(two.setObject_forKey(value, "common"));
+    ASSERT_TRUE(two.synchronize());
+    EXPECT_TRUE(one.synchronize());
+    EXPECT_EQ(one.objectForKey("common"), value) << "however lately it was read before";
+    EXPECT_EQ(one.objectForKey("common"), value);
+  }
 }
 
 TEST_F(SettingsStoreTest, SetsEachDamagedFileAsideUnderItsOwnNameAndSaysSo) {

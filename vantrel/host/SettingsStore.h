@@ -29,7 +29,8 @@ class LiveSettings;
 ///
 /// Writing is atomic and synced: whatever happens, the file is the old or the new one. Processes that share a
 /// file lose no key of each other: each writes only the keys that it changed into what stands in the file by
-/// then, under a lock; what another process has written is seen with the next reading.
+/// then, under a lock. What another process has written is seen by every reading a hundredth of a second
+/// later, and by the first one after `synchronize`.
 ///
 /// A file that cannot be read as settings is kept beside under another name (its own with ".damaged-" and the
 /// time), and the log says so. When it cannot be read for another reason (no descriptor is free, no right),
@@ -75,9 +76,10 @@ class VANTREL_EXPORT SettingsStore {
   /// All entries as one dictionary.
   ValueTree all() const;
 
-  /// Writes pending changes now. Fails with the reason when the file does not hold all of them then: the
-  /// system's (EACCES, ENOSPC, ...), EWOULDBLOCK when another process holds the lock, EFBIG for a value that
-  /// other processes have left no room for. But for that last one the changes stay pending.
+  /// Writes pending changes now, and has the next reading see what others have written. Fails with the reason
+  /// when the file does not hold all of them then: the system's (EACCES, ENOSPC, ...), EWOULDBLOCK when
+  /// another process holds the lock, EFBIG for a value that other processes have left no room for. But for
+  /// that last one the changes stay pending.
   Result<void> synchronize();
 
  private:

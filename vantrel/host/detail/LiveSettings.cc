@@ -1,5 +1,7 @@
 #include "vantrel/host/detail/LiveSettings.h"
 
+#include <time.h>
+
 #include <atomic>
 #include <cerrno>
 #include <new>
@@ -15,11 +17,22 @@ namespace {
 // For the lock of another process, which writes under it and no more.
 constexpr std::chrono::milliseconds kPatience{5000};
 
+// How long a reading may go by an earlier look at the file: a look takes far longer than all else of a
+// reading.
+constexpr Duration kFreshness = std::chrono::milliseconds(5);
+
 // How often the writer looks at a clock that stands still.
 constexpr Duration kManualClockGlance = std::chrono::milliseconds(10);
 
 // The exit waits for a lock once, however many stores there are.
 std::atomic<bool> exitHasWaited = false;
+
+// The machine's monotonic time, a tick of its timer old at most; a third of what the exact one costs.
+Duration coarseTime() {
+  timespec now{};
+  clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
+  return std::chrono::seconds(now.tv_sec) + Duration(now.tv_nsec);
+}
 
 // A sink of the log may use the store, so lines are said when no lock is held.
 void say(const std::vector<std::string>& lines) {
@@ -95,11 +108,20 @@ ValueTree LiveSettings::merged() const {
   return values;
 }
 
+bool LiveSettings::isFresh() const { return looked_ && coarseTime() - *looked_ < kFreshness; }
+
 // Takes over what another process has written. While the file cannot be read, what was known stays, and the
-// next use tries again.
+// next use tries again. Under any clock but the machine's each use looks.
 void LiveSettings::refresh(Lines& lines) {
+  if (isFresh()) return;
+  looked_.reset();
+  const bool isSystemClock = &Clock::current() == &Clock::system();
+  const Duration now = coarseTime();
   const std::optional<FileVersion> version = file_.version();
-  if (version && version == seen_) return;
+  if (version && version == seen_) {
+    if (isSystemClock) looked_ = now;
+    return;
+  }
   SettingsFile::Contents contents = file_.read();
   if (contents.state == SettingsFile::State::Unreadable) {
     if (!std::exchange(readFailureSaid_, true)) {
@@ -152,6 +174,7 @@ Result<void> LiveSettings::flush(Lines& lines) try {
   PendingChanges::Serial latest = 0;
   {
     const MutexLock lock(mutex_);
+    looked_.reset();
     if (pending_.empty()) return {};
     latest = pending_.latest();
     gathering_.begun();

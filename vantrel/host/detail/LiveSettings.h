@@ -21,6 +21,7 @@
 #include "vantrel/host/detail/Gathering.h"
 #include "vantrel/host/detail/PendingChanges.h"
 #include "vantrel/host/detail/SettingsFile.h"
+#include "vantrel/loop/Clock.h"
 
 namespace vantrel::host::detail {
 
@@ -41,7 +42,7 @@ class LiveSettings : public ExitList::Member, public std::enable_shared_from_thi
   std::optional<ValueTree> find(std::string_view key);
   ValueTree all();
 
-  /// Writes what is pending; why the file does not hold all of it then.
+  /// Writes what is pending; why the file does not hold all of it then. The next reading looks at the file.
   Result<void> flush();
 
   /// Ends the writer and writes what is pending; says so when that is the end of it. Throws nothing.
@@ -66,6 +67,7 @@ class LiveSettings : public ExitList::Member, public std::enable_shared_from_thi
   std::chrono::milliseconds patience() const VANTREL_REQUIRES(mutex_);
   ValueTree merged() const VANTREL_REQUIRES(mutex_);
   void refresh(Lines& lines) VANTREL_REQUIRES(mutex_);
+  bool isFresh() const VANTREL_REQUIRES(mutex_);
   void know(SettingsFile::Contents contents) VANTREL_REQUIRES(mutex_);
   void note(const SettingsFile::Update& update, Lines& lines) VANTREL_REQUIRES(mutex_);
 
@@ -79,6 +81,8 @@ class LiveSettings : public ExitList::Member, public std::enable_shared_from_thi
   ValueTree stored_ VANTREL_GUARDED_BY(mutex_) = ValueTree::dictionary();
   std::optional<Extent> storedExtent_ VANTREL_GUARDED_BY(mutex_);  // once somebody has asked
   std::optional<FileVersion> seen_ VANTREL_GUARDED_BY(mutex_);
+  // When the file was found to be the one known; absent when the next reading is to look again.
+  std::optional<Duration> looked_ VANTREL_GUARDED_BY(mutex_);
   PendingChanges pending_ VANTREL_GUARDED_BY(mutex_);
   Gathering gathering_ VANTREL_GUARDED_BY(mutex_);
   // The changes up to this one have been said to be lost.
