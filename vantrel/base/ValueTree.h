@@ -222,6 +222,29 @@ class VANTREL_EXPORT ValueTree {
   Cell cell_;
 };
 
+inline std::optional<bool> ValueTree::asBoolean() const noexcept {
+  if (kind() != Kind::Boolean) return std::nullopt;
+  return cell_.value.boolean;
+}
+
+inline std::optional<std::int64_t> ValueTree::asInteger() const noexcept {
+  if (kind() != Kind::Integer || cell_.tag == kLargeInteger) return std::nullopt;
+  return static_cast<std::int64_t>(cell_.value.bits);
+}
+
+inline std::optional<std::uint64_t> ValueTree::asUnsigned() const noexcept {
+  if (kind() != Kind::Integer) return std::nullopt;
+  if (cell_.tag != kLargeInteger && static_cast<std::int64_t>(cell_.value.bits) < 0) return std::nullopt;
+  return cell_.value.bits;
+}
+
+inline std::optional<double> ValueTree::asDouble() const noexcept {
+  if (kind() == Kind::Floating) return cell_.value.number;
+  if (kind() != Kind::Integer) return std::nullopt;
+  if (cell_.tag == kLargeInteger) return static_cast<double>(cell_.value.bits);
+  return static_cast<double>(static_cast<std::int64_t>(cell_.value.bits));
+}
+
 class ValueTree::Member {
  public:
   std::string_view key() const noexcept { return *key_.asString(); }
