@@ -193,6 +193,8 @@ TEST(Json, PartsOfAnySizeOutliveAndNeverChangeTheirDocument) {
 
 TEST(Json, OfEqualKeysTheLastOneCounts) {
   EXPECT_EQ(json::writeCompact(*json::parse(R"({"a":1,"b":2,"a":3,"a":[4]})")), R"({"a":[4],"b":2})");
+  EXPECT_EQ(json::writeCompact(*json::parse(R"([{"a":1,"b":2},{"a":3,"b":4},{"a":5,"a":6},{"a":7,"a":8}])")),
+            R"([{"a":1,"b":2},{"a":3,"b":4},{"a":6},{"a":8}])");
   EXPECT_EQ(json::parse("{" + repeated("\"k\":1,", 100'000) + "\"k\":2}"), ValueTree::dictionary({{"k", 2}}));
 }
 

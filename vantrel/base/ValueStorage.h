@@ -232,6 +232,20 @@ struct VANTREL_EXPORT ValueAccess {
     const std::uint64_t mixed = (words[0] ^ std::rotl(words[1], 29)) * 0x9e3779b97f4a7c15;
     return static_cast<std::uint32_t>(mixed >> 32);
   }
+  /// True where each key of two dictionaries' cells is bit by bit that of the other one, as it is of equal
+  /// keys that are short.
+  static bool haveSameShortKeys(const ValueTree* some, const ValueTree* others,
+                                std::size_t members) noexcept {
+    std::uint64_t differing = 0;
+    for (std::size_t i = 0; i < members * 2; i += 2) {
+      Words one;
+      Words other;
+      std::memcpy(&one, &some[i].cell_, sizeof one);
+      std::memcpy(&other, &others[i].cell_, sizeof other);
+      differing |= (one[0] ^ other[0]) | (one[1] ^ other[1]);
+    }
+    return differing == 0;
+  }
   static Member member(ValueTree key, ValueTree value) noexcept {
     return Member(std::move(key), std::move(value));
   }
