@@ -54,10 +54,7 @@ class Writer {
 
   std::optional<std::string> write(const ValueTree& value) {
     output_.reserve(kLongestNumber);
-    if (!writeOne(value)) return std::nullopt;
-    while (depth_ != 0) {
-      if (!step()) return std::nullopt;
-    }
+    if (!(isFull(value) ? writeContainer(value) : writeOne(value))) return std::nullopt;
     return output_.take();
   }
 
@@ -76,25 +73,56 @@ class Writer {
   /// What always fits behind a string: its quote, and what may follow a key.
   static constexpr std::size_t kBehindString = 3 + kLongestNumber;
 
-  /// Writes the innermost open container's next value, or closes it.
-  bool step() {
-    Open& open = open_[depth_ - 1];
-    if (open.isDictionary) open.next = ValueAccess::skipHoles(open.next, open.end);
-    if (open.next == open.end) {
-      --depth_;
-      startLine();
-      output_.put(open.isDictionary ? '}' : ']');
-      return true;
+  static bool isFull(const ValueTree& value) {
+    const bool isContainer = value.kind() == Kind::List || value.kind() == Kind::Dictionary;
+    return isContainer && ValueAccess::size(value) != 0;
+  }
+
+  bool writeContainer(const ValueTree& value) {
+    // The innermost one; those around it wait in `open_`.
+    Open open = opened(value);
+    while (true) {
+      if (open.isDictionary) open.next = ValueAccess::skipHoles(open.next, open.end);
+      if (open.next == open.end) {
+        --depth_;
+        startLine();
+        output_.put(open.isDictionary ? '}' : ']');
+        if (depth_ == 0) return true;
+        open = open_[depth_ - 1];
+        continue;
+      }
+      if (!startValue(open)) return false;
+      const ValueTree& next = *open.next++;
+      if (!isFull(next)) {
+        if (!writeOne(next)) return false;
+        continue;
+      }
+      if (depth_ == kMaxDepth) return false;
+      open_[depth_ - 1] = open;
+      open = opened(next);
     }
+  }
+
+  Open opened(const ValueTree& value) {
+    const bool isDictionary = value.kind() == Kind::Dictionary;
+    output_.put(isDictionary ? '{' : '[');
+    ++depth_;
+    const ValueTree* first = ValueAccess::cells(value);
+    const ValueTree* const end = first + ValueAccess::slots(value) * (isDictionary ? 2 : 1);
+    if (isDictionary) first = ValueAccess::skipHoles(first, end);
+    return {first, first, end, isDictionary};
+  }
+
+  /// Writes what stands before the next value; of a member that is its key too.
+  bool startValue(Open& open) {
     output_.reserve(1);
     if (open.next != open.first) output_.put(',');
     startLine();
-    if (open.isDictionary) {
-      if (!writeString(*open.next++)) return false;
-      output_.put(':');
-      if (indent_ != 0) output_.put(' ');
-    }
-    return writeOne(*open.next++);
+    if (!open.isDictionary) return true;
+    if (!writeString(*open.next++)) return false;
+    output_.put(':');
+    if (indent_ != 0) output_.put(' ');
+    return true;
   }
 
   /// Leaves room for a bracket or number.
@@ -106,6 +134,7 @@ class Writer {
     output_.putSpaces(indent);
   }
 
+  /// A value that is no container or an empty one.
   bool writeOne(const ValueTree& value) {
     switch (value.kind()) {
       case Kind::Null:
@@ -122,27 +151,14 @@ class Writer {
         return writeString(value);
       case Kind::List:
       case Kind::Dictionary:
-        return openContainer(value);
+        if (depth_ == kMaxDepth) return false;
+        output_.put(value.kind() == Kind::List ? "[]" : "{}");
+        return true;
       case Kind::Date:
       case Kind::Data:
         return false;
     }
     return false;
-  }
-
-  bool openContainer(const ValueTree& value) {
-    const bool isDictionary = value.kind() == Kind::Dictionary;
-    if (depth_ == kMaxDepth) return false;
-    if (ValueAccess::size(value) == 0) {
-      output_.put(isDictionary ? "{}" : "[]");
-      return true;
-    }
-    output_.put(isDictionary ? '{' : '[');
-    const ValueTree* first = ValueAccess::cells(value);
-    const ValueTree* const end = first + ValueAccess::slots(value) * (isDictionary ? 2 : 1);
-    if (isDictionary) first = ValueAccess::skipHoles(first, end);
-    open_[depth_++] = {first, first, end, isDictionary};
-    return true;
   }
 
   bool writeInteger(const ValueTree& value) {
