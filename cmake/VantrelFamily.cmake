@@ -7,6 +7,8 @@
 
 add_library(vantrel_build_flags INTERFACE)
 target_compile_features(vantrel_build_flags INTERFACE cxx_std_20 c_std_11)
+# Where addresses have 32 bits, files may still have more than 2 GiB.
+target_compile_definitions(vantrel_build_flags INTERFACE _FILE_OFFSET_BITS=64)
 target_compile_options(vantrel_build_flags INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow
   $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor -Woverloaded-virtual>

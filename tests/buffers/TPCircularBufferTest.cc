@@ -43,6 +43,8 @@ TEST(TPCircularBufferInit, RoundsUpToWholePagesOrTouchesNothing) {
   for (const std::int32_t requested : {1, page, page + 1, 10 * page - 1, largest - 1, largest, largest + 1,
                                        kMost, 0, -1, -page, -kMost - 1}) {
     const bool possible = requested > 0 && requested <= largest;
+    // The ring maps its memory twice: more than there are addresses of 32 bits.
+    if (sizeof(void*) == 4 && possible && requested > 10 * page) continue;
     const std::int32_t length = possible ? (requested - 1) / page * page + page : 0;
     SCOPED_TRACE(requested);
     std::uint8_t byte = 0;
@@ -136,6 +138,7 @@ TEST_F(TPCircularBufferTest, GivesTheRegionsOfEveryState) {
 }
 
 TEST_F(TPCircularBufferTest, CountsPastTheSignedRangeInTheLargestRing) {
+  if (sizeof(void*) == 4) GTEST_SKIP() << "the ring maps its memory twice: more than there are addresses";
   const std::int32_t length = kMost - pageSize() + 1;
   make(length);
   arrange(length - 5, length - 1);

@@ -94,7 +94,7 @@ TEST(BackgroundQueueTest, WithoutThreadsTasksWaitForTheMainLoopOrTheEndAndTheLog
   pthread_attr_t usual;
   pthread_getattr_default_np(&usual);
   pthread_attr_t huge = usual;  // a stack larger than any memory
-  pthread_attr_setstacksize(&huge, std::size_t{1} << 60);
+  pthread_attr_setstacksize(&huge, ~std::size_t{0xFFFF});
   ASSERT_EQ(pthread_setattr_default_np(&huge), 0);
   bool ranAtTheEnd = false;
   BackgroundQueue().post([&] { ranAtTheEnd = true; });
