@@ -2,8 +2,8 @@
 #
 #   vantrel_family(codec DEPENDS base host SYSTEM ZLIB::ZLIB)
 #
-# DEPENDS names other families; SYSTEM names what stands outside the project and is linked privately; SOURCES what is not
-# all of the folder.
+# DEPENDS names other families; SYSTEM names what stands outside the project and is linked privately; SOURCES
+# what is not all of the folder.
 
 add_library(vantrel_build_flags INTERFACE)
 target_compile_features(vantrel_build_flags INTERFACE cxx_std_20 c_std_11)
@@ -34,9 +34,9 @@ set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_C_STANDARD 11)
 set(CMAKE_C_EXTENSIONS OFF)
 
-# vantrel_as_needed(result item...): one linker flag for libraries that a program lists among the needed ones only when
-# it uses them. What stands around it on the line is linked as its owner said. One flag, because neither CMake nor
-# pkg-config keeps several together.
+# vantrel_as_needed(result item...): one linker flag for libraries that a program lists among the needed ones
+# only when it uses them. What stands around it on the line is linked as its owner said. One flag, because
+# neither CMake nor pkg-config keeps several together.
 function(vantrel_as_needed result)
   list(JOIN ARGN "," items)
   set(${result} "-Wl,--push-state,--as-needed,${items},--pop-state" PARENT_SCOPE)
@@ -55,7 +55,8 @@ function(vantrel_use_system target entry)
     target_link_libraries(${target} PRIVATE ${entry})
     return()
   endif()
-  target_include_directories(${target} SYSTEM PRIVATE $<TARGET_PROPERTY:${entry},INTERFACE_INCLUDE_DIRECTORIES>)
+  target_include_directories(${target} SYSTEM PRIVATE
+    $<TARGET_PROPERTY:${entry},INTERFACE_INCLUDE_DIRECTORIES>)
   target_compile_definitions(${target} PRIVATE $<TARGET_PROPERTY:${entry},INTERFACE_COMPILE_DEFINITIONS>)
   target_compile_options(${target} PRIVATE $<TARGET_PROPERTY:${entry},INTERFACE_COMPILE_OPTIONS>)
   get_target_property(type ${entry} TYPE)
@@ -118,8 +119,8 @@ function(vantrel_family name)
   set_property(GLOBAL PROPERTY VANTREL_SYSTEM_${name} "${ARG_SYSTEM}")
 endfunction()
 
-# A pkg-config dependency that an installed package config can find again: vantrel_pkgconfig(GSTREAMER gstreamer-1.0 ...)
-# gives the target PkgConfig::GSTREAMER.
+# A pkg-config dependency that an installed package config can find again: vantrel_pkgconfig(GSTREAMER
+# gstreamer-1.0 ...) gives the target PkgConfig::GSTREAMER.
 macro(vantrel_pkgconfig prefix)
   pkg_check_modules(${prefix} REQUIRED IMPORTED_TARGET GLOBAL ${ARGN})
   set_property(GLOBAL PROPERTY VANTREL_PKGCONFIG_${prefix} "${ARGN}")

@@ -1,10 +1,11 @@
-# `cmake --install`: headers, libraries, a package config with a component a family, a version file, pkg-config files.
-# In three components: the program, the shared libraries where there are any, and all else for development.
+# `cmake --install`: headers, libraries, a package config with a component a family, a version file,
+# pkg-config files. In three components: the program, the shared libraries where there are any, and all else
+# for development.
 include(CMakePackageConfigHelpers)
 set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME development)
 
-# What a family's SYSTEM entries mean to a project that uses the installed tree: the line that finds them again, and
-# their pkg-config module or linker flag.
+# What a family's SYSTEM entries mean to a project that uses the installed tree: the line that finds them
+# again, and their pkg-config module or linker flag.
 function(vantrel_describe_system entry find_variable pc_variable flag_variable)
   set(find "")
   set(pc "")
@@ -28,7 +29,8 @@ function(vantrel_describe_system entry find_variable pc_variable flag_variable)
     set(prefix ${CMAKE_MATCH_1})
     get_property(pc GLOBAL PROPERTY VANTREL_PKGCONFIG_${prefix})
     string(REPLACE ";" " " modules "${pc}")
-    set(find "find_dependency(PkgConfig)\npkg_check_modules(${prefix} REQUIRED QUIET IMPORTED_TARGET ${modules})")
+    string(CONCAT find "find_dependency(PkgConfig)\n"
+      "pkg_check_modules(${prefix} REQUIRED QUIET IMPORTED_TARGET ${modules})")
   else()
     message(FATAL_ERROR "cmake/VantrelInstall.cmake does not know how a user finds ${entry}")
   endif()
@@ -56,7 +58,8 @@ endfunction()
 
 # Every public header, and what these include. What stands below a `detail` is nobody's else.
 function(vantrel_public_headers result)
-  file(GLOB_RECURSE waiting CONFIGURE_DEPENDS RELATIVE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/vantrel/*.h)
+  file(GLOB_RECURSE waiting CONFIGURE_DEPENDS RELATIVE ${PROJECT_SOURCE_DIR}
+    ${PROJECT_SOURCE_DIR}/vantrel/*.h)
   # HighwayTargets.h is for kernels inside the library.
   list(FILTER waiting EXCLUDE REGEX "/detail/|/HighwayTargets.h$")
   set(found "")
@@ -108,8 +111,8 @@ foreach(family IN LISTS families)
   set(PC_LIBRARY vantrel_${family})
   list(TRANSFORM depends PREPEND "vantrel-" OUTPUT_VARIABLE PC_FAMILIES)
   list(JOIN PC_FAMILIES " " PC_FAMILIES)
-  # An archive needs what stands below it on every link line, and C++, which a linker called for a C program does not look
-  # for by itself; a shared library brings both along.
+  # An archive needs what stands below it on every link line, and C++, which a linker called for a C program
+  # does not look for by itself; a shared library brings both along.
   set(PC_LIBS "")
   if(NOT BUILD_SHARED_LIBS)
     set(PC_LIBS ${PC_FLAGS} ${VANTREL_CXX_RUNTIME})
@@ -133,7 +136,8 @@ foreach(header IN LISTS headers)
 endforeach()
 install(FILES ${PROJECT_SOURCE_DIR}/LICENSE ${PROJECT_SOURCE_DIR}/CHANGELOG.md ${PROJECT_SOURCE_DIR}/README.md
   DESTINATION ${CMAKE_INSTALL_DOCDIR})
-install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples DESTINATION ${CMAKE_INSTALL_DOCDIR} FILES_MATCHING PATTERN "*.c*")
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples DESTINATION ${CMAKE_INSTALL_DOCDIR}
+  FILES_MATCHING PATTERN "*.c*")
 
 list(TRANSFORM families PREPEND "vantrel-" OUTPUT_VARIABLE PC_FAMILIES)
 list(JOIN PC_FAMILIES " " PC_FAMILIES)
@@ -163,7 +167,8 @@ if(TARGET vantrel_app)
     install(FILES ${generated}/man/${page} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT program)
     install(FILES ${generated}/bash/vantrel DESTINATION ${data}/bash-completion/completions COMPONENT program)
     install(FILES ${generated}/zsh/_vantrel DESTINATION ${data}/${zsh_folder} COMPONENT program)
-    install(FILES ${generated}/fish/vantrel.fish DESTINATION ${data}/fish/vendor_completions.d COMPONENT program)
+    install(FILES ${generated}/fish/vantrel.fish DESTINATION ${data}/fish/vendor_completions.d
+      COMPONENT program)
   endif()
 endif()
 

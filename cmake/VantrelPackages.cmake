@@ -1,5 +1,5 @@
-# Debian packages: `vantrel` is the program, `libvantrel-dev` what a program is built with, and, where the libraries are
-# shared, `libvantrel0` these.
+# Debian packages: `vantrel` is the program, `libvantrel-dev` what a program is built with, and, where the
+# libraries are shared, `libvantrel0` these.
 set(CPACK_GENERATOR DEB)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_PACKAGE_NAME vantrel)
@@ -32,7 +32,8 @@ foreach(family IN LISTS families)
   list(REMOVE_ITEM modules Requires.private)
   foreach(module IN LISTS modules)
     pkg_get_variable(folder ${module} pcfiledir)
-    execute_process(COMMAND dpkg-query -S ${folder}/${module}.pc OUTPUT_VARIABLE owner COMMAND_ERROR_IS_FATAL ANY)
+    execute_process(COMMAND dpkg-query -S ${folder}/${module}.pc
+      OUTPUT_VARIABLE owner COMMAND_ERROR_IS_FATAL ANY)
     string(REGEX REPLACE "[:,].*" "" owner "${owner}")
     list(APPEND needed ${owner})
   endforeach()

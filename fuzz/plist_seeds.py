@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Writes start corpora: plist_seeds.py FOLDER makes FOLDER/plist, FOLDER/xmlplist and FOLDER/archive for the targets of these names."""
+"""Writes start corpora for the fuzz targets plist, xmlplist and archive, below the folder that is named."""
 import datetime
 import pathlib
 import plistlib
@@ -55,7 +55,8 @@ def inside_xml(value):
 
 XML = [value for value in PLISTS if not isinstance(value, UID)]
 
-for kind, seeds, dump in (("plist", PLISTS, binary), ("xmlplist", XML, inside_xml), ("archive", ARCHIVES, binary)):
+CORPORA = (("plist", PLISTS, binary), ("xmlplist", XML, inside_xml), ("archive", ARCHIVES, binary))
+for kind, seeds, dump in CORPORA:
     folder = pathlib.Path(sys.argv[1]) / kind
     folder.mkdir(parents=True, exist_ok=True)
     for number, seed in enumerate(seeds):

@@ -42,7 +42,8 @@ def main():
         ours = times.pop("vantrel", None)
         if ours is None:
             continue
-        peers = "  ".join(f"{who} {time_text(time)} = {time / ours:.2f}x" for who, time in sorted(times.items()))
+        peers = "  ".join(f"{who} {time_text(time)} = {time / ours:.2f}x"
+                          for who, time in sorted(times.items()))
         print(f"{task:34} {case:>9} {time_text(ours):>10}  {peers}")
 
 

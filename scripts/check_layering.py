@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
-"""Checks that no room includes a header of a room that scripts/layering.txt does not name for it, that what stands below
-a room's `detail` is included there alone (tests look inside), that headers of back-end technology stay inside backends/,
-and that every other header of a family is a user's: it declares something public and includes no dependency."""
+"""Checks that no room includes a header of a room that scripts/layering.txt does not name for it, that what
+stands below a room's `detail` is included there alone (tests look inside), that headers of back-end
+technology stay inside backends/, and that every other header of a family is a user's: it declares something
+public and includes no dependency."""
 import pathlib
 import re
 import sys
@@ -12,7 +13,8 @@ DEPENDENCY = re.compile(r"^(gst/|glib|rapidjson/|unicode/|hwy/|openssl/|zlib\.h|
 SIMD_ROOM = "vantrel/base/simd/"
 LOOKS_INSIDE = ("tests", "bench", "fuzz")
 # A namespace that is not `detail`, a function in C, or a macro beside the guard of the header.
-DECLARES = re.compile(r"^namespace vantrel(::(?!detail)\w+)*( \{|$)|^VANTREL_EXPORT |^#define VANTREL_\w+[ (]", re.M)
+DECLARES = re.compile(
+    r"^namespace vantrel(::(?!detail)\w+)*( \{|$)|^VANTREL_EXPORT |^#define VANTREL_\w+[ (]", re.M)
 
 
 def table():

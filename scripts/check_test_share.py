@@ -3,8 +3,8 @@
 
     check_test_share.py [--most 0.34]
 
-Prints for each family its own lines and those of its tests, then the share of tests/ in all code: more tests than a third
-are more to read and change than they catch.
+Prints for each family its own lines and those of its tests, then the share of tests/ in all code: more
+tests than a third are more to read and change than they catch.
 """
 import argparse
 import collections
@@ -46,7 +46,8 @@ def main():
     most = arguments.parse_args().most
 
     code, tests = collections.Counter(), collections.Counter()
-    names = subprocess.run(["git", "ls-files", *FOLDERS], check=True, capture_output=True, text=True).stdout.splitlines()
+    listing = subprocess.run(["git", "ls-files", *FOLDERS], check=True, capture_output=True, text=True)
+    names = listing.stdout.splitlines()
     for path in map(pathlib.Path, names):
         if not kind_of(path):
             continue
@@ -61,7 +62,8 @@ def main():
         ratio = f"{tests[family] / code[family]:.2f}" if code[family] else "-"
         print(f"{family:<12}{tests[family]:>8}{code[family]:>8}{ratio:>14}")
     share = tests.total() / (tests.total() + code.total())
-    print(f"{'all':<12}{tests.total():>8}{code.total():>8}\ntests are {share:.3f} of all code, at most {most} wanted")
+    print(f"{'all':<12}{tests.total():>8}{code.total():>8}\n"
+          f"tests are {share:.3f} of all code, at most {most} wanted")
     sys.exit(share > most)
 
 

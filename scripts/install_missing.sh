@@ -1,4 +1,5 @@
-# install_missing PACKAGE...: installs what is not there yet; without root, prints the one line to run and fails.
+# install_missing PACKAGE...: installs what is not there yet; without root, prints the one line to run and
+# fails.
 # shellcheck shell=bash
 
 install_missing() {
@@ -19,4 +20,5 @@ install_missing() {
   DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" > /dev/null
 }
 
-installed_packages=$(awk '/^Package: /{name=$2} /^Status: install ok installed/{print name}' /var/lib/dpkg/status)
+installed_packages=$(awk '/^Package: /{name=$2} /^Status: install ok installed/{print name}' \
+  /var/lib/dpkg/status)
