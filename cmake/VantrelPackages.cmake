@@ -3,7 +3,8 @@
 set(CPACK_GENERATOR DEB)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_PACKAGE_NAME vantrel)
-set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "general-purpose utility library in C++20")
+# Empty: each package's description begins with its own short one.
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
 set(CPACK_PACKAGE_CONTACT "The Vantrel developers <developers@vantrel.invalid>")
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
@@ -17,7 +18,7 @@ set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
 set(CPACK_COMPONENTS_ALL development)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libvantrel-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
-set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION "Development files.
+set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION "general-purpose utility library in C++20 (development files)
 Byte, text and JSON tools, archives and settings, checksums, a cipher, digests
 and gzip, a lock-free ring and a blocking queue, tasks, timers and a calendar,
 files, notices and sorting, and a music player. Each family of these is a
@@ -49,7 +50,7 @@ set(CPACK_DEBIAN_PROGRAM_PACKAGE_SECTION utils)
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_RECOMMENDS "gstreamer1.0-plugins-base, gstreamer1.0-plugins-good")
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_SUGGESTS gstreamer1.0-libav)
-set(CPACK_DEBIAN_PROGRAM_DESCRIPTION "The program for the command line.
+set(CPACK_DEBIAN_PROGRAM_DESCRIPTION "tools for bytes, text, archives and times, and a music player
 Hexadecimal text, checksums, AES, digests, gzip and JSON; folders, calendar
 and sorting; and a player of files and folders that remembers where it was.")
 
@@ -60,7 +61,7 @@ if(BUILD_SHARED_LIBS)
   set(CPACK_DEBIAN_LIBRARIES_PACKAGE_NAME libvantrel${PROJECT_VERSION_MAJOR})
   set(CPACK_DEBIAN_LIBRARIES_PACKAGE_SECTION libs)
   set(CPACK_DEBIAN_LIBRARIES_PACKAGE_SHLIBDEPS ON)
-  set(CPACK_DEBIAN_LIBRARIES_DESCRIPTION "Shared libraries.
+  set(CPACK_DEBIAN_LIBRARIES_DESCRIPTION "general-purpose utility library in C++20 (shared libraries)
 What programs need to run that are linked with the shared libraries.")
   # Where the families are while their packages are made.
   foreach(family IN LISTS families)
