@@ -21,10 +21,13 @@ bool takesFiles(const CommandModel& command) {
 std::string steps(const CommandModel& program, const std::string& before, const std::string& between,
                   const std::string& after) {
   std::string lines;
-  for (const CommandModel* command : flattened(program))
-    for (const CommandModel& below : command->commands)
-      lines += before + "\"" + command->path + " " + below.name + "\"" + between + "\"" + below.path + "\"" +
-               after;
+  const auto quoted = [](const std::string& words) { return "\"" + words + "\""; };
+  for (const CommandModel* command : flattened(program)) {
+    for (const CommandModel& below : command->commands) {
+      lines += before;
+      lines += quoted(command->path + " " + below.name) + between + quoted(below.path) + after;
+    }
+  }
   return lines;
 }
 

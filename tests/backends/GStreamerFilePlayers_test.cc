@@ -267,6 +267,24 @@ TEST_F(GStreamerFilePlayersTest, PausedTracksWakeNobody) {
       << "threads of the whole process that woke and slept again";
 }
 
+long entriesOf(const char* folder) {
+  return std::distance(std::filesystem::directory_iterator(folder), std::filesystem::directory_iterator());
+}
+
+TEST_F(GStreamerFilePlayersTest, ChangesOfTracksKeepNoThreadAndNoDescriptor) {
+  const std::string paths[] = {tone("a", "1"), make("a.mp3", "lame --quiet a.wav a.mp3"),
+                               make("a.ogg", "oggenc -Q a.wav")};
+  long descriptors = 0, threads = 0;
+  for (std::size_t change = 0; change < 60; ++change) {
+    if (change == 30) descriptors = entriesOf("/proc/self/fd"), threads = entriesOf("/proc/self/task");
+    const auto player = open(paths[change % 3]);
+    ASSERT_NE(player, nullptr) << paths[change % 3];
+    playFor(*player, 5ms);
+  }
+  EXPECT_LE(entriesOf("/proc/self/fd"), descriptors + 2);
+  EXPECT_LE(entriesOf("/proc/self/task"), threads + 2);
+}
+
 TEST_F(GStreamerFilePlayersTest, IsPartOfTheLinuxHostAndSaysOnceThatThereIsNoSound) {
   backends::installLinuxHost("players-test");
   EXPECT_EQ(Host::current().applicationName, "players-test");

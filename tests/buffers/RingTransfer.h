@@ -55,7 +55,7 @@ struct RingTransfer {
 template <typename Put, typename Get>
 void transferThroughRing(const RingTransfer& transfer, Put put, Get get) {
   SCOPED_TRACE(testing::Message() << "ring of " << transfer.ringSize << ", seed " << transfer.seed);
-  const Watchdog watchdog(20 + static_cast<unsigned>(transfer.total / 50'000'000));
+  const Watchdog watchdog(Watchdog::kSeconds + static_cast<unsigned>(transfer.total / 50'000'000));
   const RingBytes bytes;
   std::atomic<bool> wrong{false};
 

@@ -166,9 +166,6 @@ TEST(Json, TellsWhichValueCannotBeWritten) {
     EXPECT_EQ(json::writeCompact(value).error().description(), reason);
     EXPECT_EQ(json::writePretty(value).error().description(), reason);
   }
-  ValueTree tall;
-  for (int i = 0; i < 600; ++i) tall = ValueTree::list({tall});
-  EXPECT_EQ(json::writePretty(tall).error().code, json::kTooDeep);
 }
 
 TEST(Json, PartsOfAnySizeOutliveAndNeverChangeTheirDocument) {
@@ -215,7 +212,7 @@ TEST(Json, TakesNestingUpToTheBoundInBothDirections) {
   const auto deepest = json::parse(repeated("[", bound) + repeated("]", bound));
   ASSERT_TRUE(deepest);
   EXPECT_TRUE(json::writePretty(*deepest));
-  EXPECT_FALSE(json::writePretty(ValueTree::list({*deepest})));
+  EXPECT_EQ(json::writePretty(ValueTree::list({*deepest})).error().code, json::kTooDeep);
   EXPECT_FALSE(json::parse(repeated("[", bound + 1) + repeated("]", bound + 1)));
   EXPECT_FALSE(json::parse(repeated("[", 100'000) + repeated("]", 100'000)));
   EXPECT_FALSE(json::parse(repeated("{\"a\":", 100'000)));

@@ -1,7 +1,6 @@
 // The phone around the player.
 
 #include <cmath>
-#include <limits>
 
 #include "tests/player/PlayerScenes.h"
 
@@ -15,8 +14,6 @@ class AudioPlayerSystem : public PlayerScenes {
     return shown(center_->info()[key]);
   }
 };
-
-constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
 
 TEST_F(AudioPlayerSystem, TellsWhatItDoes) {
   const std::string continued = "log: didContinue, A: play, KW_AU_NOTE KW_CONTINUE, log: didContinue Do 0, ";
@@ -233,11 +230,10 @@ TEST_F(AudioPlayerSystem, ShowsLengthsThatAreNoLengthsInAnOrderlyWay) {
 TEST_F(AudioPlayerSystem, DerivesTheRhythmFromTheLevelsOfTwoChannels) {
   const auto player = KWAudioPlayer::sharedMe_1();
   EXPECT_FALSE(player->didRhythmData());
-  const auto nan = static_cast<float>(kNan);
   // -20 dB is level 3276, 0x0CCC: 12 - 52 = -40 in signed bytes. -80 dB is level 3.
   const std::pair<std::vector<float>, std::int32_t> cases[] = {
       {{0}, 2520},      {{0, 0}, 5040},    {{0, 0, 0}, 5040}, {{}, 0},         {{-20}, -800},
-      {{-20, 0}, 1720}, {{-160, -80}, 60}, {{nan, nan}, 0},   {{-INFINITY}, 0}};
+      {{-20, 0}, 1720}, {{-160, -80}, 60}, {{NAN, NAN}, 0},   {{-INFINITY}, 0}};
   for (const auto& [decibels, rhythm] : cases) {
     files_->put("url", {.decibels = decibels});
     player->setMPlayer(*files_->openUrl("url"));

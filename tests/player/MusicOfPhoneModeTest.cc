@@ -1,7 +1,6 @@
 #include "vantrel/player/MusicOfPhoneMode.h"
 
 #include <cmath>
-#include <limits>
 
 #include "tests/player/PlayerFixture.h"
 
@@ -100,14 +99,15 @@ TEST_F(SongItem, ReadsItsLengthFromTheAssetAnewEveryTime) {
 }
 
 TEST_F(SongItem, ClampsLengthsTo32Bits) {
+  constexpr std::uint32_t kMost = UINT32_MAX;
   const std::pair<double, std::uint32_t> cases[] = {{0.0, 0},
                                                     {-5.0, 0},
-                                                    {std::numeric_limits<double>::quiet_NaN(), 0},
+                                                    {NAN, 0},
                                                     {0.999, 0},
                                                     {4294967294.9, 4294967294},
-                                                    {4294967296.0, 4294967295},
-                                                    {1e300, 4294967295},
-                                                    {std::numeric_limits<double>::infinity(), 4294967295}};
+                                                    {4294967296.0, kMost},
+                                                    {1e300, kMost},
+                                                    {HUGE_VAL, kMost}};
   for (const auto& [duration, seconds] : cases) {
     files_->put("url", {.duration = duration});
     EXPECT_EQ(entry_.songTimeIpod("url"), seconds) << duration;

@@ -6,7 +6,7 @@
 #include <cstring>
 
 #include "tests/codec/HexOracle.h"
-#include "tests/codec/checksums/AesOracle.h"
+#include "tests/codec/checksums/AesBlocks.h"
 #include "tests/support/EachTarget.h"
 #include "tests/support/RandomBytes.h"
 
@@ -28,10 +28,6 @@ const AesBlock kKey = block("000102030405060708090A0B0C0D0E0F");
 const AesBlock kPlain = block("00112233445566778899AABBCCDDEEFF");
 const AesBlock kCipher = block("69C4E0D86A7B0430D8CDB78070B4C55A");
 
-void oneBlock(Way way, const std::uint8_t* from, std::uint8_t* to) {
-  way == Way::Encrypt ? aes().Dcs_AESEnCodeIn_Out(from, to) : aes().Dcs_AESDeCodeIn_Out(from, to);
-}
-
 /// The bytes of the whole blocks, which an encryption tells and a decryption leaves to the caller.
 std::uint32_t manyBlocks(Way way, const std::uint8_t* from, std::uint8_t* to, std::uint32_t length) {
   if (way == Way::Encrypt) return aes().Dcs_EnCodeSrc_Des_Lenghts_Key(from, to, length, kKey.data());
@@ -39,21 +35,23 @@ std::uint32_t manyBlocks(Way way, const std::uint8_t* from, std::uint8_t* to, st
   return length / 16 * 16;
 }
 
-TEST(AESx, TreatsABlockAsItsDefinitionDoesWhateverTheKey) {
+// What was encrypted is the next text, and changes the key. The last text is that of openssl.
+TEST(AESx, TreatsAChainOfTextsAndKeysAsOpensslDoes) {
   onEachTarget([] {
-    for (std::uint32_t seed = 0; seed < 200; ++seed) {
-      const AesBlock key = asBlock(randomBytes(16, seed)), from = asBlock(randomBytes(16, seed + 1000));
+    AesBlock key = kKey, text = kPlain, cipher{}, back{};
+    for (int i = 0; i < 1000; ++i) {
       aes().Dcs_SetKey(key.data());
-      for (const Way way : {Way::Encrypt, Way::Decrypt}) {
-        AesBlock to{};
-        oneBlock(way, from.data(), to.data());
-        ASSERT_EQ(to, asBlock(aesByDefinition(way, key, from))) << seed;
-      }
+      treatBlock(Way::Encrypt, text.data(), cipher.data());
+      treatBlock(Way::Decrypt, cipher.data(), back.data());
+      ASSERT_EQ(back, text) << i;
+      for (std::size_t at = 0; at < 16; ++at) key[at] ^= cipher[at];
+      text = cipher;
     }
+    EXPECT_EQ(text, block("0798dc32952faaeaf04787136e0aec14"));
   });
 }
 
-TEST(AESx, TreatsBuffersOfAnyLengthAsItsDefinitionDoes) {
+TEST(AESx, TreatsBuffersOfAnyLengthAsTheirBlocks) {
   onEachTarget([] {
     for (std::uint32_t length = 0; length <= 1200; length += length < 100 ? 1 : 13) {
       for (const Way way : {Way::Encrypt, Way::Decrypt}) {
@@ -62,7 +60,7 @@ TEST(AESx, TreatsBuffersOfAnyLengthAsItsDefinitionDoes) {
         const auto source = randomBytes(whole, length);
         std::vector<std::uint8_t> out(whole + 16, 0xEE);
         ASSERT_EQ(manyBlocks(way, source.data(), out.data(), length), whole);
-        auto expected = aesByDefinition(way, kKey, source);
+        auto expected = blockByBlock(way, kKey, source);
         expected.resize(whole + 16, 0xEE);
         ASSERT_EQ(out, expected) << length;
       }
@@ -116,7 +114,7 @@ TEST(AESx, LeavesWhatBlockByBlockLeavesForEveryOverlap) {
       for (const int distance : {0, -1, -16, -100, -640, -700, 1, 15, 16, 17, 64, 100, 511, 639, 640, 700}) {
         auto bulk = randomBytes(2100), single = bulk;
         std::uint8_t* from = single.data() + kMiddle;
-        for (std::size_t at = 0; at < kLength; at += 16) oneBlock(way, from + at, from + at + distance);
+        for (std::size_t at = 0; at < kLength; at += 16) treatBlock(way, from + at, from + at + distance);
         const Memory expected = takeMemory(single);
         EXPECT_EQ(expected.roundKeys, roundKeys);
         manyBlocks(way, bulk.data() + kMiddle, bulk.data() + kMiddle + distance, kLength);
@@ -170,8 +168,16 @@ TEST(AESx, WorksStepByStepOnItsArrays) {
 }
 
 TEST(AESx, AnswersFromTheSBoxAndItsInverse) {
+  // FIPS 197, figure 7.
+  const auto box = hexByStrtol(
+      "637c777bf26b6fc53001672bfed7ab76ca82c97dfa5947f0add4a2af9ca472c0b7fd9326363ff7cc34a5e5f171d83115"
+      "04c723c31896059a071280e2eb27b27509832c1a1b6e5aa0523bd6b329e32f8453d100ed20fcb15b6acbbe394a4c58cf"
+      "d0efaafb434d338545f9027f503c9fa851a3408f929d38f5bcb6da2110fff3d2cd0c13ec5f974417c4a77e3d645d1973"
+      "60814fdc222a908846eeb814de5e0bdbe0323a0a4906245cc2d3ac629195e479e7c8376d8dd54ea96c56f4ea657aae08"
+      "ba78252e1ca6b4c6e8dd741f4bbd8b8a703eb5664803f60e613557b986c11d9ee1f8981169d98e949b1e87e9ce5528df"
+      "8ca1890dbfe6426841992d0fb054bb16");
   for (int value = 0; value < 256; ++value) {
-    const int expected = aesSBox()[static_cast<std::size_t>(value)];
+    const int expected = box[static_cast<std::size_t>(value)];
     EXPECT_EQ(aes().getSBoxValue(value), expected);
     EXPECT_EQ(aes().getSBoxInvert(expected), value);
   }
