@@ -1,5 +1,4 @@
 #include <cstdlib>
-#include <string>
 
 #include "tests/buffers/RingTransfer.h"
 #include "tests/support/Sanitizers.h"

@@ -8,13 +8,13 @@
 
 #include <chrono>
 #include <cstdlib>
-#include <mutex>
 #include <optional>
 #include <set>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "tests/support/LogLines.h"
 #include "tests/support/ScopedLimit.h"
 #include "tests/support/ScratchFolder.h"
 #include "vantrel/base/Log.h"
@@ -31,11 +31,6 @@ using testing::IsEmpty;
 
 class SettingsStoreTest : public testing::Test {
  protected:
-  std::vector<std::string> log() {
-    const std::lock_guard lock(mutex_);
-    return lines_;
-  }
-
   /// The file with these contents, in its folder.
   void put(const std::string& contents) {
     fs::create_directory(scratch_.at("app"));
@@ -51,14 +46,7 @@ class SettingsStoreTest : public testing::Test {
 
   const tests::ScratchFolder scratch_;
   const fs::path file_ = fs::path(scratch_.path()) / "app" / "settings.plist";
-
- private:
-  std::mutex mutex_;
-  std::vector<std::string> lines_;
-  ScopedLogSink sink_{[this](std::string_view line) {
-    const std::lock_guard lock(mutex_);
-    lines_.emplace_back(line);
-  }};
+  tests::LogLines log_;
 };
 
 TEST_F(SettingsStoreTest, KeepsValuesOverReopeningToTheUserAloneAndTouchesNothingBefore) {
@@ -92,7 +80,7 @@ TEST_F(SettingsStoreTest, KeepsValuesOverReopeningToTheUserAloneAndTouchesNothin
   EXPECT_EQ(again.all(), values);
   ASSERT_TRUE(again.synchronize());
   EXPECT_EQ(SettingsStore(file_).all(), values);
-  EXPECT_THAT(log(), IsEmpty());
+  EXPECT_THAT(log_.take(), IsEmpty());
 }
 
 TEST_F(SettingsStoreTest, RefusesWhatNoPropertyListHolds) {
@@ -141,11 +129,9 @@ TEST_F(SettingsStoreTest, SetsEachDamagedFileAsideUnderItsOwnNameAndSaysSo) {
                                          std::string(plist::write(ValueTree::list({1}))->text())};
   for (const std::string& contents : damaged) {
     put(contents);
-    const std::size_t saidBefore = log().size();
     EXPECT_TRUE(SettingsStore(file_).setObject_forKey(1, "key"));
     EXPECT_EQ(SettingsStore(file_).all(), ValueTree::dictionary({{"key", 1}}));
-    ASSERT_EQ(log().size(), saidBefore + 1);
-    EXPECT_THAT(log().back(), HasSubstr(file_.string() + " is damaged, kept as "));
+    EXPECT_THAT(log_.take(), ElementsAre(HasSubstr(file_.string() + " is damaged, kept as ")));
   }
   std::set<std::string> aside;
   for (const std::string& name : namesBeside()) {
@@ -161,7 +147,7 @@ TEST_F(SettingsStoreTest, GoesOnInMemoryWhereItCannotWriteAndSaysSoOnce) {
   EXPECT_FALSE(store.synchronize());
   EXPECT_FALSE(store.synchronize());
   EXPECT_EQ(store.objectForKey("key"), ValueTree(1));
-  EXPECT_THAT(log(), ElementsAre(HasSubstr("settings: " + file_.string() + " cannot be written: ")));
+  EXPECT_THAT(log_.take(), ElementsAre(HasSubstr("settings: " + file_.string() + " cannot be written: ")));
   fs::remove(file_.parent_path());
   fs::create_directories(file_);
   EXPECT_FALSE(store.synchronize()) << "a folder";
@@ -238,7 +224,7 @@ TEST_F(SettingsStoreTest, KeepsWhatItKnowsWithoutDescriptorsAndReadsAgain) {
   none.reset();
   EXPECT_EQ(known.objectForKey("key"), ValueTree(2));
   EXPECT_EQ(fresh.objectForKey("key"), ValueTree(2));
-  EXPECT_THAT(log(), ElementsAre(HasSubstr("cannot be read: "), HasSubstr("cannot be read: ")))
+  EXPECT_THAT(log_.take(), ElementsAre(HasSubstr("cannot be read: "), HasSubstr("cannot be read: ")))
       << "once each";
 }
 
@@ -253,13 +239,13 @@ TEST_F(SettingsStoreTest, KeepsChangesWhileAnotherHoldsTheLockAndSaysWhatIsLost)
   EXPECT_TRUE(store->setObject_forKey(1, "key"));
   EXPECT_FALSE(store->synchronize());
   EXPECT_FALSE(store->synchronize());
-  EXPECT_THAT(log(), ElementsAre(HasSubstr(locked)));
+  EXPECT_THAT(log_.take(), ElementsAre(HasSubstr(locked)));
   flock(folder, LOCK_UN);
   EXPECT_TRUE(store->synchronize());
   ASSERT_EQ(flock(folder, LOCK_EX), 0);
   EXPECT_TRUE(store->setObject_forKey(2, "key"));
   store.reset();
-  EXPECT_THAT(log(), ElementsAre(HasSubstr(locked), HasSubstr(locked), HasSubstr("changes lost: 1")));
+  EXPECT_THAT(log_.take(), ElementsAre(HasSubstr(locked), HasSubstr("changes lost: 1")));
   close(folder);
   EXPECT_EQ(SettingsStore(file_).objectForKey("key"), ValueTree(1));
 }
@@ -283,7 +269,7 @@ TEST_F(SettingsStoreTest, RefusesWhatDoesNotFitAndWritesTheRest) {
   EXPECT_TRUE(two.synchronize()) << "what there is room for is written";
   EXPECT_EQ(two.all(), ValueTree::dictionary({{"one", large}, {"small", 2}, {"also small", 3}}));
   EXPECT_EQ(SettingsStore(file_).all(), two.all());
-  EXPECT_THAT(log(), ElementsAre(HasSubstr("no room for \"two\"")));
+  EXPECT_THAT(log_.take(), ElementsAre(HasSubstr("no room for \"two\"")));
 }
 
 TEST_F(SettingsStoreTest, ARelativePathKeepsItsFolder) {
@@ -303,7 +289,7 @@ TEST_F(SettingsStoreTest, ReadsXmlAndWritesTheBinaryForm) {
   ASSERT_TRUE(store.synchronize());
   EXPECT_TRUE(tests::contentsOf(file_).starts_with("bplist00"));
   EXPECT_EQ(store.all(), ValueTree::dictionary({{"a", 1}, {"b", 2}}));
-  EXPECT_THAT(log(), IsEmpty());
+  EXPECT_THAT(log_.take(), IsEmpty());
 }
 
 // The environment stays changed; no other test of this program looks at it.

@@ -3,7 +3,6 @@
 #include <gmock/gmock.h>
 
 #include <cmath>
-#include <limits>
 
 #include "tests/support/LogLines.h"
 #include "vantrel/loop/ManualClock.h"
@@ -15,7 +14,6 @@ namespace {
 using namespace std::chrono_literals;
 
 TEST(ClockTest, SecondsBecomeTruncatedAndClampedNanoseconds) {
-  constexpr double kInfinity = std::numeric_limits<double>::infinity();
   const std::pair<double, Duration> cases[] = {{0, 0ns},
                                                {1.5, 1500ms},
                                                {-2, -2s},
@@ -25,8 +23,8 @@ TEST(ClockTest, SecondsBecomeTruncatedAndClampedNanoseconds) {
                                                {1e300, Duration::max()},
                                                {-1e300, Duration::min()},
                                                {9.3e9, Duration::max()},
-                                               {kInfinity, Duration::max()},
-                                               {-kInfinity, Duration::min()}};
+                                               {INFINITY, Duration::max()},
+                                               {-INFINITY, Duration::min()}};
   for (const auto& [number, expected] : cases) EXPECT_EQ(durationOfSeconds(number), expected) << number;
 }
 
