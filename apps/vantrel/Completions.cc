@@ -24,8 +24,8 @@ std::string steps(const CommandModel& program, const std::string& before, const 
   const auto quoted = [](const std::string& words) { return "\"" + words + "\""; };
   for (const CommandModel* command : flattened(program)) {
     for (const CommandModel& below : command->commands) {
-      lines += before;
-      lines += quoted(command->path + " " + below.name) + between + quoted(below.path) + after;
+      const std::string words = quoted(command->path + " " + below.name);
+      lines.append(before).append(words).append(between).append(quoted(below.path)).append(after);
     }
   }
   return lines;
